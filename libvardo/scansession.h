@@ -1,0 +1,77 @@
+#pragma once
+
+#include "base/result.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vardo {
+
+/// Where the scanning service lives and what it loads.
+struct ServicePaths
+{
+    std::string socket;                     ///< unix socket, mode 0600
+    std::string pidFile;                    ///< holds the service's process id
+    std::vector<std::string> signatureDirs; ///< all are loaded; a missing one is passed over
+    unsigned idleMinutes = 10;              ///< after which an unused service ends itself
+};
+
+/// What a session lets its workers open and how far they may go. Sizes in bytes.
+struct SessionOptions
+{
+    bool archives = true;
+    bool mails = true;
+    bool packed = true;
+    bool heuristics = true;
+    std::uint64_t maxFileSize = 100ull << 20;
+    std::uint64_t maxScanSize = 400ull << 20;
+    std::uint32_t maxRecursion = 17;
+    std::uint32_t maxFiles = 10000;
+    std::uint32_t maxSeconds = 30; ///< per file; a watchdog kills the worker 5 s later
+    unsigned workers = 0;          ///< 0: one a core
+};
+
+/// What was found out about one file.
+struct Verdict
+{
+    int status = 0;     ///< one of SCANSTAT_CLEAN, INFECTED, SUSPECTED, ENCRYPTED, CORRUPT, ERROR
+    std::string virus;  ///< name of what was found, empty when nothing was
+    std::string inner;  ///< where inside the file, components divided by "=>"; empty for the file itself
+    std::string remark; ///< further text for a person, for example why the file was not wholly scanned
+};
+
+/// What a running service says of itself.
+struct ServiceInfo
+{
+    unsigned long signatures = 0;
+    std::string remark; ///< signature files that were left out, for a person; empty normally
+};
+
+/// Finds the service of `paths`, or starts it, and with `wait` returns only when its signatures are
+/// loaded. `beat`, when given, is called every 100 ms meanwhile; false from it gives up.
+base::Result<ServiceInfo> startService(const ServicePaths& paths, bool wait, const std::function<bool()>& beat);
+
+/// One scan's set of workers. A thread of its own talks with them; a worker that dies or overruns its
+/// time costs the file it had in hand, which gets an ERROR verdict, and is replaced.
+class ScanSession
+{
+  public:
+    /// Called on the session's thread, once for each submitted id, in any order.
+    using DoneHandler = std::function<void(std::uint64_t id, Verdict verdict)>;
+
+    /// Opens a session, starting the service if need be.
+    static base::Result<std::unique_ptr<ScanSession>> open(const ServicePaths& paths, const SessionOptions& options,
+                                                           DoneHandler done);
+
+    virtual ~ScanSession() = default; ///< abandons what is in flight, at once; `done` is not called any more
+
+    /// Hands over a regular file (or memfd) opened for reading. `fd` stays the caller's and must stay
+    /// open until `done` was called for `id`. Never blocks; callable from any thread. When the service
+    /// is lost for good, every outstanding and later id gets an ERROR verdict.
+    virtual void submit(std::uint64_t id, int fd, std::uint64_t size) = 0;
+};
+
+} // namespace vardo

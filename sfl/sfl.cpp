@@ -1,0 +1,1 @@
+#include "sfl/sfl.h"

@@ -1,0 +1,17 @@
+#pragma once
+
+/// Every fixed path of the window, the one place to look for them.
+namespace paths {
+
+inline constexpr char qsavConf[] = "/opt/Quillstone/etc/qsav.conf";
+inline constexpr char vardoConf[] = "/opt/Quillstone/etc/vardo/vardo.conf";
+inline constexpr char updatesConf[] = "/opt/Quillstone/etc/updates.conf";
+inline constexpr char versionFile[] = "/opt/Quillstone/etc/vardo-ver";
+inline constexpr char guardFile[] = "/opt/Quillstone/var/run/vardogui.pid";
+inline constexpr char lastScan[] = "/opt/Quillstone/etc/vardo/.lastScan";
+inline constexpr char quarantineRecords[] = "/opt/Quillstone/etc/vardo/.quarantined";
+inline constexpr char quarantineDir[] = "/var/Quillstone/var/quarantine/vardo";
+inline constexpr char scheduleStore[] = "/opt/Quillstone/etc/vardo/schedule.conf";
+inline constexpr char progressAnimation[] = "/opt/Quillstone/var/www/htdocs/images/VardoProgress.gif";
+
+} // namespace paths
