@@ -1,0 +1,22 @@
+#pragma once
+
+#include "libvardo/scansession.h"
+
+#include <string>
+
+namespace vardo {
+
+/// What the configuration files say of the service and of the limits of a scan.
+struct EngineSettings
+{
+    ServicePaths service;
+    SessionOptions limits; ///< `archives` to `heuristics` follow the option bits, which the caller applies
+    std::string quarantineDir; ///< absolute; its contents are never scanned
+};
+
+/// Reads the paths from `avConf` and the limits from `scanConf`; null means the installation's file.
+/// Never fails: what a file lacks, or says outside the documented range, takes its default. A path
+/// that is not absolute counts as missing, and no key names anything that is run.
+EngineSettings loadEngineSettings(const char* avConf, const char* scanConf);
+
+} // namespace vardo
