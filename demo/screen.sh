@@ -1,0 +1,79 @@
+# Sourced by demo: a virtual screen, and hands and eyes for it.
+
+start_screen() {
+    local number
+    coproc screen { exec Xvfb -displayfd 1 -screen 0 "${1}x24" -nolisten tcp 2>/dev/null; }
+    read -r number <&"${screen[0]}"
+    export DISPLAY=:$number
+    # shellcheck disable=SC2154  # coproc sets it
+    trap 'kill "$screen_PID" "${program:-}" 2>/dev/null || true' EXIT
+}
+
+# Every window of the product has the same name, so they are told apart by their size.
+find_window() {
+    local id
+    for id in $(xdotool search --onlyvisible --name '^Vardo$' 2>/dev/null); do
+        if xdotool getwindowgeometry --shell "$id" 2>/dev/null | grep -qx "WIDTH=$1" &&
+            { [ -z "${2:-}" ] || xdotool getwindowgeometry --shell "$id" | grep -qx "HEIGHT=$2"; }; then
+            echo "$id"
+            return 0
+        fi
+    done
+    return 1
+}
+
+die() {
+    echo "demo: $*" >&2
+    picture "${out:?}/failed.png" || true
+    exit 1
+}
+
+# wait_window WIDTH HEIGHT: later presses go to that window.
+wait_window() {
+    local tries=0
+    until window=$(find_window "$1" "$2"); do
+        kill -0 "${program:?}" 2>/dev/null || die 'the window closed unexpectedly'
+        [ $((tries += 1)) -lt 600 ] || die "no window of $1 by $2 appeared"
+        sleep 0.1
+    done
+    sleep 0.3
+}
+
+wait_no_window() {
+    local tries=0
+    while find_window "$1" >/dev/null; do
+        [ $((tries += 1)) -lt 200 ] || die "the window of width $1 stayed"
+        sleep 0.1
+    done
+}
+
+wait_for_file() {
+    local tries=0
+    until [ -s "$1" ]; do
+        [ $((tries += 1)) -lt $(($2 * 10)) ] || die "$1 did not appear"
+        sleep 0.1
+    done
+}
+
+# press X Y: a click at that place of the window last waited for.
+press() {
+    xdotool mousemove --window "$window" "$1" "$2"
+    sleep 0.2
+    xdotool click 1
+}
+
+picture() {
+    sleep 0.4
+    import -window root "$1"
+    echo "  $1"
+}
+
+# check_outcome OUT CODE
+check_outcome() {
+    [ "$2" -eq 0 ] || die "the window ended with code $2"
+    [ -s "$1/var/quarantine/vardo/invoice.com" ] || die 'the test file is not in quarantine'
+    [ ! -e "$1/home/Downloads/invoice.com" ] || die 'the test file is still in its place'
+    [ ! -e "$1/home/Music/songs.zip" ] || die 'the archive with the test file is still in its place'
+    grep -q '^invoice.com~#^|~' "$1/product/etc/vardo/.quarantined" || die 'the quarantine has no record of it'
+    echo 'The test file was found and quarantined.'
+}
