@@ -1,0 +1,60 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+/// Runs a test program in a world of its own (bubblewrap), so that it can use the product's fixed
+/// paths and be any user, without privileges and without a trace on the machine. Inside,
+/// /opt/Quillstone, /var/Quillstone, /etc/init.d, /tmp, /root and /home are private and writable, the
+/// build tree and the sources are there to read, and so are the built programs and pictures below
+/// /opt/Quillstone. The processes inside end with the test.
+namespace sandbox {
+
+struct Ids
+{
+    unsigned int user = 0;
+    unsigned int group = 0;
+};
+
+/// True in a program that enter() has started.
+bool inside();
+
+/// Starts this program again inside, with these ids. Returns, with an exit code, only on failure.
+int enter(char** argv, Ids ids);
+
+/// Sets up a fresh installation, as far as the window needs one: directories, configuration files,
+/// the version file (installation kind 0), empty home directories, and stand-ins for runasroot,
+/// crontab (in PATH) and the cron script, which record their arguments. Only inside.
+void makeInstallation();
+
+/// The command that runs `command` inside with other ids. All ids own the same files.
+std::vector<std::string> asUser(Ids ids, std::vector<std::string> command);
+
+/// What the stand-ins were asked since makeInstallation, a line each: "runasroot /bin/chmod 666 x".
+std::vector<std::string> recordedCalls();
+/// Makes the stand-in `name` ("runasroot", "crontab", "cron") end with `code` from now on.
+void setExitCode(const std::string& name, int code);
+
+/// The home directory of whoever has this user id.
+std::filesystem::path homeOf(unsigned int user);
+
+/// The whole file; empty when there is none.
+std::string readFile(const std::filesystem::path& path);
+/// Creates or replaces the file.
+void writeFile(const std::filesystem::path& path, const std::string& content);
+
+} // namespace sandbox
+
+/// QTEST_MAIN for a class that runs inside the sandbox with these ids.
+#define VARDO_SANDBOX_TEST_MAIN(Class, uid, gid)                                                             \
+    int main(int argc, char** argv)                                                                          \
+    {                                                                                                        \
+        if (!sandbox::inside())                                                                              \
+            return sandbox::enter(argv, {uid, gid});                                                         \
+        sandbox::makeInstallation();                                                                         \
+        QTEST_SET_MAIN_SOURCE_PATH                                                                           \
+        QApplication application(argc, argv);                                                                \
+        Class test;                                                                                          \
+        return QTest::qExec(&test, argc, argv);                                                              \
+    }
