@@ -22,11 +22,35 @@ prepare_home() {
     )
 }
 
-# prepare_product TREE OUT: the programs as they are, the rest as copies to write to.
+# prepare_product TREE OUT: copies of everything below the product's tree that is written to.
 prepare_product() {
-    mkdir -p "$2/product" "$2/var/log/vardo" "$2/var/quarantine/vardo" "$2/var/lib"
-    cp -rL "$1/." "$2/product/"
-    cp -rL /var/Quillstone/var/lib/signatures "$2/var/lib/" 2>/dev/null || mkdir -p "$2/var/lib/signatures"
-    rm -f "$2/product/etc/vardo/.quarantined" "$2/product/etc/vardo/.lastScan" "$2/product/var/run/"*
-    : >"$2/product/etc/vardo/.quarantined"
+    mkdir -p "$2/run" "$2/var/log/vardo" "$2/var/quarantine/vardo" "$2/var/lib/signatures"
+    cp -rL "$1/etc" "$2/etc"
+    cp -L /var/Quillstone/var/lib/signatures/* "$2/var/lib/signatures/" 2>/dev/null || true
+    rm -f "$2/etc/vardo/.lastScan"
+    : >"$2/etc/vardo/.quarantined"
+}
+
+# bind_all FOLDER LEAVE-OUT...: arguments that show the entries of FOLDER as they are, but for some.
+bind_all() {
+    local entry left_out=" ${*:2} "
+    for entry in "$1"/*; do
+        case $left_out in *" $entry "*) continue ;; esac
+        if [ -L "$entry" ]; then
+            arguments+=(--symlink "$(readlink "$entry")" "$entry")
+        elif [ -d "$entry" ]; then
+            arguments+=(--dev-bind "$entry" "$entry")
+        fi
+    done
+}
+
+# sandbox TREE OUT COMMAND: runs COMMAND where the product's tree and the home are the prepared ones.
+sandbox() {
+    local home arguments=(--unshare-pid --die-with-parent --perms 0755 --dir /var --perms 0755 --dir /opt)
+    home=$(getent passwd "$(id -u)" | cut -d: -f6)
+    bind_all '' /opt /var /proc
+    bind_all /var /var/Quillstone
+    exec bwrap "${arguments[@]}" --proc /proc --ro-bind "$1" /opt/Quillstone \
+        --bind "$2/etc" /opt/Quillstone/etc --bind "$2/run" /opt/Quillstone/var/run \
+        --bind "$2/var" /var/Quillstone/var --bind "$2/home" "$home" "${@:3}"
 }

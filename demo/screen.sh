@@ -74,6 +74,6 @@ check_outcome() {
     [ -s "$1/var/quarantine/vardo/invoice.com" ] || die 'the test file is not in quarantine'
     [ ! -e "$1/home/Downloads/invoice.com" ] || die 'the test file is still in its place'
     [ ! -e "$1/home/Music/songs.zip" ] || die 'the archive with the test file is still in its place'
-    grep -q '^invoice.com~#^|~' "$1/product/etc/vardo/.quarantined" || die 'the quarantine has no record of it'
+    grep -q '^invoice.com~#^|~' "$1/etc/vardo/.quarantined" || die 'the quarantine has no record of it'
     echo 'The test file was found and quarantined.'
 }
