@@ -1,1 +1,6 @@
 #pragma once
+
+/// Symbol tables, ini files and the text functions that go with them: everything of sfl.
+#include "sfl/inifile.h"
+#include "sfl/symtable.h"
+#include "sfl/text.h"

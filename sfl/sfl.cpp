@@ -1,1 +1,0 @@
-#include "sfl/sfl.h"
