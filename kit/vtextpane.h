@@ -7,6 +7,8 @@
 
 #include <vector>
 
+class QTextLayout;
+
 /// A read-only pane for long, growing plain texts such as logs.
 ///
 /// The text is kept byte for byte and never interpreted: tags show as tags, what is not UTF-8 as replacement
@@ -40,6 +42,7 @@ class VTextPane : public QAbstractScrollArea
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
     void changeEvent(QEvent* event) override;
     void timerEvent(QTimerEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
@@ -55,17 +58,19 @@ class VTextPane : public QAbstractScrollArea
     QByteArrayView rowBytes(int row) const;
     Row shownRow(int row) const;
     int rowHeight() const;
+    int rowsInView() const;
     void refresh();
-    void updateScrollBars();
-    void growWidth(int width);
+    void measure();
+    void layOut(QTextLayout& layout) const;
     qsizetype offsetAt(QPoint position) const;
     void selectTo(QPoint position);
 
     QByteArray bytes;
     std::vector<qsizetype> rowStarts{0}; ///< Where each row begins in `bytes`.
-    int longestRow = 0;                  ///< The one with most bytes, a fair guess at the widest.
-    int widest = 0;                      ///< Pixels of the widest row measured so far.
-    qsizetype anchor = 0;                ///< The selection lies between these two offsets.
+    qsizetype longestBytes = 0;
+    int longestRow = 0;   ///< The one with most bytes, a fair guess at the widest.
+    int widest = 0;       ///< Pixels of the widest row measured so far.
+    qsizetype anchor = 0; ///< The selection lies between these two offsets.
     qsizetype cursor = 0;
     QPoint dragPosition; ///< The pointer while a selection is dragged.
     QBasicTimer repaintTimer;
