@@ -1,0 +1,4 @@
+#pragma once
+
+/// Makes Xlib safe for threads; comes ahead of everything that touches the display.
+void initXThreads();
