@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -36,10 +37,13 @@ std::string findFile(const std::string& name)
     return {};
 }
 
+/// The content of a regular file; empty for anything else, which might never end.
 std::string readText(const std::string& path)
 {
+    std::error_code ignored;
     std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
+    if (std::filesystem::is_regular_file(path, ignored))
+        text << std::ifstream(path, std::ios::binary).rdbuf();
     return std::move(text).str();
 }
 
