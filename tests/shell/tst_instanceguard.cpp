@@ -7,6 +7,7 @@
 #include <QTest>
 
 #include <array>
+#include <utility>
 
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -35,15 +36,44 @@ bool claims()
     return !isRunning() && createPIDFile() == 0;
 }
 
-/// Tells whether this process got the guard, and lives until all are told: the guard of a dead process
-/// would be free again.
-[[noreturn]] void startAndStay(int results, const std::array<int, 2>& finish)
+/// A pipe whose reading ends wait until the test closes the writing end.
+class Gate
 {
-    close(finish[1]);
-    char won = claims() ? 1 : 0;
+  public:
+    Gate() { opened_ = pipe(ends_.data()) == 0; }
+    ~Gate()
+    {
+        open();
+        close(ends_[0]);
+    }
+    void open()
+    {
+        if (std::exchange(opened_, false))
+            close(ends_[1]);
+    }
+    /// In a child.
+    void wait()
+    {
+        open();
+        char byte;
+        while (read(ends_[0], &byte, 1) > 0)
+            continue;
+    }
+
+  private:
+    std::array<int, 2> ends_;
+    bool opened_ = false;
+};
+
+/// Tells whether this process got the guard, and lives until all have told: the guard of a dead process
+/// would be free again.
+[[noreturn]] void startAndStay(Gate& begin, int results, Gate& finish)
+{
+    begin.wait();
+    const char won = claims() ? 1 : 0;
     const bool told = write(results, &won, 1) == 1;
-    const ssize_t end = read(finish[0], &won, 1);
-    _exit(told && end == 0 ? 0 : 1);
+    finish.wait();
+    _exit(told ? 0 : 1);
 }
 
 } // namespace
@@ -151,21 +181,25 @@ class TestInstanceGuard : public QObject
         for (int round = 0; round < rounds; ++round) {
             sandbox::writeFile(paths::guardFile, "2147483647");
             std::array<int, 2> results;
-            std::array<int, 2> finish;
             QCOMPARE(pipe(results.data()), 0);
-            QCOMPARE(pipe(finish.data()), 0);
+            Gate begin;
+            Gate finish;
             for (int i = 0; i < starts; ++i) {
-                if (fork() == 0)
-                    startAndStay(results[1], finish);
+                if (fork() == 0) {
+                    finish.open();
+                    startAndStay(begin, results[1], finish);
+                }
             }
+            begin.open();
             int winners = 0;
             for (int i = 0; i < starts; ++i) {
                 char won = 0;
                 QCOMPARE(read(results[0], &won, 1), ssize_t(1));
                 winners += won;
             }
-            for (const int fd : {results[0], results[1], finish[0], finish[1]})
-                close(fd);
+            finish.open();
+            close(results[0]);
+            close(results[1]);
             while (wait(nullptr) > 0)
                 continue;
             QCOMPARE(winners, 1);
