@@ -1,0 +1,56 @@
+#pragma once
+
+#include "base/result.h"
+#include "libvardo/fileid.h"
+
+#include <functional>
+#include <string>
+
+namespace vardo {
+
+/// A file that was scanned and is still open. Acting on it acts on this file or on nothing: when its
+/// name leads to another file by now, or the file was written to, the action fails and changes nothing.
+/// Links are never followed.
+struct ScannedFile
+{
+    int parent;       ///< directory that it was found in
+    std::string leaf; ///< its name there
+    int fd;           ///< open for reading
+    FileId id;        ///< its state when it was scanned
+};
+
+/// Called every now and then during a long action; false gives it up.
+using ActionBeat = std::function<bool()>;
+
+/// Fails when `file` is not what was scanned any more.
+base::Result<FileId> verifyUnchanged(const ScannedFile& file);
+
+/// Removes the file.
+base::Result<std::string> deleteFile(const ScannedFile& file);
+
+/// Gives the file the first free name of "NAME.EXTENSION", "NAME-0.EXTENSION", "NAME-1.EXTENSION" … in
+/// its directory. The result is the new name.
+base::Result<std::string> renameFile(const ScannedFile& file, const std::string& extension);
+
+/// Moves the file under the first free name of the series "NAME", "NAME-0", "NAME-1" … into `directory`,
+/// with the mode 0600 and its owner, across file systems too. The last part of `directory` is created
+/// when missing. At every moment the whole file is in one of the two places. The result is the new name.
+base::Result<std::string> quarantineFile(const ScannedFile& file, const std::string& directory,
+                                         const ActionBeat& beat);
+
+/// Moves `from` in `fromDirectory` to `to` in `toDirectory`, EEXIST when there is something already.
+base::Result<bool> moveNoReplace(int fromDirectory, const std::string& from, int toDirectory,
+                                 const std::string& to);
+
+/// Moves the file, like moveNoReplace, and moves it back if it turns out that another file took its
+/// name at the last moment.
+base::Result<bool> moveScanned(const ScannedFile& file, int directory, const std::string& name);
+
+/// Calls `take` with the names of a series until it does not fail with EEXIST: "STEM" + `end`,
+/// "STEM-0" + `end` and so on, `stem` cut where the whole would be too long for a file name. The result
+/// is the name taken.
+base::Result<std::string>
+takeFirstFree(const std::string& stem, const std::string& end,
+              const std::function<base::Result<bool>(const std::string& name)>& take);
+
+} // namespace vardo

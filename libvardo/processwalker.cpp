@@ -1,0 +1,243 @@
+#include "libvardo/processwalker.h"
+
+#include "engine/interface.h"
+#include "libvardo/namelist.h"
+#include "libvardo/systemerror.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace vardo {
+
+namespace {
+
+constexpr std::uint64_t pieceSize = 16 << 20;    // of memory, scanned at a time
+constexpr std::uint64_t pieceOverlap = 64 << 10; // so that nothing hides on a border
+constexpr std::size_t copyBuffer = 256 << 10;
+constexpr std::uint64_t mostOfMapping = 128 << 20; // of memory without a file
+constexpr std::uint64_t mostOfProcess = 512 << 20;
+constexpr std::size_t mostFiles = 65'536; // whose verdicts are remembered
+
+std::string linkTarget(int directory, const char* name)
+{
+    std::string target(PATH_MAX, '\0');
+    const ssize_t length = ::readlinkat(directory, name, target.data(), target.size());
+    target.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
+    return target;
+}
+
+/// Copies up to `length` bytes at `start`, as far as they can be read, into a file in memory.
+base::Result<base::UniqueFd> copyMemory(int memory, std::uint64_t start, std::uint64_t length)
+{
+    base::UniqueFd copy(::memfd_create("memory", MFD_CLOEXEC));
+    if (!copy)
+        return systemError();
+    std::vector<char> buffer(copyBuffer);
+    for (std::uint64_t done = 0; done < length;) {
+        const std::size_t wanted = std::min<std::uint64_t>(buffer.size(), length - done);
+        const ssize_t size = ::pread(memory, buffer.data(), wanted, static_cast<off_t>(start + done));
+        if (size <= 0 && done == 0)
+            return systemError(size == 0 ? ESRCH : errno);
+        if (size <= 0)
+            break;
+        if (::pwrite(copy.get(), buffer.data(), static_cast<std::size_t>(size), static_cast<off_t>(done)) !=
+            size)
+            return systemError();
+        done += static_cast<std::uint64_t>(size);
+    }
+    return copy;
+}
+
+/// Opens the file behind `link` (a link of the kernel's in /proc) for reading; never a device, whose
+/// mere opening may have effects.
+base::UniqueFd openRegular(int directory, const std::string& link, struct stat& status)
+{
+    const base::UniqueFd looked(::openat(directory, link.c_str(), O_PATH | O_CLOEXEC));
+    if (!looked || ::fstat(looked.get(), &status) != 0)
+        return {};
+    if (!S_ISREG(status.st_mode)) {
+        errno = ENOENT;
+        return {};
+    }
+    const std::string path = "/proc/self/fd/" + std::to_string(looked.get());
+    return base::UniqueFd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+}
+
+/// A process that ended meanwhile, or a mapping that it gave back.
+bool isGone(int code)
+{
+    return code == ENOENT || code == ESRCH || code == EIO;
+}
+
+} // namespace
+
+ProcessWalker::ProcessWalker(ScanPipeline& pipeline)
+    : pipeline_(pipeline)
+{
+}
+
+void ProcessWalker::walk(bool all)
+{
+    base::UniqueFd proc(::open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    base::UniqueFd listed(::openat(proc.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const base::Result<NameList> names = NameList::read(std::move(listed), pipeline_.stopped());
+    if (!names)
+        return fail("/proc", names.error().text);
+    std::vector<pid_t> processes;
+    for (std::size_t i = 0; i < names.value().size(); ++i) {
+        const char* name = names.value()[i];
+        const char* end = name + std::strlen(name);
+        pid_t pid = 0;
+        if (std::from_chars(name, end, pid).ptr == end && pid > 0)
+            processes.push_back(pid);
+    }
+    std::sort(processes.begin(), processes.end());
+
+    for (const pid_t pid : processes) {
+        if (pipeline_.stopped())
+            return;
+        // The directory stays that of this process even when its number is given away again.
+        const base::UniqueFd directory(::openat(proc.get(), std::to_string(pid).c_str(),
+                                                O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        struct stat status = {};
+        if (directory && ::fstat(directory.get(), &status) == 0 && (all || status.st_uid == ::getuid()))
+            visit(pid, directory.get());
+    }
+}
+
+void ProcessWalker::visit(pid_t pid, int directory)
+{
+    const std::string program = linkTarget(directory, "exe");
+    if (program.empty()) // a kernel thread, or gone, or not ours to look into
+        return;
+    processBytes_ = 0;
+    struct stat status = {};
+    if (base::UniqueFd file = openRegular(directory, "exe", status))
+        pushFile(std::move(file), program);
+    const base::Result<std::vector<CodeMapping>> mappings = readCodeMappings(directory);
+    if (!mappings && !isGone(mappings.error().code))
+        fail(program, mappings.error().text);
+    if (mappings) {
+        for (const CodeMapping& mapping : mappings.value())
+            visitMapping(directory, mapping);
+    }
+    ScanItem item;
+    item.kind = ScanItem::Kind::Process;
+    item.name = std::to_string(pid) + " " + printable(program);
+    pipeline_.push(std::move(item));
+}
+
+/// A mapped file is scanned as a whole when we can get at exactly it, else what is mapped of it. The
+/// latter not for other users' processes: their mapping may lie on a file system that never answers.
+void ProcessWalker::visitMapping(int process, const CodeMapping& mapping)
+{
+    if (pipeline_.stopped())
+        return;
+    if (mapping.inode == 0)
+        return pushMemory(process, mapping);
+    if (base::UniqueFd file = openMapped(process, mapping))
+        return pushFile(std::move(file), mapping.path);
+    if (::geteuid() != 0)
+        return pushMemory(process, mapping);
+    if (!isGone(errno))
+        fail(mapping.path, describeError(errno));
+}
+
+base::UniqueFd ProcessWalker::openMapped(int process, const CodeMapping& mapping)
+{
+    struct stat status = {};
+    if (mayMapFiles_) {
+        char name[64];
+        std::snprintf(name, sizeof name, "map_files/%llx-%llx",
+                      static_cast<unsigned long long>(mapping.start),
+                      static_cast<unsigned long long>(mapping.end));
+        base::UniqueFd file = openRegular(process, name, status);
+        if (file || (errno != EPERM && errno != EACCES))
+            return file;
+        mayMapFiles_ = ::geteuid() == 0;
+        if (mayMapFiles_)
+            return file;
+    }
+    base::UniqueFd file = openRegular(process, "root" + mapping.path, status);
+    if (status.st_dev != mapping.device || status.st_ino != mapping.inode)
+        file.reset();
+    return file;
+}
+
+void ProcessWalker::pushFile(base::UniqueFd file, const std::string& name)
+{
+    struct stat status = {};
+    if (::fstat(file.get(), &status) != 0)
+        return;
+    ScanItem item;
+    item.kind = ScanItem::Kind::MemoryPart;
+    item.name = printable(name);
+    item.id = fileId(status);
+    const FileId id = item.id;
+    if (const auto known = files_.find(id); known != files_.end())
+        item.outcome = known->second;
+    else
+        item.fd = std::move(file);
+    if (files_.size() >= mostFiles)
+        files_.clear();
+    files_[id] = pipeline_.push(std::move(item));
+}
+
+void ProcessWalker::pushMemory(int process, const CodeMapping& mapping)
+{
+    const std::string name = mapping.path.empty() ? "memory without a file" : printable(mapping.path);
+    const base::UniqueFd memory(::openat(process, "mem", O_RDONLY | O_CLOEXEC));
+    if (!memory) {
+        if (!isGone(errno))
+            fail(name, "not scanned: " + describeError(errno));
+        return;
+    }
+    const std::uint64_t length = mapping.end - mapping.start;
+    for (std::uint64_t offset = 0; offset < length && !pipeline_.stopped(); offset += pieceSize) {
+        if (offset >= mostOfMapping || processBytes_ >= mostOfProcess)
+            return fail(name, "not wholly scanned: too large");
+        const std::uint64_t size = std::min(pieceSize + pieceOverlap, length - offset);
+        base::Result<base::UniqueFd> copy = copyMemory(memory.get(), mapping.start + offset, size);
+        if (!copy) {
+            if (!isGone(copy.error().code))
+                fail(name, "not scanned: " + copy.error().text);
+            return;
+        }
+        pushPiece(std::move(copy).value(), name);
+    }
+}
+
+void ProcessWalker::pushPiece(base::UniqueFd copy, const std::string& name)
+{
+    struct stat status = {};
+    if (::fstat(copy.get(), &status) != 0)
+        return fail(name, describeError(errno));
+    processBytes_ += static_cast<std::uint64_t>(status.st_size);
+    ScanItem item;
+    item.kind = ScanItem::Kind::MemoryPart;
+    item.name = name;
+    item.fd = std::move(copy);
+    item.id = fileId(status);
+    item.memory = static_cast<std::uint64_t>(status.st_size);
+    pipeline_.push(std::move(item));
+}
+
+void ProcessWalker::fail(const std::string& name, const std::string& remark)
+{
+    ScanItem item;
+    item.kind = ScanItem::Kind::MemoryPart;
+    item.name = printable(name);
+    item.outcome = std::make_shared<ScanOutcome>(Verdict{SCANSTAT_ERROR, {}, {}, remark});
+    pipeline_.push(std::move(item));
+}
+
+} // namespace vardo

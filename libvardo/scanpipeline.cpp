@@ -1,0 +1,131 @@
+#include "libvardo/scanpipeline.h"
+
+#include "engine/interface.h"
+
+#include <utility>
+
+namespace vardo {
+
+namespace {
+
+constexpr std::uint64_t mostMemory = 64 << 20;
+
+} // namespace
+
+ScanPipeline::ScanPipeline(std::size_t window)
+    : window_(window)
+{
+}
+
+ScanPipeline::~ScanPipeline()
+{
+    stop();
+}
+
+base::Result<bool> ScanPipeline::open(const SessionFactory& factory, const SessionOptions& options)
+{
+    auto opened =
+        factory(options, [this](std::uint64_t id, Verdict verdict) { done(id, std::move(verdict)); });
+    if (!opened)
+        return opened.error();
+    session_ = std::move(opened).value();
+    return true;
+}
+
+std::shared_ptr<ScanOutcome> ScanPipeline::push(ScanItem item)
+{
+    const bool submits = item.fd && !item.outcome;
+    if (submits)
+        item.outcome = std::make_shared<ScanOutcome>();
+    std::shared_ptr<ScanOutcome> outcome = item.outcome;
+    const int fd = item.fd.get();
+    const auto size = static_cast<std::uint64_t>(item.id.size);
+
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this, &item] { return stopped_ || hasRoom(item); });
+    if (stopped_)
+        return nullptr;
+    const std::uint64_t id = ++lastId_;
+    if (submits)
+        pending_.emplace(id, Pending{outcome, fd, item.id});
+    memory_ += item.memory;
+    items_.push_back(std::move(item));
+    lock.unlock();
+    // The item cannot leave, nor its descriptor close, before the session has answered.
+    if (submits)
+        session_->submit(id, fd, size);
+    else
+        changed_.notify_all();
+    return outcome;
+}
+
+bool ScanPipeline::waitForRoom()
+{
+    std::unique_lock lock(mutex_);
+    if (items_.empty())
+        return false;
+    changed_.wait(lock, [this, before = taken_] { return stopped_ || taken_ != before; });
+    return !stopped_;
+}
+
+void ScanPipeline::finish()
+{
+    const std::lock_guard lock(mutex_);
+    finished_ = true;
+    changed_.notify_all();
+}
+
+ScanPipeline::Next ScanPipeline::next(ScanItem& item, std::chrono::milliseconds patience)
+{
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, patience, [this] { return frontIsReady() || (finished_ && items_.empty()); });
+    if (!frontIsReady())
+        return finished_ && items_.empty() ? Next::End : Next::Nothing;
+    item = std::move(items_.front());
+    items_.pop_front();
+    memory_ -= item.memory;
+    ++taken_;
+    changed_.notify_all();
+    return Next::Item;
+}
+
+void ScanPipeline::stop()
+{
+    const std::lock_guard lock(mutex_);
+    stopped_ = true;
+    changed_.notify_all();
+}
+
+bool ScanPipeline::hasRoom(const ScanItem& item) const
+{
+    return items_.empty() || (items_.size() < window_ && memory_ + item.memory <= mostMemory);
+}
+
+bool ScanPipeline::frontIsReady() const
+{
+    return !items_.empty() && (!items_.front().outcome || items_.front().outcome->done_);
+}
+
+void ScanPipeline::done(std::uint64_t id, Verdict verdict)
+{
+    std::unique_lock lock(mutex_);
+    const auto found = pending_.find(id);
+    if (found == pending_.end())
+        return;
+    const Pending pending = std::move(found->second);
+    pending_.erase(found);
+    lock.unlock();
+
+    struct stat status = {};
+    const bool same = ::fstat(pending.fd, &status) == 0 && fileId(status) == pending.id;
+    if (verdict.status == SCANSTAT_CLEAN && !same)
+        verdict = {SCANSTAT_ERROR, {}, {}, "changed while it was scanned"};
+
+    lock.lock();
+    pending.outcome->verdict_ = std::move(verdict);
+    pending.outcome->done_ = true;
+    if (frontIsReady())
+        changed_.notify_all();
+}
+
+} // namespace vardo

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "base/result.h"
+#include "base/uniquefd.h"
+#include "libvardo/fileid.h"
+#include "libvardo/scansession.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+namespace vardo {
+
+/// Opens the session that a scan hands its files to.
+using SessionFactory = std::function<base::Result<std::unique_ptr<ScanSession>>(
+    const SessionOptions& options, ScanSession::DoneHandler done)>;
+
+/// What becomes of one file; several items share one when they are links to the same file.
+class ScanOutcome
+{
+  public:
+    ScanOutcome() = default;
+    /// One that needs no session.
+    explicit ScanOutcome(Verdict verdict)
+        : done_(true)
+        , verdict_(std::move(verdict))
+    {
+    }
+
+    /// Valid once the item it belongs to came out of the pipeline.
+    const Verdict& verdict() const { return verdict_; }
+
+  private:
+    friend class ScanPipeline;
+    bool done_ = false; // under the pipeline's lock
+    Verdict verdict_;
+};
+
+/// One step of a walk on its way to the front-end.
+struct ScanItem
+{
+    enum class Kind {
+        Directory,  ///< a directory is entered
+        File,       ///< a file, or something that could not be opened
+        MemoryPart, ///< a file or piece of memory that the next Process item uses
+        Process,    ///< a process, after all its parts
+    };
+
+    Kind kind = Kind::File;
+    std::string name;                             ///< as reported: a path, a part, or "PID program"
+    std::shared_ptr<const base::UniqueFd> parent; ///< directory that a file was found in
+    std::string leaf;                             ///< name in `parent`
+    base::UniqueFd fd;                            ///< the opened file
+    FileId id;                                    ///< the file's state when it was opened
+    std::uint64_t memory = 0;                     ///< bytes that the item keeps in memory
+    std::shared_ptr<ScanOutcome> outcome;         ///< null for a directory and a process
+};
+
+/// The bounded queue between the thread that walks and the thread that reports. Items come out in the
+/// order they went in, each when its verdict is there, while the session works on all of them at once.
+class ScanPipeline
+{
+  public:
+    /// At most `window` items are inside. The pipeline is useless until open() succeeded.
+    explicit ScanPipeline(std::size_t window);
+    ~ScanPipeline();
+
+    /// Opens the session. Call once, before any other function.
+    base::Result<bool> open(const SessionFactory& factory, const SessionOptions& options);
+
+    /// Walking side: appends `item`, and when it has a descriptor but no outcome hands the file to the
+    /// session. Waits while the window is full. Returns the item's outcome, null once stopped.
+    std::shared_ptr<ScanOutcome> push(ScanItem item);
+    /// Walking side: waits until an item has left, to get its descriptors and memory back. False when
+    /// there is none inside, or once stopped.
+    bool waitForRoom();
+    /// Walking side: no more items will come.
+    void finish();
+
+    enum class Next { Item, Nothing, End };
+    /// Reporting side: takes the next item out when its verdict is there within `patience`.
+    Next next(ScanItem& item, std::chrono::milliseconds patience);
+    /// Reporting side: abandons everything inside. Both sides return at once from now on.
+    void stop();
+    const std::atomic<bool>& stopped() const { return stopped_; }
+
+  private:
+    struct Pending
+    {
+        std::shared_ptr<ScanOutcome> outcome;
+        int fd;
+        FileId id;
+    };
+
+    void done(std::uint64_t id, Verdict verdict);
+    bool frontIsReady() const;
+    bool hasRoom(const ScanItem& item) const;
+
+    const std::size_t window_;
+    std::atomic<bool> stopped_ = false;
+    std::mutex mutex_;
+    std::condition_variable changed_; // something became ready, or left, or ended
+    std::deque<ScanItem> items_;
+    std::unordered_map<std::uint64_t, Pending> pending_;
+    std::uint64_t lastId_ = 0;
+    std::uint64_t taken_ = 0;
+    std::uint64_t memory_ = 0; // of items_
+    bool finished_ = false;
+    std::unique_ptr<ScanSession> session_; // last: ends before what its handler uses
+};
+
+} // namespace vardo

@@ -1,0 +1,234 @@
+#include "libvardo/scanrun.h"
+#include "libvardo/statistics.h"
+#include "libvardo/systemerror.h"
+
+#include <array>
+#include <cstring>
+#include <utility>
+
+namespace vardo {
+
+namespace {
+
+constexpr std::chrono::milliseconds beatInterval{100};
+constexpr std::size_t mostOwnChanges = 1024;
+constexpr std::size_t longestExtension = 64;
+
+/// How bad a verdict is, for choosing among the parts of one process.
+int weight(int status)
+{
+    constexpr std::array order{SCANSTAT_CLEAN, SCANSTAT_ENCRYPTED, SCANSTAT_CORRUPT,
+                               SCANSTAT_ERROR, SCANSTAT_SUSPECTED, SCANSTAT_INFECTED};
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        if (order[i] == status)
+            return static_cast<int>(i);
+    }
+    return -1;
+}
+
+void join(std::string& remark, const std::string& more)
+{
+    if (!remark.empty() && !more.empty())
+        remark += "; ";
+    remark += more;
+}
+
+} // namespace
+
+bool isFileExtension(const std::string& text)
+{
+    return !text.empty() && text.size() <= longestExtension && text.find('/') == std::string::npos;
+}
+
+ScanReporter::ScanReporter(const Frontend& frontend, ActionPlan plan, QS_InterfaceScanStatistics& statistics)
+    : frontend_(frontend)
+    , plan_(std::move(plan))
+    , statistics_(statistics)
+{
+}
+
+bool ScanReporter::run(ScanPipeline& pipeline)
+{
+    for (;;) {
+        ScanItem item;
+        switch (pipeline.next(item, beatInterval)) {
+        case ScanPipeline::Next::End:
+            return true;
+        case ScanPipeline::Next::Nothing:
+            if (!beat())
+                return false;
+            break;
+        case ScanPipeline::Next::Item:
+            if (!report(item))
+                return false;
+            break;
+        }
+    }
+}
+
+bool ScanReporter::report(ScanItem& item)
+{
+    switch (item.kind) {
+    case ScanItem::Kind::Directory:
+        ++statistics_.scDirectories;
+        return call(item.name, OBJTYPE_DIRECTORY, 0, {}, {});
+    case ScanItem::Kind::MemoryPart:
+        addPart(item);
+        return beat();
+    case ScanItem::Kind::Process:
+        return reportProcess(item);
+    case ScanItem::Kind::File:
+        break;
+    }
+    return reportFile(item);
+}
+
+/// An object is reported once: with what was found, under "FILE=>INNER NAME", or after an action with
+/// its outcome, under the plain name of the file that it concerned.
+bool ScanReporter::reportFile(ScanItem& item)
+{
+    const Verdict& verdict = item.outcome->verdict();
+    const std::string fullName = verdict.inner.empty() ? item.name : item.name + "=>" + verdict.inner;
+    if (verdict.status != SCANSTAT_INFECTED && verdict.status != SCANSTAT_SUSPECTED) {
+        countObject(statistics_, verdict.status, verdict.status);
+        return call(fullName, OBJTYPE_FILE, verdict.status, verdict.virus, verdict.remark);
+    }
+
+    ActionPlan plan = plan_;
+    const unsigned int action = chosenAction(fullName, verdict.status, plan);
+    const bool cure = plan_.disinfect && verdict.status == SCANSTAT_INFECTED;
+    statistics_.scCureFailed += cure;
+    if (action == SCANACT_LOG) {
+        const bool cureIsOutcome = cure && plan_.action == SCANACT_LOG;
+        countObject(statistics_, verdict.status, verdict.status);
+        return call(fullName, OBJTYPE_FILE, cureIsOutcome ? SCANSTAT_CURE_FAILED : verdict.status,
+                    verdict.virus, verdict.remark);
+    }
+    std::string remark;
+    const int outcome = act(item, action, plan, remark);
+    if (!verdict.inner.empty())
+        join(remark, "found in " + verdict.inner);
+    join(remark, verdict.remark);
+    countObject(statistics_, verdict.status, outcome);
+    return call(item.name, OBJTYPE_FILE, outcome, verdict.virus, remark);
+}
+
+/// Suspected files are left alone, except that a person may decide otherwise.
+unsigned int ScanReporter::chosenAction(const std::string& name, int found, ActionPlan& plan)
+{
+    if (plan.action != SCANACT_PROMPT)
+        return found == SCANSTAT_INFECTED ? plan.action : SCANACT_LOG;
+    if (!frontend_.prompt)
+        return SCANACT_LOG;
+    qs_fString data = {};
+    const int answer = frontend_.prompt(name.c_str(), data);
+    data[sizeof data - 1] = '\0';
+    switch (answer) {
+    case PROMPT_DELETE:
+        return SCANACT_DELETE;
+    case PROMPT_RENAME:
+        if (isFileExtension(data))
+            plan.extension = data;
+        return SCANACT_RENAME;
+    case PROMPT_QUARANTINE:
+        if (data[0] == '/')
+            plan.quarantineDir = data;
+        return SCANACT_QUARANTINE;
+    default: // PROMPT_NOTHING, PROMPT_CLOSE
+        return SCANACT_LOG;
+    }
+}
+
+int ScanReporter::act(const ScanItem& item, unsigned int action, const ActionPlan& plan, std::string& remark)
+{
+    struct Deed
+    {
+        base::Result<std::string> result;
+        int done;
+        int failed;
+    };
+    const ScannedFile file = scannedFile(item);
+    const auto perform = [&]() -> Deed {
+        switch (action) {
+        case SCANACT_DELETE:
+            return {deleteFile(file), SCANSTAT_DELETED, SCANSTAT_DELETE_FAILED};
+        case SCANACT_RENAME:
+            return {renameFile(file, plan.extension), SCANSTAT_RENAMED, SCANSTAT_RENAME_FAILED};
+        default:
+            return {quarantineFile(file, plan.quarantineDir, [this] { return beat(); }), SCANSTAT_QUARANTINED,
+                    SCANSTAT_QUARANTINE_FAILED};
+        }
+    };
+    const Deed deed = perform();
+    if (!deed.result) {
+        remark = deed.result.error().text;
+        return deed.failed;
+    }
+    noteOwnChange(item);
+    if (action == SCANACT_RENAME)
+        remark = "now named " + deed.result.value();
+    return deed.done;
+}
+
+ScannedFile ScanReporter::scannedFile(const ScanItem& item) const
+{
+    const auto changed = ownChanges_.find(item.id);
+    return {item.parent->get(), item.leaf, item.fd.get(),
+            changed == ownChanges_.end() ? item.id : changed->second};
+}
+
+/// What we do to one name of a file changes its time, which must not keep us from the other names.
+void ScanReporter::noteOwnChange(const ScanItem& item)
+{
+    struct stat status = {};
+    if (::fstat(item.fd.get(), &status) != 0 || status.st_nlink == 0 || !fileId(status).sameContent(item.id))
+        return;
+    if (ownChanges_.size() >= mostOwnChanges)
+        ownChanges_.clear();
+    ownChanges_[item.id] = fileId(status);
+}
+
+void ScanReporter::addPart(const ScanItem& item)
+{
+    const Verdict& verdict = item.outcome->verdict();
+    if (weight(verdict.status) <= weight(process_.status))
+        return;
+    process_ = verdict;
+    if (verdict.status == SCANSTAT_CLEAN)
+        return;
+    std::string remark = "in " + item.name + (verdict.inner.empty() ? "" : "=>" + verdict.inner);
+    join(remark, verdict.remark);
+    process_.remark = std::move(remark);
+}
+
+bool ScanReporter::reportProcess(const ScanItem& item)
+{
+    const Verdict verdict = std::exchange(process_, {});
+    const int status = verdict.status == 0 ? SCANSTAT_CLEAN : verdict.status;
+    countObject(statistics_, status, status);
+    return call(item.name, OBJTYPE_PROCESS, status, verdict.virus, verdict.remark);
+}
+
+bool ScanReporter::call(const std::string& name, int type, int status, const std::string& virus,
+                        const std::string& remark)
+{
+    lastBeat_ = std::chrono::steady_clock::now();
+    if (stopped_ || !frontend_.result)
+        return !stopped_;
+    const int answer = frontend_.result(name.c_str(), type, status, virus.empty() ? nullptr : virus.c_str(),
+                                        remark.empty() ? nullptr : remark.c_str(), frontend_.context);
+    if (answer == CALLBACK_RECORD_FAILED)
+        ++recordFailures_;
+    stopped_ = answer == CALLBACK_STOP;
+    return !stopped_;
+}
+
+/// Keeps the front-end alive while nothing can be reported; false once it asked to stop.
+bool ScanReporter::beat()
+{
+    if (std::chrono::steady_clock::now() - lastBeat_ < beatInterval)
+        return true;
+    return call({}, OBJTYPE_FILE, 0, {}, {});
+}
+
+} // namespace vardo

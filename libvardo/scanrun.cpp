@@ -1,0 +1,91 @@
+#include "libvardo/scanrun.h"
+
+#include <algorithm>
+#include <exception>
+#include <thread>
+
+#include <sys/resource.h>
+
+namespace vardo {
+
+namespace {
+
+constexpr std::size_t largestWindow = 256;
+
+/// An item takes up to two descriptors, and the program around us needs some too.
+std::size_t window()
+{
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return 16;
+    return std::clamp<std::size_t>(limit.rlim_cur / 4, 4, largestWindow);
+}
+
+/// Ends the producer on every way out; the pipeline must outlive it.
+class ProducerThread
+{
+  public:
+    ProducerThread(ScanPipeline& pipeline, const std::function<void(ScanPipeline&)>& produce)
+        : pipeline_(pipeline)
+        , thread_([this, &produce] { run(produce); })
+    {
+    }
+    ProducerThread(const ProducerThread&) = delete;
+    ProducerThread& operator=(const ProducerThread&) = delete;
+    ~ProducerThread() { join(); }
+
+    void join()
+    {
+        if (!thread_.joinable())
+            return;
+        pipeline_.stop();
+        thread_.join();
+    }
+    /// What went wrong, after join(); empty normally.
+    const std::string& failure() const { return failure_; }
+
+  private:
+    void run(const std::function<void(ScanPipeline&)>& produce)
+    {
+        try {
+            produce(pipeline_);
+        } catch (const std::exception& problem) {
+            failure_ = problem.what();
+        }
+        pipeline_.finish();
+    }
+
+    ScanPipeline& pipeline_;
+    std::string failure_;
+    std::thread thread_;
+};
+
+} // namespace
+
+base::Result<ScanEnd> runScan(const SessionFactory& openSession, const SessionOptions& options,
+                              const std::function<void(ScanPipeline&)>& produce, ScanReporter& reporter)
+{
+    ScanPipeline pipeline(window());
+    if (const auto opened = pipeline.open(openSession, options); !opened)
+        return opened.error();
+    ProducerThread producer(pipeline, produce);
+    const bool complete = reporter.run(pipeline);
+    producer.join();
+    if (!producer.failure().empty())
+        return base::Error{0, producer.failure()};
+    return ScanEnd{!complete, reporter.recordFailures()};
+}
+
+base::Result<ScanEnd> runFileScan(const SessionFactory& openSession, const SessionOptions& options,
+                                  const std::vector<std::string>& objects, const WalkOptions& walk,
+                                  ScanReporter& reporter)
+{
+    const auto produce = [&objects, &walk](ScanPipeline& pipeline) {
+        Walker walker(pipeline, walk);
+        for (const std::string& object : objects)
+            walker.walk(object);
+    };
+    return runScan(openSession, options, produce, reporter);
+}
+
+} // namespace vardo

@@ -1,0 +1,200 @@
+#include "engine/vardo.h"
+
+#include "libvardo/enginesettings.h"
+#include "libvardo/enginestate.h"
+#include "libvardo/processwalker.h"
+#include "libvardo/scanrun.h"
+
+#include <ctime>
+#include <exception>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using vardo::EngineState;
+
+constexpr char excludeDirsDividers[] = ",;";
+
+EngineState& stateOf(QS_AVPHandle handle)
+{
+    return *static_cast<EngineState*>(handle);
+}
+
+vardo::EngineSettings settingsOf(const ScanConfig& config, const EngineState& state)
+{
+    return vardo::loadEngineSettings(state.avConf.empty() ? nullptr : state.avConf.c_str(),
+                                     config.getConfigFile());
+}
+
+template <class Value>
+Value option(ScanConfig& config, unsigned int id)
+{
+    Value value = {};
+    if (config.GetOption(id, &value) < 0)
+        value = {};
+    return value;
+}
+
+/// Options that are texts of at most `Size` bytes.
+template <std::size_t Size>
+std::string textOption(ScanConfig& config, unsigned int id)
+{
+    char text[Size] = {};
+    return config.GetOption(id, text) < 0 ? std::string() : std::string(text);
+}
+
+vardo::SessionOptions sessionOptions(vardo::SessionOptions limits, unsigned int bits)
+{
+    limits.archives = !(bits & SCANFLAG_NO_ARCHIVES);
+    limits.mails = !(bits & SCANFLAG_NO_MAILS);
+    limits.packed = !(bits & SCANFLAG_NO_PACKED);
+    limits.heuristics = !(bits & SCANFLAG_NO_HEURISTIC);
+    return limits;
+}
+
+/// With both extension bits set the list says what is scanned.
+vardo::ExtensionFilter extensionFilter(ScanConfig& config, unsigned int bits)
+{
+    using Sense = vardo::ExtensionFilter::Sense;
+    if (!(bits & (SCANFLAG_INCLUDE_EXTENSIONS | SCANFLAG_EXCLUDE_EXTENSIONS)))
+        return {};
+    return {bits & SCANFLAG_INCLUDE_EXTENSIONS ? Sense::Only : Sense::Without,
+            textOption<sizeof(qs_lString)>(config, SCANOPT_EXTENSIONS)};
+}
+
+vardo::WalkOptions walkOptions(ScanConfig& config, unsigned int bits)
+{
+    vardo::WalkOptions walk;
+    walk.recurse = !(bits & SCANFLAG_NO_RECURSE);
+    walk.followLinks = bits & SCANFLAG_FOLLOW_SYMLINKS;
+    walk.crossFileSystems = bits & SCANFLAG_CROSS_FS;
+    walk.extensions = extensionFilter(config, bits);
+    if (bits & SCANFLAG_MAX_DEPTH)
+        walk.maxDepth = option<unsigned char>(config, SCANOPT_MAXDEPTH);
+    if (bits & SCANFLAG_MAX_SIZE)
+        walk.maxSize = option<unsigned long>(config, SCANOPT_MAXSIZE);
+    if (bits & SCANFLAG_EXCLUDE_DIRS) {
+        const char* directories = option<char*>(config, SCANOPT_EXCLUDEDIRS);
+        for (std::string& path : vardo::splitList(directories ? directories : "", excludeDirsDividers))
+            walk.directories.exclude(std::move(path));
+    }
+    return walk;
+}
+
+vardo::ActionPlan actionPlan(ScanConfig& config, const EngineState& state, const std::string& configuredDir)
+{
+    vardo::ActionPlan plan;
+    plan.action = option<unsigned int>(config, SCANOPT_ACTION);
+    plan.disinfect = option<unsigned int>(config, SCANOPT_SCANOPTS) & SCANFLAG_DISINFECT;
+    plan.quarantineDir = state.quarantineDir.empty() ? configuredDir : state.quarantineDir;
+    if (vardo::isFileExtension(state.renameExtension))
+        plan.extension = state.renameExtension;
+    return plan;
+}
+
+vardo::SessionFactory sessionFactory(const vardo::ServicePaths& paths)
+{
+    return [paths](const vardo::SessionOptions& options, vardo::ScanSession::DoneHandler done) {
+        return vardo::ScanSession::open(paths, options, std::move(done));
+    };
+}
+
+/// Runs `scan`, notes its failure and gives the result of the boundary: no exception crosses that.
+template <class Scan>
+int bounded(EngineState& state, QS_IntefaceScanResult& result, const Scan& scan)
+{
+    const auto now = [] { return static_cast<unsigned int>(std::time(nullptr)); };
+    state.error.clear();
+    result.scanStartTime = now();
+    result.scanEndTime = 0;
+    base::Result<vardo::ScanEnd> end = base::Error{};
+    try {
+        end = state.loaded ? scan() : base::Error{0, "the scan engine is not initialized"};
+    } catch (const std::exception& problem) {
+        end = base::Error{0, problem.what()};
+    }
+    result.scanEndTime = now();
+    if (!end) {
+        state.error = end.error().text;
+        return -1;
+    }
+    if (const unsigned missing = end.value().recordFailures)
+        state.error =
+            std::to_string(missing) + " quarantined files could not be noted in the quarantine list";
+    return end.value().cancelled ? static_cast<int>(SCANRESULT_CANCELLED) : 0;
+}
+
+} // namespace
+
+bool Vardo::VardoIsAVLoaded()
+{
+    return stateOf(handle).loaded;
+}
+
+int Vardo::VardoAVInit(const char* avConf, QS_ResultCallBack cb, bool wait)
+{
+    EngineState& state = stateOf(handle);
+    state.error.clear();
+    state.avConf = avConf ? avConf : "";
+    std::function<bool()> beat;
+    if (cb)
+        beat = [cb] { return cb("", OBJTYPE_FILE, 0, nullptr, nullptr, nullptr) != CALLBACK_STOP; };
+    const auto started = vardo::startService(settingsOf(*this, state).service, wait, beat);
+    state.loaded = static_cast<bool>(started);
+    if (!started)
+        state.error = started.error().text;
+    return started ? 0 : -1;
+}
+
+void Vardo::VardoAVDeinit(QS_ResultCallBack)
+{
+    stateOf(handle).loaded = false;
+}
+
+int Vardo::DoScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, QS_actionPromptCallBack prompt)
+{
+    EngineState& state = stateOf(handle);
+    return bounded(state, *result, [&] {
+        const vardo::EngineSettings settings = settingsOf(*this, state);
+        const vardo::ActionPlan plan = actionPlan(*this, state, settings.quarantineDir);
+        vardo::WalkOptions walk = walkOptions(*this, scanOpts);
+        walk.directories.exclude(settings.quarantineDir);
+        walk.directories.exclude(plan.quarantineDir);
+        std::vector<std::string> objects;
+        for (const VardoObject* object = scanObjects; object; object = object->objNext)
+            objects.emplace_back(object->objName);
+        vardo::ScanReporter reporter({cb, ctx, prompt}, plan, result->scanStatistics);
+        return vardo::runFileScan(sessionFactory(settings.service), sessionOptions(settings.limits, scanOpts),
+                                  objects, walk, reporter);
+    });
+}
+
+int Vardo::DoScan(const char* object, QS_ResultCallBack cb, QS_ResultContextData* ctx,
+                  QS_actionPromptCallBack prompt)
+{
+    ClearObjects();
+    return AddObject(object) < 0 ? -1 : DoScan(cb, ctx, prompt);
+}
+
+int Vardo::DoMemoryScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, bool all)
+{
+    EngineState& state = stateOf(handle);
+    return bounded(state, *result, [&] {
+        const vardo::EngineSettings settings = settingsOf(*this, state);
+        vardo::ScanReporter reporter({cb, ctx, nullptr}, {}, result->scanStatistics);
+        const auto produce = [all](vardo::ScanPipeline& pipeline) {
+            vardo::ProcessWalker(pipeline).walk(all);
+        };
+        return vardo::runScan(sessionFactory(settings.service), sessionOptions(settings.limits, scanOpts),
+                              produce, reporter);
+    });
+}
+
+/// There is one memory: `object` makes no difference.
+int Vardo::DoMemoryScan(const char*, QS_ResultCallBack cb, QS_ResultContextData* ctx, bool all)
+{
+    return DoMemoryScan(cb, ctx, all);
+}

@@ -1,0 +1,338 @@
+#include "libvardo/walker.h"
+
+#include "engine/interface.h"
+#include "libvardo/filesystem.h"
+#include "libvardo/systemerror.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <string_view>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vardo {
+
+namespace {
+
+constexpr std::size_t openLevels = 32;         // innermost levels that keep their descriptor
+constexpr unsigned linkedLevels = 40;          // links to directories inside each other
+constexpr std::size_t longestPath = 64 * 1024; // bounds what the items of a hostile tree take
+constexpr std::size_t mostVisited = 1'000'000; // directories, while links are followed
+constexpr std::size_t mostLinked = 4096;       // files with several names that are remembered
+constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr int lookFlags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+constexpr int fileFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+std::pair<std::string, std::string> splitPath(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return {".", path};
+    return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
+}
+
+/// The path that the kernel knows the object open as `fd` by.
+base::Result<std::string> pathOf(int fd)
+{
+    std::string path(PATH_MAX, '\0');
+    const ssize_t length =
+        ::readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path.data(), path.size());
+    if (length < 0)
+        return systemError();
+    if (path[0] != '/' || static_cast<std::size_t>(length) >= path.size())
+        return systemError(ENAMETOOLONG);
+    path.resize(static_cast<std::size_t>(length));
+    return path;
+}
+
+} // namespace
+
+Walker::Walker(ScanPipeline& pipeline, WalkOptions options)
+    : pipeline_(pipeline)
+    , options_(std::move(options))
+{
+}
+
+void Walker::walk(std::string object)
+{
+    while (object.size() > 1 && object.back() == '/')
+        object.pop_back();
+    walkChosen(std::move(object));
+    walkLevels();
+    levels_.clear();
+    pinned_ = 0;
+}
+
+void Walker::walkChosen(std::string object)
+{
+    const base::UniqueFd chosen = openAt(AT_FDCWD, object.c_str(), O_PATH | O_CLOEXEC);
+    struct stat status = {};
+    if (!chosen || ::fstat(chosen.get(), &status) != 0)
+        return fail(object, describeError(errno));
+    if (isPseudoFileSystem(chosen.get()))
+        return fail(object, "not scanned: it shows the state of the system and holds no files");
+    startDevice_ = status.st_dev;
+
+    if (S_ISDIR(status.st_mode)) {
+        if (options_.directories.excludes(object, status))
+            return;
+        base::UniqueFd directory = openAt(chosen.get(), ".", directoryFlags);
+        if (!directory)
+            return fail(object, describeError(errno));
+        return enter(std::move(directory), status, object, false);
+    }
+    if (!S_ISREG(status.st_mode))
+        return fail(object, "not scanned: not a regular file");
+
+    struct stat entry = {};
+    if (::lstat(object.c_str(), &entry) == 0 && S_ISLNK(entry.st_mode))
+        return visitTarget(chosen.get(), object);
+    visitPath(object);
+}
+
+void Walker::walkLevels()
+{
+    while (!levels_.empty() && !pipeline_.stopped()) {
+        Level& level = levels_.back();
+        if (level.next == level.names.size())
+            leave();
+        else
+            visit(level.names[level.next++]);
+    }
+}
+
+void Walker::visit(const char* name)
+{
+    const Directory directory = levels_.back().directory;
+    std::string path = childPath(name);
+    struct stat status = {};
+    if (::fstatat(directory->get(), name, &status, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) != 0) {
+        if (errno != ENOENT) // gone meanwhile: nothing is left to scan
+            fail(path, describeError(errno));
+        return;
+    }
+    if (S_ISDIR(status.st_mode)) {
+        if (options_.recurse && (!options_.maxDepth || levels_.size() <= *options_.maxDepth))
+            visitDirectory(name, path, false);
+    } else if (S_ISREG(status.st_mode)) {
+        if (wanted(name, status))
+            visitFile(directory, name, path);
+    } else if (S_ISLNK(status.st_mode) && options_.followLinks) {
+        visitLink(name, path);
+    }
+}
+
+void Walker::visitLink(const char* name, const std::string& path)
+{
+    const base::UniqueFd target = openAt(levels_.back().directory->get(), name, O_PATH | O_CLOEXEC);
+    struct stat status = {};
+    if (!target || ::fstat(target.get(), &status) != 0) {
+        if (errno != ENOENT && errno != ELOOP) // a link that leads nowhere
+            fail(path, describeError(errno));
+        return;
+    }
+    if (!staysInside(target.get(), status))
+        return;
+    if (S_ISDIR(status.st_mode)) {
+        if (options_.recurse && (!options_.maxDepth || levels_.size() <= *options_.maxDepth))
+            visitDirectory(name, path, true);
+    } else if (S_ISREG(status.st_mode) && wanted(name, status)) {
+        visitTarget(target.get(), path);
+    }
+}
+
+/// A file behind a link is reported, and acted upon, under its own path: the link is not the file.
+void Walker::visitTarget(int target, const std::string& link)
+{
+    const base::Result<std::string> path = pathOf(target);
+    if (!path)
+        return fail(link, path.error().text);
+    visitPath(path.value());
+}
+
+void Walker::visitPath(const std::string& path)
+{
+    const auto [directory, leaf] = splitPath(path);
+    const auto parent = std::make_shared<base::UniqueFd>(
+        openAt(AT_FDCWD, directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!*parent)
+        return fail(path, describeError(errno));
+    visitFile(parent, leaf, path);
+}
+
+void Walker::visitDirectory(const char* name, const std::string& path, bool byLink)
+{
+    // Looked at before it is opened for reading: opening a waiting automount would mount it.
+    const int flags = byLink ? O_PATH | O_CLOEXEC : lookFlags;
+    const base::UniqueFd looked = openAt(levels_.back().directory->get(), name, flags);
+    struct stat status = {};
+    if (!looked || ::fstat(looked.get(), &status) != 0) {
+        if (errno != ENOENT)
+            fail(path, describeError(errno));
+        return;
+    }
+    if (!staysInside(looked.get(), status) || options_.directories.excludes(path, status))
+        return;
+    if (path.size() > longestPath || (byLink && pinned_ >= linkedLevels))
+        return fail(path, "not scanned: directories are nested too deeply");
+    base::UniqueFd directory = openAt(looked.get(), ".", directoryFlags);
+    if (!directory)
+        return fail(path, describeError(errno));
+    enter(std::move(directory), status, path, byLink);
+}
+
+void Walker::enter(base::UniqueFd directory, const struct stat& status, const std::string& path, bool byLink)
+{
+    if (options_.followLinks && !firstVisit(status, byLink, path))
+        return;
+    base::UniqueFd stream = openAt(directory.get(), ".", directoryFlags);
+    if (!stream)
+        return fail(path, describeError(errno));
+    base::Result<NameList> names = NameList::read(std::move(stream), pipeline_.stopped());
+    if (!names)
+        return fail(path, names.error().text);
+
+    Level level;
+    level.directory = std::make_shared<base::UniqueFd>(std::move(directory));
+    level.id = fileId(status);
+    level.names = std::move(names).value();
+    level.pathLength = path_.size();
+    level.byLink = byLink;
+    levels_.push_back(std::move(level));
+    path_ = path;
+    pinned_ += byLink;
+    // The level around a linked directory cannot be found again through "..", so it stays open.
+    if (levels_.size() > openLevels && !levels_[levels_.size() - openLevels].byLink)
+        levels_[levels_.size() - openLevels - 1].directory.reset();
+
+    ScanItem item;
+    item.kind = ScanItem::Kind::Directory;
+    item.name = path;
+    pipeline_.push(std::move(item));
+}
+
+/// With links followed there may be many ways to one directory, and loops; only the first counts.
+bool Walker::firstVisit(const struct stat& status, bool byLink, const std::string& path)
+{
+    if (visited_.size() < mostVisited)
+        return visited_.emplace(status.st_dev, status.st_ino).second;
+    if (byLink)
+        fail(path, "not scanned: too many directories to follow links safely");
+    return !byLink;
+}
+
+void Walker::leave()
+{
+    const Level left = std::move(levels_.back());
+    levels_.pop_back();
+    path_.resize(left.pathLength);
+    pinned_ -= left.byLink;
+    if (levels_.empty() || levels_.back().directory)
+        return;
+    Level& level = levels_.back();
+    base::Result<base::UniqueFd> directory = reopen(level, left.directory);
+    if (directory) {
+        level.directory = std::make_shared<base::UniqueFd>(std::move(directory).value());
+    } else if (level.next < level.names.size()) {
+        level.next = level.names.size();
+        fail(path_, "not wholly scanned: it was moved meanwhile");
+    }
+}
+
+base::Result<base::UniqueFd> Walker::reopen(const Level& level, const Directory& child)
+{
+    if (!child)
+        return systemError(ESTALE);
+    base::UniqueFd directory = openAt(child->get(), "..", directoryFlags);
+    struct stat status = {};
+    if (!directory || ::fstat(directory.get(), &status) != 0)
+        return systemError();
+    if (status.st_dev != level.id.device || status.st_ino != level.id.inode)
+        return systemError(ESTALE);
+    return directory;
+}
+
+void Walker::visitFile(const Directory& parent, const std::string& leaf, const std::string& path)
+{
+    ScanItem item;
+    item.fd = openAt(parent->get(), leaf.c_str(), fileFlags);
+    struct stat status = {};
+    if (!item.fd || ::fstat(item.fd.get(), &status) != 0) {
+        if (errno != ENOENT)
+            fail(path, describeError(errno));
+        return;
+    }
+    if (!S_ISREG(status.st_mode))
+        return fail(path, "replaced while it was opened");
+    if (!staysInside(item.fd.get(), status))
+        return;
+    item.name = path;
+    item.parent = parent;
+    item.leaf = leaf;
+    push(std::move(item), status);
+}
+
+/// A file with several names is scanned under the first one alone.
+void Walker::push(ScanItem item, const struct stat& status)
+{
+    item.id = fileId(status);
+    if (status.st_nlink < 2) {
+        pipeline_.push(std::move(item));
+        return;
+    }
+    const FileId id = item.id;
+    if (const auto known = linked_.find(id); known != linked_.end()) {
+        item.outcome = known->second;
+        pipeline_.push(std::move(item));
+        return;
+    }
+    if (linkedOrder_.size() == mostLinked) {
+        linked_.erase(linkedOrder_.front());
+        linkedOrder_.pop_front();
+    }
+    linkedOrder_.push_back(id);
+    linked_[id] = pipeline_.push(std::move(item));
+}
+
+bool Walker::wanted(const std::string& name, const struct stat& status) const
+{
+    return options_.extensions.passes(name) &&
+           (!options_.maxSize || static_cast<std::uint64_t>(status.st_size) <= *options_.maxSize);
+}
+
+bool Walker::staysInside(int fd, const struct stat& status) const
+{
+    if (status.st_dev == startDevice_)
+        return true;
+    return options_.crossFileSystems && !isPseudoFileSystem(fd);
+}
+
+void Walker::fail(const std::string& path, const std::string& remark)
+{
+    ScanItem item;
+    item.name = path;
+    item.outcome = std::make_shared<ScanOutcome>(Verdict{SCANSTAT_ERROR, {}, {}, remark});
+    pipeline_.push(std::move(item));
+}
+
+std::string Walker::childPath(const char* name) const
+{
+    return path_ == "/" ? "/" + std::string(name) : path_ + "/" + name;
+}
+
+/// openat that waits for descriptors to come free when the process has used up its share.
+base::UniqueFd Walker::openAt(int directory, const char* name, int flags)
+{
+    for (;;) {
+        base::UniqueFd fd(::openat(directory, name, flags));
+        const int code = errno;
+        if (fd || (code != EMFILE && code != ENFILE) || !pipeline_.waitForRoom()) {
+            errno = code;
+            return fd;
+        }
+    }
+}
+
+} // namespace vardo
