@@ -4,5 +4,5 @@
 #include <QString>
 
 /// The compiled-in picture of that name, decompressed once and shared from then on. Names are case sensitive;
-/// an unknown name, or a call while no QGuiApplication exists, gives a null pixmap. GUI thread only.
+/// an unknown name gives a null pixmap. GUI thread only; like every pixmap it needs a QGuiApplication.
 QPixmap vardoPixmap(const QString& name);

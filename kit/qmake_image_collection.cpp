@@ -5,7 +5,6 @@
 
 #include <QByteArray>
 #include <QCoreApplication>
-#include <QGuiApplication>
 
 #include <memory>
 
@@ -98,5 +97,5 @@ void qCleanupImages_vardogui()
 
 QPixmap vardoPixmap(const QString& name)
 {
-    return factory && qGuiApp ? factory->data(name) : QPixmap();
+    return factory ? factory->data(name) : QPixmap();
 }

@@ -99,8 +99,7 @@ class List
         if (words.size() < 4 || size.isEmpty())
             fail("not a picture: " + words.join(' '));
         Parameters all{{"w", QString::number(size.width())}, {"h", QString::number(size.height())}};
-        all.insert(m_sets.value("@all"));
-        all.insert(parameters(words.mid(4)));
+        all.insert(parameters(QStringList{"@all"} + words.mid(4)));
         const QImage drawn = renderTemplate(m_directory + '/' + words[3], all, size);
         m_pictures.append({words[0], inDepth(drawn, words[2], words[0]), words[2] == "alpha"});
     }
