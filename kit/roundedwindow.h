@@ -41,8 +41,8 @@ class RoundedWindow : public Base
     /// size, and again after each change of size.
     RoundedWindow(const QString& backgroundImage, bool outline, QWidget* parent, Qt::WindowFlags flags)
         : Base(parent, windowType | flags)
-        , background(backgroundImage)
-        , outlined(outline)
+        , backgroundImage_(backgroundImage)
+        , outlined_(outline)
     {
         roundedwindow::setUp(this);
     }
@@ -74,8 +74,8 @@ class RoundedWindow : public Base
     void paintEvent(QPaintEvent* event) override
     {
         Base::paintEvent(event);
-        roundedwindow::paintBackground(this, background);
-        if (outlined)
+        roundedwindow::paintBackground(this, backgroundImage_);
+        if (outlined_)
             roundedwindow::paintOutline(this, aa);
     }
 
@@ -86,6 +86,6 @@ class RoundedWindow : public Base
   private:
     static constexpr Qt::WindowFlags windowType = std::is_base_of_v<QDialog, Base> ? Qt::Dialog : Qt::Window;
 
-    QString background;
-    bool outlined;
+    QString backgroundImage_;
+    bool outlined_;
 };

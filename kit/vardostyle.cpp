@@ -13,6 +13,8 @@
 namespace {
 
 constexpr double radius = 2.5;
+constexpr int titleLeft = 9;
+constexpr int titleGap = 3;
 constexpr QColor grooveColour(232, 239, 248);
 
 bool isTextured(const QStyleOption& option)
@@ -74,6 +76,8 @@ class VardoStyle : public QProxyStyle
         return QProxyStyle::styleHint(hint, option, widget, returnData);
     }
 
+    QRect subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl part,
+                         const QWidget* widget) const override;
     void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                        const QWidget* widget) const override;
     void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
@@ -84,9 +88,30 @@ class VardoStyle : public QProxyStyle
   private:
     void drawScrollBar(const QStyleOptionSlider& option, QPainter* painter, const QWidget* widget) const;
     void drawComboBox(const QStyleOptionComboBox& option, QPainter* painter, const QWidget* widget) const;
+    void drawGroupBox(const QStyleOptionGroupBox& option, QPainter* painter, const QWidget* widget) const;
     void drawArrow(PrimitiveElement arrow, const QRect& rect, const QStyleOption& option, QPainter* painter,
                    const QWidget* widget) const;
 };
+
+/// A group box's title lies on its frame; the contents begin below the title.
+QRect VardoStyle::subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl part,
+                                 const QWidget* widget) const
+{
+    const auto* group = qstyleoption_cast<const QStyleOptionGroupBox*>(option);
+    if (control != CC_GroupBox || !group || group->subControls.testFlag(SC_GroupBoxCheckBox))
+        return QProxyStyle::subControlRect(control, option, part, widget);
+    const int titleHeight = group->text.isEmpty() ? 0 : group->fontMetrics.height();
+    switch (part) {
+    case SC_GroupBoxLabel: {
+        const int titleWidth = group->fontMetrics.size(Qt::TextShowMnemonic, group->text).width();
+        return {group->rect.topLeft() + QPoint(titleLeft, 0), QSize(titleWidth, titleHeight)};
+    }
+    case SC_GroupBoxFrame:
+        return group->rect.adjusted(0, titleHeight / 2, 0, 0);
+    default:
+        return group->rect.adjusted(0, titleHeight, 0, 0);
+    }
+}
 
 void VardoStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                                const QWidget* widget) const
@@ -95,8 +120,6 @@ void VardoStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* opt
     const auto* frame = qstyleoption_cast<const QStyleOptionFrame*>(option);
     if (element == PE_Frame && qobject_cast<const QAbstractScrollArea*>(widget))
         drawFrame(painter, option->rect, option->palette.base());
-    else if (element == PE_FrameGroupBox)
-        drawFrame(painter, option->rect, Qt::NoBrush);
     else if (element == PE_PanelLineEdit && frame && frame->lineWidth > 0)
         drawFrame(painter, option->rect, option->palette.base(), focus);
     else
@@ -106,6 +129,10 @@ void VardoStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* opt
 void VardoStyle::drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
                              const QWidget* widget) const
 {
+    if (element == CE_ProgressBarGroove) {
+        drawFrame(painter, option->rect, option->palette.base());
+        return;
+    }
     if ((element != CE_HeaderSection && element != CE_HeaderEmptyArea) || !isTextured(*option)) {
         QProxyStyle::drawControl(element, option, painter, widget);
         return;
@@ -122,14 +149,18 @@ void VardoStyle::drawComplexControl(ComplexControl control, const QStyleOptionCo
 {
     const auto* bar = qstyleoption_cast<const QStyleOptionSlider*>(option);
     const auto* combo = qstyleoption_cast<const QStyleOptionComboBox*>(option);
+    const auto* group = qstyleoption_cast<const QStyleOptionGroupBox*>(option);
     if (control == CC_ScrollBar && bar && isTextured(*option)) {
         drawScrollBar(*bar, painter, widget);
     } else if (control == CC_ComboBox && combo && !combo->editable && isTextured(*option)) {
         drawComboBox(*combo, painter, widget);
+    } else if (control == CC_GroupBox && group && !group->subControls.testFlag(SC_GroupBoxCheckBox)) {
+        drawGroupBox(*group, painter, widget);
     } else {
         QProxyStyle::drawComplexControl(control, option, painter, widget);
         if (control == CC_SpinBox)
-            drawFrame(painter, option->rect, Qt::NoBrush, option->state.testFlag(State_HasFocus));
+            drawFrame(painter, option->rect.adjusted(0, 1, 0, -1), Qt::NoBrush,
+                      option->state.testFlag(State_HasFocus));
     }
 }
 
@@ -171,6 +202,21 @@ void VardoStyle::drawComboBox(const QStyleOptionComboBox& option, QPainter* pain
     drawTextured(painter, option.rect, option, option.state);
     const QRect arrow = proxy()->subControlRect(CC_ComboBox, &option, SC_ComboBoxArrow, widget);
     drawArrow(PE_IndicatorArrowDown, arrow, option, painter, widget);
+}
+
+void VardoStyle::drawGroupBox(const QStyleOptionGroupBox& option, QPainter* painter,
+                              const QWidget* widget) const
+{
+    const QRect title = proxy()->subControlRect(CC_GroupBox, &option, SC_GroupBoxLabel, widget);
+    const QRect frame = proxy()->subControlRect(CC_GroupBox, &option, SC_GroupBoxFrame, widget);
+    painter->save();
+    if (!title.isEmpty())
+        painter->setClipRegion(QRegion(option.rect) - title.adjusted(-titleGap, 0, titleGap, 0));
+    drawFrame(painter, frame, Qt::NoBrush);
+    painter->restore();
+    constexpr int flags = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextShowMnemonic;
+    proxy()->drawItemText(painter, title, flags, option.palette, option.state.testFlag(State_Enabled),
+                          option.text, QPalette::WindowText);
 }
 
 struct RoleColour
