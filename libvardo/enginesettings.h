@@ -19,4 +19,7 @@ struct EngineSettings
 /// that is not absolute counts as missing, and no key names anything that is run.
 EngineSettings loadEngineSettings(const char* avConf, const char* scanConf);
 
+/// The paths alone, with the default for what `scanConf` says of the service.
+ServicePaths loadServicePaths(const char* avConf);
+
 } // namespace vardo

@@ -1,1 +1,2 @@
+// Compiles the checks of the boundary's layout into the library.
 #include "engine/layout.h"

@@ -1,0 +1,166 @@
+#include "libvardo/scanlog.h"
+
+#include "base/uniquefd.h"
+#include "engine/interface.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+#include <mutex>
+#include <optional>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// An open log. Writing never fails visibly: a full disk costs the log and nothing else.
+class ScanLog
+{
+  public:
+    ScanLog(base::UniqueFd fd, unsigned level)
+        : fd_(std::move(fd))
+        , level_(level)
+    {
+    }
+    ScanLog(const ScanLog&) = delete;
+    ScanLog& operator=(const ScanLog&) = delete;
+    ~ScanLog() { flush(); }
+
+    bool wants(unsigned level) const { return level <= level_; }
+
+    void write(unsigned level, std::string_view text)
+    {
+        buffer_ += text;
+        if (level <= LOGLEVEL_INFECTED || buffer_.size() >= 65536 || Clock::now() >= due_)
+            flush();
+    }
+
+  private:
+    void flush()
+    {
+        for (std::string_view rest = buffer_; !rest.empty();) {
+            const ssize_t done = ::write(fd_.get(), rest.data(), rest.size());
+            if (done > 0)
+                rest.remove_prefix(static_cast<std::size_t>(done));
+            else if (done == 0 || errno != EINTR)
+                break;
+        }
+        buffer_.clear();
+        due_ = Clock::now() + std::chrono::seconds(1);
+    }
+
+    base::UniqueFd fd_;
+    unsigned level_;
+    std::string buffer_;
+    Clock::time_point due_ = Clock::now();
+};
+
+// The one log behind LogMe, which takes no object.
+std::mutex logMutex;
+std::optional<ScanLog> currentLog;
+
+/// DIRECTORY/vardo, made when missing with the mode that lets the whole group log there.
+base::UniqueFd openLogFolder(const std::string& directory)
+{
+    const base::UniqueFd parent(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const bool made = parent && ::mkdirat(parent.get(), "vardo", 0775) == 0;
+    base::UniqueFd folder(::openat(parent.get(), "vardo", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status = {};
+    if (made && folder && ::fstat(folder.get(), &status) == 0 && status.st_uid == ::geteuid())
+        ::fchmod(folder.get(), (status.st_mode & S_ISGID) | 0775); // whatever the umask took away
+    return folder;
+}
+
+base::UniqueFd createLogFile(const std::string& directory)
+{
+    const base::UniqueFd folder = openLogFolder(directory);
+    const std::time_t now = std::time(nullptr);
+    struct tm local = {};
+    ::localtime_r(&now, &local);
+    char stem[32];
+    std::strftime(stem, sizeof stem, "scan-%Y%m%d-%H%M%S", &local);
+
+    base::UniqueFd fd;
+    for (int n = 0; folder && !fd && n < 1000 && (n == 0 || errno == EEXIST); ++n) {
+        const std::string name = stem + (n ? "-" + std::to_string(n) : std::string()) + ".log";
+        fd.reset(::openat(folder.get(), name.c_str(),
+                          O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0640));
+    }
+    return fd;
+}
+
+std::string formatted(const char* format, va_list arguments)
+{
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    std::string text(static_cast<std::size_t>(std::max(length, 0)), '\0');
+    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+    return text;
+}
+
+/// Escapes what would let a file's name pass for a line of the log, or command a terminal: control
+/// characters, and newlines within the text, unless all of them are the format's own.
+std::string harmless(const std::string& text, std::string_view format)
+{
+    const bool ownNewlines =
+        std::count(text.begin(), text.end(), '\n') == std::count(format.begin(), format.end(), '\n');
+    const std::size_t first = text.find_first_not_of('\n');
+    const std::size_t last = text.find_last_not_of('\n');
+    std::string result;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        const bool inside = first <= at && at <= last && last != std::string::npos;
+        char escape[8] = {text[at], '\0'};
+        if (byte == '\n' && inside && !ownNewlines)
+            std::snprintf(escape, sizeof escape, "\\n");
+        else if (byte != '\n' && byte != '\t' && (byte < ' ' || byte == 0x7f))
+            std::snprintf(escape, sizeof escape, "\\x%02x", byte);
+        result += escape;
+    }
+    return result;
+}
+
+} // namespace
+
+namespace vardo {
+
+bool openScanLog(const std::string& directory, unsigned level)
+{
+    CloseLog();
+    base::UniqueFd fd = createLogFile(directory);
+    if (!fd)
+        return false;
+    const std::lock_guard lock(logMutex);
+    currentLog.emplace(std::move(fd), level);
+    return true;
+}
+
+} // namespace vardo
+
+void LogMe(unsigned char level, const char* format, ...)
+{
+    const std::lock_guard lock(logMutex);
+    if (!currentLog || !currentLog->wants(level) || !format)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string text = formatted(format, arguments);
+    va_end(arguments);
+    currentLog->write(level, harmless(text, format));
+}
+
+void CloseLog()
+{
+    const std::lock_guard lock(logMutex);
+    currentLog.reset();
+}
