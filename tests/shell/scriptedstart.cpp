@@ -8,8 +8,10 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <iomanip>
 #include <sstream>
 #include <string>
+#include <utility>
 
 /// Drives the window program of the start-up tests from within: the scripted engine is set up from the
 /// file $START_SCRIPT, boxes are answered, the window is closed again (or kept, with the word "hold"),

@@ -30,6 +30,14 @@ int call(std::string name, const Args&... args)
     return scriptedEngine().call(name);
 }
 
+/// Does `action` unless the call is to fail: `result`, or the negative result of the action.
+template <class Action>
+int after(int result, Action action)
+{
+    const int done = result < 0 ? result : action();
+    return done < 0 ? done : result;
+}
+
 /// Moves option values between a field and the caller's memory, in the direction of the call.
 class OptionTransfer
 {

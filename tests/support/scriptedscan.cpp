@@ -153,13 +153,13 @@ int ScanConfig::SetAction(unsigned int code)
 int ScanConfig::SetOption(unsigned int id, void* value)
 {
     const int result = call("SetOption", std::to_string(id));
-    return result < 0 ? result : transferOption(scriptedEngine().held, id, {value, true});
+    return scripted::after(result, [&] { return transferOption(scriptedEngine().held, id, {value, true}); });
 }
 
 int ScanConfig::GetOption(unsigned int id, void* value)
 {
     const int result = call("GetOption", std::to_string(id));
-    return result < 0 ? result : transferOption(scriptedEngine().held, id, {value, false});
+    return scripted::after(result, [&] { return transferOption(scriptedEngine().held, id, {value, false}); });
 }
 
 bool ScanConfig::MakeAlert(tm& date)

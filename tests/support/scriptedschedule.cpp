@@ -92,13 +92,15 @@ int vSchedule::SetScheduleName(const char* name)
 int vSchedule::GetOption(unsigned int id, void* value)
 {
     const int outcome = call("vSchedule::GetOption", std::to_string(id));
-    return outcome < 0 ? outcome : transferOption(workingCopies()[this], id, {value, false});
+    return scripted::after(outcome, [&] {
+        return transferOption(workingCopies()[this], id, {value, false});
+    });
 }
 
 int vSchedule::SetOption(unsigned int id, void* value)
 {
     const int outcome = call("vSchedule::SetOption", std::to_string(id));
-    return outcome < 0 ? outcome : transferOption(workingCopies()[this], id, {value, true});
+    return scripted::after(outcome, [&] { return transferOption(workingCopies()[this], id, {value, true}); });
 }
 
 int vSchedule::GetObjectList(VardoObject** list)

@@ -84,13 +84,17 @@ vUpdate::~vUpdate()
 int vUpdate::GetOption(unsigned int id, void* value)
 {
     const int result = call("vUpdate::GetOption", std::to_string(id));
-    return result < 0 ? result : transferOption(scriptedEngine().updateHeld, id, {value, false});
+    return scripted::after(result, [&] {
+        return transferOption(scriptedEngine().updateHeld, id, {value, false});
+    });
 }
 
 int vUpdate::SetOption(unsigned int id, void* value)
 {
     const int result = call("vUpdate::SetOption", std::to_string(id));
-    return result < 0 ? result : transferOption(scriptedEngine().updateHeld, id, {value, true});
+    return scripted::after(result, [&] {
+        return transferOption(scriptedEngine().updateHeld, id, {value, true});
+    });
 }
 
 int vUpdate::DoUpdate(AVUpdateCallBack callback, AVUpdateContextData context, const char* arg)
