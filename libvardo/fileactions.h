@@ -38,6 +38,10 @@ base::Result<std::string> renameFile(const ScannedFile& file, const std::string&
 base::Result<std::string> quarantineFile(const ScannedFile& file, const std::string& directory,
                                          const ActionBeat& beat);
 
+/// The part of quarantineFile for a quarantine on another file system; it works on the same one too.
+base::Result<std::string> copyToQuarantine(const ScannedFile& file, const std::string& directory,
+                                           const ActionBeat& beat);
+
 /// Moves `from` in `fromDirectory` to `to` in `toDirectory`, EEXIST when there is something already.
 base::Result<bool> moveNoReplace(int fromDirectory, const std::string& from, int toDirectory,
                                  const std::string& to);

@@ -114,7 +114,7 @@ base::Result<bool> takeOverAttributes(const ScannedFile& file, int to)
     return true;
 }
 
-base::Result<std::string> copyAcross(const ScannedFile& file, int directory, const ActionBeat& beat)
+base::Result<std::string> copyInto(const ScannedFile& file, int directory, const ActionBeat& beat)
 {
     TemporaryFile copy(directory, temporaryName());
     if (copy.fd() < 0)
@@ -166,12 +166,20 @@ base::Result<std::string> quarantineFile(const ScannedFile& file, const std::str
         return same.error();
     const base::Result<base::UniqueFd> opened = openQuarantine(directory);
     if (!opened)
-        return base::Error{opened.error().code, directory + ": " + opened.error().text};
-
+        return opened.error();
     base::Result<std::string> moved = moveInto(file, opened.value().get());
     if (!moved && moved.error().code == EXDEV)
-        return copyAcross(file, opened.value().get(), beat);
+        return copyInto(file, opened.value().get(), beat);
     return moved;
+}
+
+base::Result<std::string> copyToQuarantine(const ScannedFile& file, const std::string& directory,
+                                           const ActionBeat& beat)
+{
+    const base::Result<base::UniqueFd> opened = openQuarantine(directory);
+    if (!opened)
+        return opened.error();
+    return copyInto(file, opened.value().get(), beat);
 }
 
 } // namespace vardo

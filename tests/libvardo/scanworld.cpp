@@ -1,0 +1,244 @@
+#include "tests/libvardo/scanworld.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <algorithm>
+#include <chrono>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+vardo::Verdict verdictOf(const QByteArray& content)
+{
+    if (content.startsWith("infected"))
+        return {SCANSTAT_INFECTED, "Test.Virus", {}, {}};
+    if (content.startsWith("inner"))
+        return {SCANSTAT_INFECTED, "Test.Virus", "a.zip=>b.exe", {}};
+    if (content.startsWith("suspected"))
+        return {SCANSTAT_SUSPECTED, "Heuristics.Test", {}, {}};
+    if (content.startsWith("encrypted"))
+        return {SCANSTAT_ENCRYPTED, {}, {}, {}};
+    if (content.startsWith("corrupt"))
+        return {SCANSTAT_CORRUPT, {}, {}, {}};
+    return {SCANSTAT_CLEAN, {}, {}, {}};
+}
+
+class FakeSession : public vardo::ScanSession
+{
+  public:
+    FakeSession(FakeService& service, DoneHandler done)
+        : service_(service)
+        , done_(std::move(done))
+        , thread_([this] { run(); })
+    {
+    }
+    ~FakeSession() override
+    {
+        {
+            const std::lock_guard lock(mutex_);
+            ending_ = true;
+        }
+        changed_.notify_all();
+        thread_.join();
+        ++service_.sessionsClosed;
+    }
+
+    void submit(std::uint64_t id, int fd, std::uint64_t) override
+    {
+        const std::lock_guard lock(mutex_);
+        jobs_.push_back({id, fd});
+        ++service_.submitted;
+        service_.mostInFlight = std::max(service_.mostInFlight.load(), jobs_.size());
+        changed_.notify_all();
+    }
+
+  private:
+    struct Job
+    {
+        std::uint64_t id;
+        int fd;
+    };
+
+    void run()
+    {
+        std::unique_lock lock(mutex_);
+        while (!ending_) {
+            const auto pause =
+                std::chrono::milliseconds(service_.holding || jobs_.empty() ? 5 : service_.delayMs.load());
+            changed_.wait_for(lock, pause, [this] { return ending_; });
+            if (ending_ || jobs_.empty() || service_.holding)
+                continue;
+            const Job job = service_.backwards ? jobs_.back() : jobs_.front();
+            service_.backwards ? jobs_.pop_back() : jobs_.pop_front();
+            lock.unlock();
+            char head[64] = {};
+            const ssize_t size = ::pread(job.fd, head, sizeof head, 0);
+            const QByteArray content(head, std::max<ssize_t>(size, 0));
+            if (service_.whileScanning)
+                service_.whileScanning(content);
+            done_(job.id,
+                  size < 0 ? vardo::Verdict{SCANSTAT_ERROR, {}, {}, "unreadable"} : verdictOf(content));
+            lock.lock();
+        }
+    }
+
+    FakeService& service_;
+    DoneHandler done_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<Job> jobs_;
+    bool ending_ = false;
+    std::thread thread_;
+};
+
+ScanWorld* scanning = nullptr; // the prompt has no context of its own
+
+} // namespace
+
+vardo::SessionFactory FakeService::factory()
+{
+    return [this](const vardo::SessionOptions& sessionOptions,
+                  vardo::ScanSession::DoneHandler done) -> base::Result<std::unique_ptr<vardo::ScanSession>> {
+        options = sessionOptions;
+        return std::unique_ptr<vardo::ScanSession>(new FakeSession(*this, std::move(done)));
+    };
+}
+
+ScanWorld::ScanWorld()
+{
+    ::chmod(base_.path().toLocal8Bit().constData(), 0755);
+    directory("tree");
+    plan.quarantineDir = (base_.path().toLocal8Bit() + "/quarantine").toStdString();
+}
+
+QByteArray ScanWorld::path(const QByteArray& name) const
+{
+    const QByteArray tree = base_.path().toLocal8Bit() + "/tree";
+    if (name.startsWith("../"))
+        return base_.path().toLocal8Bit() + name.mid(2);
+    return name.isEmpty() || name == "tree" ? tree : tree + "/" + name;
+}
+
+QByteArray ScanWorld::write(const QByteArray& name, const QByteArray& content)
+{
+    const QByteArray file = name.startsWith('/') ? name : path(name);
+    const int fd = ::open(file.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (fd < 0 ||
+        ::write(fd, content.constData(), static_cast<std::size_t>(content.size())) != content.size())
+        qFatal("cannot write %s", file.constData());
+    ::close(fd);
+    return file;
+}
+
+void ScanWorld::directory(const QByteArray& name)
+{
+    if (::mkdir(path(name).constData(), 0755) != 0)
+        qFatal("cannot make %s", name.constData());
+}
+
+QByteArray ScanWorld::read(const QByteArray& path)
+{
+    QByteArray content(4096, '\0');
+    const int fd = ::open(path.constData(), O_RDONLY);
+    if (fd < 0)
+        return {};
+    content.resize(
+        std::max<ssize_t>(::read(fd, content.data(), static_cast<std::size_t>(content.size())), 0));
+    ::close(fd);
+    return content;
+}
+
+QList<QByteArray> ScanWorld::list(const QByteArray& directory)
+{
+    QList<QByteArray> names;
+    DIR* stream = ::opendir(directory.constData());
+    while (const dirent* entry = stream ? ::readdir(stream) : nullptr) {
+        const QByteArray name(entry->d_name);
+        if (name != "." && name != "..")
+            names.append(name);
+    }
+    if (stream)
+        ::closedir(stream);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+int ScanWorld::scan(const std::vector<std::string>& objects)
+{
+    calls.clear();
+    statistics = {};
+    scanning = this;
+    vardo::WalkOptions options = walk;
+    options.directories.exclude(plan.quarantineDir);
+    vardo::ScanReporter reporter({&ScanWorld::result, this, &ScanWorld::prompt}, plan, statistics);
+    const auto end =
+        vardo::runFileScan(service.factory(), session,
+                           objects.empty() ? std::vector{path().toStdString()} : objects, options, reporter);
+    if (!end) {
+        error = end.error().text;
+        return -1;
+    }
+    recordFailures = end.value().recordFailures;
+    return end.value().cancelled ? static_cast<int>(SCANRESULT_CANCELLED) : 0;
+}
+
+int ScanWorld::result(const char* name, int type, int status, const char* virus, const char* remark,
+                      void* context)
+{
+    auto& world = *static_cast<ScanWorld*>(context);
+    world.calls.push_back({name, type, status, virus ? virus : "", remark ? remark : "",
+                           world.statistics.scFiles, std::this_thread::get_id()});
+    return world.onCall ? world.onCall(world.calls.back()) : static_cast<int>(CALLBACK_CONTINUE);
+}
+
+int ScanWorld::prompt(const char* name, char* data)
+{
+    return scanning->onPrompt ? scanning->onPrompt(name, data) : static_cast<int>(PROMPT_NOTHING);
+}
+
+QList<QByteArray> ScanWorld::files(bool withStatus) const
+{
+    QList<QByteArray> names;
+    const std::string prefix = path().toStdString() + "/";
+    for (const Call& call : calls) {
+        if (call.type != OBJTYPE_FILE || call.status == 0)
+            continue;
+        const bool below = call.name.compare(0, prefix.size(), prefix) == 0;
+        QByteArray name = QByteArray::fromStdString(below ? call.name.substr(prefix.size()) : call.name);
+        if (withStatus)
+            name += " " + QByteArray::number(call.status);
+        names.append(name);
+    }
+    return names;
+}
+
+QList<QByteArray> ScanWorld::directories() const
+{
+    QList<QByteArray> names;
+    for (const Call& call : calls) {
+        if (call.type == OBJTYPE_DIRECTORY)
+            names.append(QByteArray::fromStdString(call.name).mid(path().size()));
+    }
+    return names;
+}
+
+const Call* ScanWorld::find(const QByteArray& name) const
+{
+    const std::string wanted = path(name).toStdString();
+    for (const Call& call : calls) {
+        if (call.name == wanted)
+            return &call;
+    }
+    return nullptr;
+}
+
+int ScanWorld::beats() const
+{
+    return static_cast<int>(std::count_if(
+        calls.begin(), calls.end(), [](const Call& call) { return call.name.empty() && call.status == 0; }));
+}
