@@ -94,7 +94,8 @@ void writeFrame(GifFileType* gif, GifByteType* pixels)
 
 int appendToFile(GifFileType* gif, const GifByteType* bytes, int length)
 {
-    return static_cast<int>(static_cast<QFile*>(gif->UserData)->write(reinterpret_cast<const char*>(bytes), length));
+    return static_cast<int>(
+        static_cast<QFile*>(gif->UserData)->write(reinterpret_cast<const char*>(bytes), length));
 }
 
 void writeGif(Frames& frames, const QString& path)
@@ -110,7 +111,7 @@ void writeGif(Frames& frames, const QString& path)
     const std::size_t perFrame = frames.indices.size() / FRAME_COUNT;
     for (std::size_t start = 0; start < frames.indices.size(); start += perFrame)
         writeFrame(gif, frames.indices.data() + start);
-    require(EGifCloseFile(gif, nullptr) == GIF_OK);
+    require(EGifCloseFile(gif, nullptr) == GIF_OK && file.flush());
 }
 
 } // namespace
