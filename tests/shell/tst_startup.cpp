@@ -17,6 +17,8 @@ namespace {
 
 constexpr sandbox::Ids root{0, 0};
 constexpr sandbox::Ids user{1000, 1000};
+constexpr sandbox::Ids userOfRootsGroup{1000, 0};
+constexpr sandbox::Ids rootOfUsersGroup{0, 1000};
 constexpr char ownConf[] = "/home/tester/.vardo/vardo.conf";
 constexpr char sharedEngine[] = "Vardo /opt/Quillstone/etc/vardo/vardo.conf";
 constexpr char reportFile[] = "/tmp/report";
@@ -196,12 +198,19 @@ class TestStartup : public QObject
 
     void userRunsOnOwnConfiguration()
     {
-        Start start(user);
+        Start start(userOfRootsGroup);
         QCOMPARE(start.exitCode(), 0);
         QVERIFY(fs::exists(ownConf));
         QVERIFY(start.report().contains(QString("Vardo ") + ownConf));
         QVERIFY(start.report().contains(QString("VardoAVInit %1 1").arg(ownConf)));
         QVERIFY(start.report().contains("GetQSAVInfo 1 /opt/Quillstone/etc/qsav.conf"));
+    }
+
+    void rootRunsOnTheSharedFilesWhateverTheGroup()
+    {
+        Start start(rootOfUsersGroup, "result VardoAVInit -1");
+        QCOMPARE(start.exitCode(), 255);
+        QVERIFY(start.report().contains(sharedEngine));
     }
 
     void kind4RunsOnTheSharedFiles()
