@@ -17,6 +17,7 @@ struct ServicePaths
     std::string pidFile;                    ///< holds the service's process id
     std::vector<std::string> signatureDirs; ///< all are loaded; a missing one is passed over
     unsigned idleMinutes = 10;              ///< after which an unused service ends itself
+    std::string program; ///< the service's program; empty: the one installed with this library
 };
 
 /// What a session lets its workers open and how far they may go. Sizes in bytes.
@@ -52,7 +53,8 @@ struct ServiceInfo
 
 /// Finds the service of `paths`, or starts it, and with `wait` returns only when its signatures are
 /// loaded. `beat`, when given, is called every 100 ms meanwhile; false from it gives up.
-base::Result<ServiceInfo> startService(const ServicePaths& paths, bool wait, const std::function<bool()>& beat);
+base::Result<ServiceInfo> startService(const ServicePaths& paths, bool wait,
+                                       const std::function<bool()>& beat);
 
 /// One scan's set of workers. A thread of its own talks with them; a worker that dies or overruns its
 /// time costs the file it had in hand, which gets an ERROR verdict, and is replaced.
@@ -63,8 +65,8 @@ class ScanSession
     using DoneHandler = std::function<void(std::uint64_t id, Verdict verdict)>;
 
     /// Opens a session, starting the service if need be.
-    static base::Result<std::unique_ptr<ScanSession>> open(const ServicePaths& paths, const SessionOptions& options,
-                                                           DoneHandler done);
+    static base::Result<std::unique_ptr<ScanSession>> open(const ServicePaths& paths,
+                                                           const SessionOptions& options, DoneHandler done);
 
     virtual ~ScanSession() = default; ///< abandons what is in flight, at once; `done` is not called any more
 

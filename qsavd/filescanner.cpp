@@ -1,0 +1,257 @@
+#include "qsavd/filescanner.h"
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace qsavd {
+
+/// What the library's callbacks tell during one scan.
+struct ScanTrace
+{
+    struct Hit
+    {
+        std::string virus;
+        std::string inner;
+    };
+
+    std::vector<std::string> layers; ///< names of the files that are open inside each other
+    std::vector<Hit> hits;           ///< the innermost layer comes first
+    std::string encryptedMember;
+    bool readFailed = false;
+
+    std::string innerName() const;
+};
+
+namespace {
+
+constexpr std::string_view separator = "=>";
+constexpr std::string_view unofficialMark = ".UNOFFICIAL";
+constexpr std::size_t maxHits = 16;
+constexpr std::size_t maxLayers = 128;
+constexpr long long bytecodeMilliseconds = 5000;
+
+ScanTrace& traceOf(void* context)
+{
+    return *static_cast<ScanTrace*>(context);
+}
+
+/// The name of a member as it is worth showing: those that the library made up are not.
+std::string shownName(const char* name)
+{
+    const std::string_view text = name ? name : "";
+    const std::string_view last = text.substr(text.rfind('/') + 1);
+    if (last.starts_with("clamav-") && last.ends_with(".tmp"))
+        return {};
+    return std::string(text.substr(0, maxInnerName));
+}
+
+cl_error_t enterLayer(int, const char*, const char**, size_t, const char* name, size_t, const char*,
+                      uint32_t level, uint32_t, void* context)
+{
+    auto& layers = traceOf(context).layers;
+    if (level < maxLayers) {
+        layers.resize(level);
+        layers.push_back(level == 0 ? std::string() : shownName(name));
+    }
+    return CL_CLEAN;
+}
+
+cl_error_t leaveLayer(int, int result, const char* virus, void* context)
+{
+    ScanTrace& trace = traceOf(context);
+    if (result == CL_VIRUS && virus && trace.hits.size() < maxHits)
+        trace.hits.push_back({virus, trace.innerName()});
+    if (!trace.layers.empty())
+        trace.layers.pop_back();
+    return CL_CLEAN;
+}
+
+cl_error_t seeMember(const char*, unsigned long, const char* name, unsigned long, int encrypted, unsigned int,
+                     void* context)
+{
+    ScanTrace& trace = traceOf(context);
+    if (encrypted && trace.encryptedMember.empty())
+        trace.encryptedMember = shownName(name);
+    return CL_CLEAN;
+}
+
+void seeMessage(cl_msg, const char*, const char* text, void* context)
+{
+    // The library goes on with what it could read and calls the file clean.
+    const std::string_view message = text ? text : "";
+    if (context && message.find("pread") != message.npos)
+        traceOf(context).readFailed = true;
+}
+
+std::string sizeText(std::uint64_t bytes)
+{
+    const std::uint64_t megabytes = bytes >> 20;
+    return megabytes > 0 ? std::to_string(megabytes) + " MB" : std::to_string(bytes) + " bytes";
+}
+
+bool sameTime(const timespec& a, const timespec& b)
+{
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool unchanged(const struct stat& before, int file)
+{
+    struct stat after
+    {
+    };
+    return fstat(file, &after) == 0 && before.st_size == after.st_size &&
+           sameTime(before.st_mtim, after.st_mtim) && sameTime(before.st_ctim, after.st_ctim);
+}
+
+FileFinding failure(std::string remark)
+{
+    return {Finding::Error, {}, {}, std::move(remark)};
+}
+
+bool isSuspicion(std::string_view virus)
+{
+    return virus.starts_with("Heuristics.") || virus.starts_with("PUA.") ||
+           virus.starts_with("BC.Heuristics.");
+}
+
+std::string plainVirusName(std::string_view virus)
+{
+    if (virus.ends_with(unofficialMark))
+        virus.remove_suffix(unofficialMark.size());
+    return std::string(virus.substr(0, maxVirusName));
+}
+
+cl_scan_options scanOptions(std::uint32_t flags)
+{
+    cl_scan_options options{};
+    options.parse = ~0u;
+    if ((flags & ScanArchives) == 0)
+        options.parse &= ~static_cast<unsigned>(CL_SCAN_PARSE_ARCHIVE);
+    if ((flags & ScanMails) == 0)
+        options.parse &= ~static_cast<unsigned>(CL_SCAN_PARSE_MAIL);
+    // What could not be looked into is told whether or not heuristics are wanted.
+    options.heuristic =
+        CL_SCAN_HEURISTIC_EXCEEDS_MAX | CL_SCAN_HEURISTIC_ENCRYPTED_ARCHIVE | CL_SCAN_HEURISTIC_ENCRYPTED_DOC;
+    if ((flags & ScanHeuristics) != 0) {
+        options.general |= CL_SCAN_GENERAL_HEURISTICS;
+        options.heuristic |= CL_SCAN_HEURISTIC_BROKEN;
+    }
+    return options;
+}
+
+} // namespace
+
+std::string ScanTrace::innerName() const
+{
+    std::string name;
+    for (const std::string& layer : layers) {
+        if (layer.empty())
+            continue;
+        if (!name.empty())
+            name += separator;
+        name += layer;
+    }
+    return name;
+}
+
+FileScanner::FileScanner(cl_engine* engine, const Begin& options, const std::string& temporaryDirectory)
+    : engine_(engine)
+    , limits_(options)
+    , options_(scanOptions(options.flags))
+{
+    cl_engine_set_str(engine, CL_ENGINE_TMPDIR, temporaryDirectory.c_str());
+    cl_engine_set_num(engine, CL_ENGINE_MAX_FILESIZE, static_cast<long long>(options.maxFileSize));
+    cl_engine_set_num(engine, CL_ENGINE_MAX_SCANSIZE, static_cast<long long>(options.maxScanSize));
+    cl_engine_set_num(engine, CL_ENGINE_MAX_RECURSION, options.maxRecursion);
+    cl_engine_set_num(engine, CL_ENGINE_MAX_FILES, options.maxFiles);
+    cl_engine_set_num(engine, CL_ENGINE_MAX_SCANTIME, 1000LL * options.maxSeconds);
+    cl_engine_set_num(engine, CL_ENGINE_BYTECODE_TIMEOUT, bytecodeMilliseconds);
+    cl_engine_set_clcb_file_inspection(engine, enterLayer);
+    cl_engine_set_clcb_post_scan(engine, leaveLayer);
+    cl_engine_set_clcb_meta(engine, seeMember);
+}
+
+FileFinding FileScanner::scan(int file)
+{
+    struct stat before
+    {
+    };
+    if (fstat(file, &before) != 0 || !S_ISREG(before.st_mode))
+        return failure("not scanned: not a regular file");
+    if (static_cast<std::uint64_t>(before.st_size) > limits_.maxFileSize)
+        return failure("not scanned: larger than " + sizeText(limits_.maxFileSize));
+    char byte = 0;
+    if (before.st_size == 0 && pread(file, &byte, 1, 0) != 0)
+        return failure("not scanned: its size is not known");
+
+    ScanTrace trace;
+    const char* virus = nullptr;
+    unsigned long scanned = 0;
+    const cl_error_t code = cl_scandesc_callback(file, nullptr, &virus, &scanned, engine_, &options_, &trace);
+    FileFinding result = judge(code, virus, trace);
+    if (result.finding != Finding::Clean)
+        return result;
+    if (!unchanged(before, file))
+        return failure("changed while it was scanned");
+    if (trace.readFailed)
+        return failure("not wholly scanned: cannot be read");
+    return result;
+}
+
+FileFinding FileScanner::judge(int code, const char* virus, const ScanTrace& trace) const
+{
+    const std::string_view name = virus ? virus : "";
+    if (code == CL_CLEAN)
+        return {Finding::Clean, {}, {}, {}};
+    if (code == CL_ETIMEOUT)
+        return failure(limitRemark("MaxScanTime"));
+    if (code != CL_VIRUS || name.empty())
+        return failure("not wholly scanned: " + std::string(cl_strerror(static_cast<cl_error_t>(code))));
+
+    constexpr std::string_view limit = "Heuristics.Limits.Exceeded";
+    if (name.starts_with(limit))
+        return failure(limitRemark(name.substr(std::min(name.size(), limit.size() + 1))));
+
+    const auto hit = std::find_if(trace.hits.begin(), trace.hits.end(),
+                                  [&](const ScanTrace::Hit& candidate) { return candidate.virus == name; });
+    FileFinding result{Finding::Infected, plainVirusName(name), {}, {}};
+    if (hit != trace.hits.end())
+        result.inner = hit->inner;
+    if (name.starts_with("Heuristics.Encrypted.")) {
+        result.finding = Finding::Encrypted;
+        if (result.inner.empty())
+            result.inner = trace.encryptedMember;
+    } else if (name.starts_with("Heuristics.Broken.")) {
+        result.finding = Finding::Corrupt;
+    } else if (isSuspicion(name)) {
+        result.finding = Finding::Suspected;
+    }
+    return result;
+}
+
+std::string FileScanner::limitRemark(std::string_view name) const
+{
+    std::string remark = "not wholly scanned: ";
+    if (name == "MaxFileSize")
+        return remark + "a part is larger than " + sizeText(limits_.maxFileSize);
+    if (name == "MaxScanSize")
+        return remark + "holds more than " + sizeText(limits_.maxScanSize);
+    if (name == "MaxFiles")
+        return remark + "holds more than " + std::to_string(limits_.maxFiles) + " files";
+    if (name == "MaxRecursion")
+        return remark + "nested deeper than " + std::to_string(limits_.maxRecursion) + " levels";
+    if (name == "MaxScanTime")
+        return remark + "took longer than " + std::to_string(limits_.maxSeconds) + " s";
+    return remark + "a limit was exceeded (" + std::string(name) + ")";
+}
+
+void catchLibraryMessages()
+{
+    cl_set_clcb_msg(seeMessage);
+}
+
+} // namespace qsavd

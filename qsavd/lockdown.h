@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include <sys/types.h>
+
+namespace qsavd {
+
+/// The user that a worker becomes.
+struct WorkerIdentity
+{
+    bool changes = false; ///< false: it stays who it is, as only root can become somebody else
+    uid_t user = 0;
+    gid_t group = 0;
+};
+WorkerIdentity workerIdentity();
+
+/// Closes every descriptor of the process but `socket`, which becomes descriptor 3, and the standard
+/// ones, which lead to /dev/null. Returns the new number.
+int keepOnly(int socket);
+
+/// Gives up, for good, what a worker does not need: its user's rights, new privileges, core dumps,
+/// debuggers, memory beyond `largestFile` and a margin, files larger than `largestUnpacked`; it dies
+/// with `parent`. Files only below `directory`. False when a part that is always to be had fails.
+bool lockDown(const std::string& directory, pid_t parent, std::uint64_t largestFile,
+              std::uint64_t largestUnpacked);
+
+} // namespace qsavd
