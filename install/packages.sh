@@ -1,6 +1,6 @@
 # Sourced by ./run and ./test: installs through apt what is missing, with sudo when not root.
 
-packages_build='g++ cmake ninja-build pkg-config qt6-base-dev libqt6svg6-dev libclamav-dev libssl-dev
+packages_build='g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libclamav-dev libssl-dev
     libcurl4-openssl-dev libseccomp-dev libgif-dev libx11-dev linux-libc-dev'
 packages_package='dpkg-dev file'
 packages_display='xvfb xdotool imagemagick bubblewrap fonts-dejavu-core zip'
