@@ -109,7 +109,7 @@ void ProcessWalker::walk(bool all)
         const base::UniqueFd directory(::openat(proc.get(), std::to_string(pid).c_str(),
                                                 O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         struct stat status = {};
-        if (directory && ::fstat(directory.get(), &status) == 0 && (all || status.st_uid == ::getuid()))
+        if (directory && ::fstat(directory.get(), &status) == 0 && (all || status.st_uid == ::geteuid()))
             visit(pid, directory.get());
     }
 }

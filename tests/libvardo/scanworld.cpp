@@ -1,5 +1,7 @@
 #include "tests/libvardo/scanworld.h"
 
+#include "libvardo/processwalker.h"
+
 #include <QDir>
 #include <QFile>
 
@@ -170,15 +172,27 @@ QList<QByteArray> ScanWorld::list(const QByteArray& directory)
 
 int ScanWorld::scan(const std::vector<std::string>& objects)
 {
+    vardo::WalkOptions options = walk;
+    options.directories.exclude(plan.quarantineDir);
+    return run([&](vardo::ScanPipeline& pipeline) {
+        vardo::Walker walker(pipeline, options);
+        for (const std::string& object : objects.empty() ? std::vector{path().toStdString()} : objects)
+            walker.walk(object);
+    });
+}
+
+int ScanWorld::scanMemory(bool all)
+{
+    return run([all](vardo::ScanPipeline& pipeline) { vardo::ProcessWalker(pipeline).walk(all); });
+}
+
+int ScanWorld::run(const std::function<void(vardo::ScanPipeline&)>& produce)
+{
     calls.clear();
     statistics = {};
     scanning = this;
-    vardo::WalkOptions options = walk;
-    options.directories.exclude(plan.quarantineDir);
     vardo::ScanReporter reporter({&ScanWorld::result, this, &ScanWorld::prompt}, plan, statistics);
-    const auto end =
-        vardo::runFileScan(service.factory(), session,
-                           objects.empty() ? std::vector{path().toStdString()} : objects, options, reporter);
+    const auto end = vardo::runScan(service.factory(), session, produce, reporter);
     if (!end) {
         error = end.error().text;
         return -1;

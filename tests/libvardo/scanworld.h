@@ -6,6 +6,7 @@
 #include <QString>
 #include <QTemporaryDir>
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -59,6 +60,9 @@ class ScanWorld
     /// Scans `objects`, by default the directory. The result is what DoScan would give.
     int scan(const std::vector<std::string>& objects = {});
 
+    /// Scans the processes, by default those of the user alone.
+    int scanMemory(bool all = false);
+
     /// The reported files, below the directory and without it, as "name" or "name status".
     QList<QByteArray> files(bool withStatus = false) const;
     QList<QByteArray> directories() const;
@@ -77,6 +81,7 @@ class ScanWorld
     std::string error;
 
   private:
+    int run(const std::function<void(vardo::ScanPipeline&)>& produce);
     static int result(const char* name, int type, int status, const char* virus, const char* remark,
                       void* context);
     static int prompt(const char* name, char* data);
