@@ -23,6 +23,13 @@ struct __ThreadDataType
 };
 typedef struct __ThreadDataType ThreadDataType;
 
+/// What the engine's callback gets.
+struct __ContextDataType
+{
+    QLabel* lblMem; ///< Not for the worker to touch.
+};
+typedef struct __ContextDataType ContextDataType;
+
 /// Loads the engine and, if the user wants that at start-up, scans the running processes.
 ///
 /// It touches no widget: what the user sees follows its signals, which the dialog receives queued and in

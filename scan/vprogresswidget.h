@@ -9,7 +9,6 @@
 class QApplication;
 class QGridLayout;
 class QLabel;
-class QSpacerItem;
 class QTimer;
 class QVBoxLayout;
 class VLinkButton;
@@ -67,24 +66,25 @@ class VProgressWidget : public RoundedWindow<QWidget>
   private:
     void buildTitle();
     void buildCentre();
-    void buildRows();
-    void buildButtons();
+    void buildCounter(int row, QLabel*& caption, QLabel*& value, const char* name);
+    void buildControls();
     void connectWidgets();
     void languageChange();
     void init();
+    void setHeight(int height, int yRnd);
 
-    void resizeTo(int height, int yRnd);
     void open(QApplication* a, Vardo* scan);
-    void startClock();
-    void stopClock();
-    void reportScan(Vardo* scan, int result);
-    void reportMemoryScan(Vardo* scan, int result);
+    void start();
+    void pause();
+    void reportScan(int result);
+    void reportMemoryScan(int result);
+    void reportStatistics();
     int finish(int result);
-    void showStatistics(QS_InterfaceScanStatistics* stats);
 
-    void showCounters(const QS_InterfaceScanStatistics& stats);
+    void showCounters();
     void showDirectory(const char* name);
     void showObject(const char* name, int type, int status, const char* virus, const char* remark);
+    void showLine(const QByteArray& line);
 
   protected:
     unsigned char timerSeconds = 0;

@@ -1,0 +1,4 @@
+#pragma once
+
+/// What the engine appends to the name of a file that it renames.
+inline constexpr char renameExtension[] = "qst";

@@ -1,0 +1,161 @@
+#include "scan/vgetuseraction.h"
+
+#include "engine/interface.h"
+#include "kit/imagecollection.h"
+#include "kit/labels.h"
+#include "kit/vlinkbutton.h"
+#include "kit/vpushbutton.h"
+#include "scan/namebytes.h"
+
+#include <QCloseEvent>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QKeySequence>
+#include <QLabel>
+#include <QVBoxLayout>
+
+namespace {
+
+const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
+
+constexpr int longestShown = 27;
+
+void setTexts(QAbstractButton* button, const QString& text, const QString& shortcut, const QString& toolTip)
+{
+    button->setText(text);
+    button->setShortcut(QKeySequence(shortcut));
+    button->setToolTip(toolTip);
+}
+
+} // namespace
+
+VGetUserAction::VGetUserAction(QWidget* parent, const char* /*name*/, bool modal, Qt::WindowFlags f)
+    : RoundedWindow<QDialog>(background, true, parent, f)
+{
+    setObjectName(QStringLiteral("VGetUserAction"));
+    setModal(modal);
+    mainLayout = new QVBoxLayout(this);
+    mainLayout->setContentsMargins(0, 0, 0, 0);
+    mainLayout->setSpacing(0);
+    buildTitle();
+    buildActions();
+    languageChange();
+    init();
+}
+
+void VGetUserAction::buildTitle()
+{
+    titleLayout = new QHBoxLayout;
+    titleLayout->setContentsMargins(6, 6, 6, 6);
+    titleLayout->setSpacing(20);
+    lblIcon = plainLabel(this, "lblIcon");
+    lblIcon->setFixedSize(48, 48);
+    lblIcon->setPixmap(vardoPixmap(QStringLiteral("virus.png")));
+    titleLayout->addWidget(lblIcon);
+    lblObjectName = plainLabel(this, "lblObjectName");
+    titleLayout->addWidget(lblObjectName);
+    mainLayout->addLayout(titleLayout);
+}
+
+void VGetUserAction::buildActions()
+{
+    actionLayout = new QGridLayout;
+    actionLayout->setContentsMargins(10, 10, 10, 10);
+    actionLayout->setSpacing(10);
+    const auto addLink = [this](const char* name, int column, int width, void (VGetUserAction::*slot)()) {
+        auto* link = new VLinkButton(background, this, name);
+        link->setFixedSize(width, 34);
+        connect(link, &VLinkButton::clicked, this, slot);
+        actionLayout->addWidget(link, 0, column);
+        return link;
+    };
+    lnkNothing = addLink("lnkNothing", 0, 80, &VGetUserAction::nothingClicked);
+    lnkDelete = addLink("lnkDelete", 1, 80, &VGetUserAction::deleteClicked);
+    lnkRename = addLink("lnkRename", 2, 80, &VGetUserAction::renameClicked);
+    lnkQuarantine = addLink("lnkQuarantine", 3, 100, &VGetUserAction::quarantineClicked);
+    btnScanCancel = new VPushButton(QStringLiteral("button"), background, false, this, "btnScanCancel");
+    btnScanCancel->setFixedSize(80, 32);
+    connect(btnScanCancel, &VPushButton::clicked, this, &VGetUserAction::cancelScanClicked);
+    actionLayout->addWidget(btnScanCancel, 1, 0, 1, 4, Qt::AlignHCenter);
+    mainLayout->addLayout(actionLayout);
+}
+
+void VGetUserAction::languageChange()
+{
+    setWindowTitle(tr("Vardo"));
+    setTexts(lnkNothing, tr("No Action"), tr("Alt+N"), tr("Ignore infected object"));
+    setTexts(lnkDelete, tr("Delete"), tr("Alt+D"), tr("Delete Infected File"));
+    setTexts(lnkRename, tr("Rename"), tr("Alt+R"), tr("Rename Infected File"));
+    setTexts(lnkQuarantine, tr("Quarantine"), tr("Alt+Q"), tr("Quarantine Infected Files"));
+    setTexts(btnScanCancel, tr("&Close"), tr("Alt+C"), tr("Close current window"));
+}
+
+void VGetUserAction::init()
+{
+    resize(sizeHint());
+    makeWidgetRound(6, 13);
+}
+
+int VGetUserAction::getUserAction()
+{
+    exec();
+    return userAction;
+}
+
+int VGetUserAction::getUserAction(const char* objName)
+{
+    QString oname = shownText(objName);
+    // A tool tip takes tags for its own unless they are escaped.
+    lblObjectName->setToolTip(oname.toHtmlEscaped());
+    if (oname.size() > longestShown)
+        oname = oname.left(longestShown) + QStringLiteral("...");
+    lblObjectName->setText(oname);
+    return getUserAction();
+}
+
+void VGetUserAction::answer(int code)
+{
+    userAction = code;
+    close();
+}
+
+void VGetUserAction::nothingClicked()
+{
+    answer(PROMPT_NOTHING);
+}
+
+void VGetUserAction::deleteClicked()
+{
+    answer(PROMPT_DELETE);
+}
+
+void VGetUserAction::renameClicked()
+{
+    answer(PROMPT_RENAME);
+}
+
+void VGetUserAction::quarantineClicked()
+{
+    answer(PROMPT_QUARANTINE);
+}
+
+void VGetUserAction::cancelScanClicked()
+{
+    answer(PROMPT_CLOSE);
+}
+
+/// Escape is no answer.
+void VGetUserAction::reject()
+{
+}
+
+void VGetUserAction::closeEvent(QCloseEvent* ce)
+{
+    if (userAction < 0) {
+        ce->ignore();
+        raise();
+        return;
+    }
+    ce->accept();
+    done(userAction);
+}

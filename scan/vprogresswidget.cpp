@@ -1,0 +1,220 @@
+#include "scan/vprogresswidget.h"
+
+#include "kit/dialogheader.h"
+#include "kit/labels.h"
+#include "kit/palettes.h"
+#include "kit/vlinkbutton.h"
+#include "kit/vmessagebox.h"
+#include "kit/vpushbutton.h"
+#include "kit/vtextpane.h"
+#include "scan/progressmovie.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QGridLayout>
+#include <QKeySequence>
+#include <QLabel>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace {
+
+const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
+
+constexpr int windowWidth = 560;
+constexpr int plainHeight = 236, plainRound = 20;
+constexpr int detailHeight = 390, detailRound = 9;
+constexpr int horizontalRound = 5;
+
+// Whether the details are shown. It outlives the window on purpose: after a scan that ended with the details
+// shown, the next window opens without them, its first click changes nothing and its second shows them.
+bool showDetail = false;
+
+} // namespace
+
+bool VProgressWidget::cancelScan = false;
+QApplication* VProgressWidget::qapp = nullptr;
+
+VProgressWidget::VProgressWidget(QWidget* parent, const char* name, Qt::WindowFlags f)
+    : RoundedWindow<QWidget>(background, true, parent, f)
+{
+    setObjectName(QStringLiteral("VProgressWidget"));
+    mainLayout = new QVBoxLayout(this);
+    mainLayout->setContentsMargins(6, 6, 6, 6);
+    mainLayout->setSpacing(0);
+    buildTitle();
+    buildCentre();
+    connectWidgets();
+    languageChange();
+    lblTitle->setText(QString::fromUtf8(name));
+    init();
+}
+
+VProgressWidget::~VProgressWidget()
+{
+    delete elapsedTimer;
+    qapp = nullptr;
+}
+
+void VProgressWidget::buildTitle()
+{
+    titleLayout = new QGridLayout;
+    titleLayout->setContentsMargins(0, 0, 0, 0);
+    titleLayout->setSpacing(6);
+    lblLogo = makeLogoLabel(this, QStringLiteral("progress.png"));
+    titleLayout->addWidget(lblLogo, 0, 0, 2, 1, Qt::AlignCenter);
+    lblTitle = makeTitleLabel(this);
+    titleLayout->addWidget(lblTitle, 0, 1, 2, 1, Qt::AlignCenter);
+    titleLayout->addItem(new QSpacerItem(6, 3, QSizePolicy::Expanding, QSizePolicy::Minimum), 1, 2);
+    btnMinimize = new VPushButton(QStringLiteral("minimize"), background, false, this, "btnMinimize");
+    btnMinimize->setFixedSize(23, 23);
+    titleLayout->addWidget(btnMinimize, 0, 3);
+    titleLayout->addItem(new QSpacerItem(3, 24, QSizePolicy::Minimum, QSizePolicy::Expanding), 1, 3);
+    btnClose = makeCloseButton(this, background);
+    titleLayout->addWidget(btnClose, 0, 4);
+    mainLayout->addLayout(titleLayout);
+}
+
+void VProgressWidget::buildCentre()
+{
+    centerLayout = new QGridLayout;
+    centerLayout->setContentsMargins(4, 4, 4, 4);
+    centerLayout->setSpacing(10);
+    lblAction = richLabel(this, "lblAction");
+    centerLayout->addWidget(lblAction, 0, 0);
+    lblActionValue = plainLabel(this, "lblActionValue");
+    centerLayout->addWidget(lblActionValue, 0, 1);
+    lblTimeElapsed = richLabel(this, "lblTimeElapsed");
+    centerLayout->addWidget(lblTimeElapsed, 0, 2, 1, 2);
+    lblTime = plainLabel(this, "lblTime");
+    centerLayout->addWidget(lblTime, 0, 4, 1, 2);
+    buildCounter(1, lblDirScanCnt, lblDirScanCntValue, "lblDirScanCnt");
+    buildCounter(2, lblFileScanCnt, lblFileScanCntValue, "lblFileScanCnt");
+    buildCounter(3, lblVirusCnt, lblVirusCntValue, "lblVirusCnt");
+    QPalette red;
+    red.setColor(QPalette::WindowText, QColor(255, 0, 0));
+    lblVirusCntValue->setPalette(red);
+    lblProgress = plainLabel(this, "lblProgress");
+    lblProgress->setFixedSize(70, 70);
+    centerLayout->addWidget(lblProgress, 1, 2, 3, 1);
+    buildControls();
+    mainLayout->addLayout(centerLayout);
+}
+
+void VProgressWidget::buildCounter(int row, QLabel*& caption, QLabel*& value, const char* name)
+{
+    caption = plainLabel(this, name);
+    centerLayout->addWidget(caption, row, 0);
+    value = plainLabel(this, name);
+    value->setObjectName(caption->objectName() + QStringLiteral("Value"));
+    // A label of fixed size does not lay the window out anew for each number.
+    value->setFixedSize(fontMetrics().size(Qt::TextSingleLine, QStringLiteral("4294967295")));
+    centerLayout->addWidget(value, row, 1);
+}
+
+void VProgressWidget::buildControls()
+{
+    centerLayout->addItem(new QSpacerItem(1, 1, QSizePolicy::Minimum, QSizePolicy::Expanding), 4, 5);
+    lnkDetail = new VLinkButton(background, this, "lnkDetail");
+    lnkDetail->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    centerLayout->addWidget(lnkDetail, 5, 0);
+    btnStop = new VPushButton(QStringLiteral("button"), background, false, this, "btnStop");
+    btnStop->setFixedSize(80, 32);
+    centerLayout->addWidget(btnStop, 5, 1, 1, 5, Qt::AlignRight);
+    txtDetails = new VTextPane(this, "txtDetails");
+    txtDetails->setFixedHeight(144);
+    txtDetails->setPalette(contentPalette());
+    centerLayout->addWidget(txtDetails, 6, 0, 1, 6);
+}
+
+void VProgressWidget::connectWidgets()
+{
+    connect(btnMinimize, &VPushButton::clicked, this, &VProgressWidget::showMinimized);
+    connect(btnClose, &VPushButton::clicked, this, &VProgressWidget::close);
+    connect(btnStop, &VPushButton::clicked, this, &VProgressWidget::stopScan);
+    connect(lnkDetail, &VLinkButton::clicked, this, &VProgressWidget::slotShowHideDetail);
+}
+
+void VProgressWidget::languageChange()
+{
+    setWindowTitle(tr("Vardo"));
+    btnMinimize->setToolTip(tr("Minimize"));
+    btnClose->setToolTip(tr("Close"));
+    lblTimeElapsed->setText(QStringLiteral("<b>") + tr("Time elapsed") + QStringLiteral("</b>"));
+    lblTime->setText(QStringLiteral("00:00:00"));
+    lblDirScanCnt->setText(tr("Total Folders Scanned"));
+    lblFileScanCnt->setText(tr("Total Objects Scanned"));
+    lblVirusCnt->setText(tr("Total Objects Infected"));
+    for (QLabel* value : {lblDirScanCntValue, lblFileScanCntValue, lblVirusCntValue})
+        value->setText(QStringLiteral("0"));
+    lnkDetail->setToolTip(tr("Toggles the scanning details"));
+    btnStop->setText(tr("&Cancel"));
+    btnStop->setShortcut(QKeySequence(tr("Alt+C")));
+    btnStop->setToolTip(tr("Stop scanning process"));
+}
+
+void VProgressWidget::init()
+{
+    txtDetails->hide();
+    setHeight(plainHeight, plainRound);
+    setProgressMovie(lblProgress, movie);
+    cancelScan = false;
+    elapsedTimer = new QTimer(this);
+    connect(elapsedTimer, &QTimer::timeout, this, &VProgressWidget::slotScanTimer);
+    lnkDetail->setText(tr("Show Detail <<"));
+}
+
+void VProgressWidget::setHeight(int height, int yRnd)
+{
+    setFixedSize(windowWidth, height);
+    makeWidgetRound(horizontalRound, yRnd);
+}
+
+/// Counts the ticks that were delivered, not the clock's time: it stands still while the engine is silent.
+void VProgressWidget::slotScanTimer()
+{
+    if (++timerSeconds == 60) {
+        timerSeconds = 0;
+        ++timerMinutes;
+    }
+    if (timerMinutes == 60) {
+        timerMinutes = 0;
+        ++timerHours;
+    }
+    lblTime->setText(QString::asprintf("%02u:%02u:%02u", timerHours, timerMinutes, timerSeconds));
+    QApplication::processEvents();
+}
+
+void VProgressWidget::slotShowHideDetail()
+{
+    txtDetails->setVisible(!showDetail);
+    lnkDetail->setText(showDetail ? tr("Show Detail <<") : tr("Hide Detail >>"));
+    if (showDetail)
+        setHeight(plainHeight, plainRound);
+    else
+        setHeight(detailHeight, detailRound);
+    showDetail = !showDetail;
+    QApplication::processEvents();
+}
+
+void VProgressWidget::stopScan()
+{
+    if (scanRunning)
+        cancelScan = true;
+    else
+        close();
+}
+
+void VProgressWidget::closeEvent(QCloseEvent* ce)
+{
+    if (!scanRunning) {
+        ce->accept();
+        return;
+    }
+    // The window stays for the rest of the scan and its closing dialogs, whatever the answer.
+    ce->ignore();
+    const int answer = vMessage(this, tr("Scanning is in progress. Do you want to stop scan process?"),
+                                VMessageBox::Question, VMessageBox::BTN_YES, VMessageBox::BTN_NO);
+    if (answer == VMessageBox::BTN_YES)
+        stopScan();
+}

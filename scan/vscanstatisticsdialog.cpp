@@ -1,0 +1,146 @@
+#include "scan/vscanstatisticsdialog.h"
+
+#include "kit/dialogheader.h"
+#include "kit/labels.h"
+#include "kit/vpushbutton.h"
+#include "scan/loglayout/scanlog.h"
+
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QKeySequence>
+#include <QLabel>
+#include <QVBoxLayout>
+
+namespace {
+
+const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
+
+using Stats = QS_InterfaceScanStatistics;
+
+template <unsigned int Stats::*field>
+unsigned int counter(const Stats& stats)
+{
+    return stats.*field;
+}
+
+/// Rich text, whose paragraph aligns the number right in its cell.
+QString shownNumber(unsigned int number)
+{
+    return QStringLiteral("<p align=\"right\">") + QString::number(number) + QStringLiteral("</p>");
+}
+
+} // namespace
+
+/// One figure: where it stands and what it tells.
+struct VScanStatisticsDialog::Counter
+{
+    QLabel* VScanStatisticsDialog::*captionLabel;
+    QLabel* VScanStatisticsDialog::*valueLabel;
+    const char* name;
+    int row, column;
+    const char* caption;
+    unsigned int (*value)(const Stats&);
+};
+
+using This = VScanStatisticsDialog;
+const VScanStatisticsDialog::Counter VScanStatisticsDialog::counters[] = {
+    {&This::lblDirs, &This::lblDirsValue, "lblDirs", 0, 0, "Total Number of Folder Scanned",
+     counter<&Stats::scDirectories>},
+    {&This::lblObjs, &This::lblObjsValue, "lblObjs", 1, 0, "Total Number of Objects Scanned",
+     counter<&Stats::scFiles>},
+    {&This::lblInfected, &This::lblInfectedValue, "lblInfected", 2, 0, "Total Number of Objects Infected",
+     scanlog::infectedCount},
+    {&This::lblSuspicious, &This::lblSuspiciousValue, "lblSuspicious", 3, 0,
+     "Total Number of Objects Suspicious", counter<&Stats::scSuspicious>},
+    {&This::lblCured, &This::lblCuredValue, "lblCured", 4, 0, "Total Number of Objects Disinfected",
+     counter<&Stats::scCured>},
+    {&This::lblCureFailed, &This::lblCureFailedValue, "lblCureFailed", 5, 0,
+     "Total Number of Incurable Objects", counter<&Stats::scCureFailed>},
+    {&This::lblDeleted, &This::lblDeletedValue, "lblDeleted", 0, 2, "Total Number of Objects Deleted",
+     counter<&Stats::scDeleted>},
+    {&This::lblRenamed, &This::lblRenamedValue, "lblRenamed", 1, 2, "Total Number of Objects Renamed",
+     counter<&Stats::scRenamed>},
+    {&This::lblQuarantined, &This::lblQuarantinedValue, "lblQuarantined", 2, 2,
+     "Total Number of Objects Quarantined", counter<&Stats::scQuarantined>},
+    {&This::lblViruses, &This::lblVirusesValue, "lblViruses", 3, 2, "Total Number of Viruses Found",
+     scanlog::virusCount},
+    {&This::lblEncrypted, &This::lblEncryptedValue, "lblEncrypted", 4, 2, "Total Number of Objects Encrypted",
+     counter<&Stats::scEncrypted>},
+    {&This::lblActionErrors, &This::lblActionErrorsValue, "lblActionErrors", 5, 2,
+     "Total Number of Actions Failed", counter<&Stats::scActionError>},
+};
+
+VScanStatisticsDialog::VScanStatisticsDialog(QWidget* parent, const char* /*name*/, bool modal,
+                                             Qt::WindowFlags f)
+    : RoundedWindow<QDialog>(background, true, parent, f)
+{
+    setObjectName(QStringLiteral("VScanStatisticsDialog"));
+    setModal(modal);
+    mainLayout = new QVBoxLayout(this);
+    mainLayout->setContentsMargins(0, 0, 0, 0);
+    mainLayout->setSpacing(0);
+    buildTitle();
+    buildCounters();
+    languageChange();
+    init();
+}
+
+void VScanStatisticsDialog::buildTitle()
+{
+    titleLayout = new QHBoxLayout;
+    titleLayout->setContentsMargins(6, 6, 6, 6);
+    titleLayout->setSpacing(6);
+    lblLogo = makeLogoLabel(this, QStringLiteral("statistics.png"));
+    titleLayout->addWidget(lblLogo);
+    lblTitle = makeTitleLabel(this);
+    titleLayout->addWidget(lblTitle);
+    titleLayout->addItem(new QSpacerItem(10, 5, QSizePolicy::Expanding, QSizePolicy::Minimum));
+    mainLayout->addLayout(titleLayout);
+}
+
+void VScanStatisticsDialog::buildCounters()
+{
+    statLayout = new QGridLayout;
+    statLayout->setContentsMargins(10, 10, 10, 10);
+    statLayout->setSpacing(10);
+    for (const Counter& counter : counters) {
+        QLabel* caption = this->*counter.captionLabel = plainLabel(this, counter.name);
+        statLayout->addWidget(caption, counter.row, counter.column);
+        QLabel* value = this->*counter.valueLabel = richLabel(this, counter.name);
+        value->setObjectName(caption->objectName() + QStringLiteral("Value"));
+        statLayout->addWidget(value, counter.row, counter.column + 1);
+    }
+    btnOk = new VPushButton(QStringLiteral("button"), background, false, this, "btnOk");
+    btnOk->setFixedSize(80, 32);
+    connect(btnOk, &VPushButton::clicked, this, &VScanStatisticsDialog::close);
+    statLayout->addWidget(btnOk, 7, 0, 1, 4, Qt::AlignHCenter);
+    mainLayout->addLayout(statLayout);
+}
+
+void VScanStatisticsDialog::languageChange()
+{
+    setWindowTitle(tr("Vardo"));
+    lblTitle->setText(tr("Statistics"));
+    for (const Counter& counter : counters) {
+        (this->*counter.captionLabel)->setText(tr(counter.caption));
+        (this->*counter.valueLabel)->setText(QStringLiteral("0"));
+    }
+    btnOk->setText(tr("&Close"));
+    btnOk->setShortcut(QKeySequence(tr("Alt+C")));
+    btnOk->setToolTip(tr("Close current window"));
+}
+
+void VScanStatisticsDialog::init()
+{
+    setFixedSize(700, 360);
+    makeWidgetRound(3, 6);
+}
+
+void VScanStatisticsDialog::showScanStatistics(QS_InterfaceScanStatistics* stats)
+{
+    if (stats) {
+        for (const Counter& counter : counters)
+            (this->*counter.valueLabel)->setText(shownNumber(counter.value(*stats)));
+    }
+    exec();
+}
