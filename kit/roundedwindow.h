@@ -40,7 +40,7 @@ class RoundedWindow : public Base
     /// `outline` tells whether the rounded outline is painted. Shape it with makeWidgetRound once it has its
     /// size, and again after each change of size.
     RoundedWindow(const QString& backgroundImage, bool outline, QWidget* parent, Qt::WindowFlags flags)
-        : Base(parent, windowType | flags)
+        : Base(parent, ownType_ | flags)
         , backgroundImage_(backgroundImage)
         , outlined_(outline)
     {
@@ -84,7 +84,7 @@ class RoundedWindow : public Base
     QPolygon aa;          ///< The rounded outline, in window coordinates.
 
   private:
-    static constexpr Qt::WindowFlags windowType = std::is_base_of_v<QDialog, Base> ? Qt::Dialog : Qt::Window;
+    static constexpr Qt::WindowFlags ownType_ = std::is_base_of_v<QDialog, Base> ? Qt::Dialog : Qt::Window;
 
     QString backgroundImage_;
     bool outlined_;
