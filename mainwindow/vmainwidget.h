@@ -6,6 +6,7 @@
 #include <QString>
 #include <QWidget>
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <string>
@@ -94,6 +95,31 @@ class VMainWidget : public RoundedWindow<QWidget>
     void slotScanEntire();
     void slotFullScan();
 
+    // Scan settings page
+    void showScanSetting();
+    /// True when the configuration was saved, or when there is no engine to save it.
+    bool slotSaveScanSettings();
+    void loadGlobalSettings();
+    void slotBrowseLogLocation();
+    /// Leaves a settings page or the quarantine page for the main page it belongs to.
+    void slotCancelSetting();
+
+    // Update settings page
+    void showUpdateSetting();
+    /// False when the input was refused or the update configuration was not saved.
+    bool slotSaveUpdateSettings();
+    void slotChkDefAlert(int state);
+    void slotChkUpdate(int state);
+    void slotChkProxyAuth(int state);
+    void slotChkProxy(int state);
+
+  public:
+    /// Four numbers with dots. A bad fifth one passes too.
+    static bool isValid_IP(const char* text);
+    static bool isValidPort(const char* text);
+    /// Whether `text` can be the name of a proxy's user.
+    static bool isValidProxyAuth(const char* text);
+
   signals:
     void scanSettingsModified();
     void updateSettingsModified();
@@ -112,10 +138,20 @@ class VMainWidget : public RoundedWindow<QWidget>
     void buildSchedulerPage(QWidget* page);
     void buildHelpPage(QWidget* page);
     void buildScanSettingPage(QWidget* page);
+    QWidget* buildScanObjectGroup(QWidget* page);
+    QWidget* buildLogGroup(QWidget* page);
     void buildUpdateLogPage(QWidget* page);
     void buildScanLogPage(QWidget* page);
     void buildUpdateSettingPage(QWidget* page);
+    QWidget* buildConnectionGroup(QWidget* page);
+    QWidget* buildProxyGroup(QWidget* page);
+    void buildProxyAuthGroup(QWidget* group);
     void buildQuarantinePage(QWidget* page);
+    void frameTexts();
+    void mainPageTexts();
+    void listPageTexts();
+    void scanSettingTexts();
+    void updateSettingTexts();
     void connectWidgets();
     void connectClicks();
     void connectChanges();
@@ -131,7 +167,10 @@ class VMainWidget : public RoundedWindow<QWidget>
     void releaseMenuButton();
     void showTitle(Page page);
     void showUpdateRunMode();
+    /// False, with the page left as it is, when no scan has been recorded yet.
     bool showLastScan();
+    /// Tells the user when the installation cannot be used.
+    bool installationUsable();
 
     // Scan launch
     using Perform = int (VProgressWidget::*)(QApplication*, Vardo*);
@@ -143,6 +182,26 @@ class VMainWidget : public RoundedWindow<QWidget>
     /// Opens `url` in the first browser of the configuration that starts. Returns 0, or -1 if none did.
     int showBrowser(const char* url);
     void openPage(const char* url);
+
+    // Scan settings page
+    struct ScanFlagBox;
+    std::array<ScanFlagBox, 7> scanFlagBoxes() const;
+    /// Fills the page from the configuration file; leaves it as it is when that cannot be read.
+    void setOptions();
+    void showLogOptions();
+    void takeScanOptions();
+    void takeLogOptions();
+
+    // Update settings page
+    vUpdate& updateEngine();
+    /// Fills the page from the configuration files; leaves it as it is when they cannot be read.
+    void setUpdateSettings();
+    void showConnectionSettings();
+    void showProxySettings(unsigned char useProxy);
+    void showTimeSettings();
+    bool updateSettingsValid();
+    void takeConnectionSettings();
+    void takeAlertSettings();
 
     // Close sequence
     void beforeShutdownEffect();

@@ -10,7 +10,13 @@ inline constexpr char versionFile[] = "/opt/Quillstone/etc/vardo-ver";
 inline constexpr char guardFile[] = "/opt/Quillstone/var/run/vardogui.pid";
 inline constexpr char lastScan[] = "/opt/Quillstone/etc/vardo/.lastScan";
 inline constexpr char quarantineRecords[] = "/opt/Quillstone/etc/vardo/.quarantined";
+inline constexpr char quarantineRecordsTmp[] = "/opt/Quillstone/etc/vardo/.quarantined_tmp";
 inline constexpr char quarantineDir[] = "/var/Quillstone/var/quarantine/vardo";
+inline constexpr char quarantineOpener[] = "/opt/Quillstone/etc/vardo/.rnWM.sh";
+inline constexpr char updateCrontab[] = "/opt/Quillstone/etc/qsavupdate";
+inline constexpr char updateNow[] = "/opt/Quillstone/usr/bin/updatenow";
+inline constexpr char autoUpdateLog[] = "/var/Quillstone/var/log/autoupdate.log";
+inline constexpr char runAsRoot[] = "/opt/Quillstone/sbin/runasroot";
 inline constexpr char scheduleStore[] = "/opt/Quillstone/etc/vardo/schedule.conf";
 inline constexpr char progressAnimation[] = "/opt/Quillstone/var/www/htdocs/images/VardoProgress.gif";
 

@@ -1,0 +1,120 @@
+#include "mainwindow/builders.h"
+
+#include "kit/fittedfont.h"
+#include "kit/imagecollection.h"
+#include "kit/labels.h"
+#include "kit/palettes.h"
+#include "kit/vlinkbutton.h"
+#include "kit/vpushbutton.h"
+
+#include <QGroupBox>
+#include <QHeaderView>
+#include <QIcon>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSpacerItem>
+#include <QTreeWidget>
+
+#include <algorithm>
+
+namespace build {
+
+VPushButton* textButton(QWidget* parent, const char* name)
+{
+    return pictureButton(parent, name, "button", {80, 32}, false);
+}
+
+VPushButton* pictureButton(QWidget* parent, const char* name, const char* image, QSize size, bool toggle)
+{
+    auto* button =
+        new VPushButton(QLatin1StringView(image), QLatin1StringView(backgroundImage), toggle, parent, name);
+    button->setFixedSize(size);
+    return button;
+}
+
+VLinkButton* link(QWidget* parent, const char* name)
+{
+    return new VLinkButton(QLatin1StringView(backgroundImage), parent, name);
+}
+
+VLinkButton* pictureLink(QWidget* parent, const char* name, const char* image, QSize iconSize)
+{
+    VLinkButton* button = link(parent, name);
+    button->setIcon(vardoPixmap(QLatin1StringView(image)));
+    button->setIconSize(iconSize);
+    return button;
+}
+
+QLabel* separator(QWidget* parent, const char* name)
+{
+    QLabel* label = plainLabel(parent, name);
+    label->setFont(titleFont(label));
+    return label;
+}
+
+QLabel* heading(QWidget* parent, const char* name)
+{
+    QLabel* label = plainLabel(parent, name);
+    QFont font = titleFont(label);
+    font.setBold(true);
+    label->setFont(font);
+    setTextColour(label, TITLE_COLOUR);
+    return label;
+}
+
+void setTextColour(QWidget* widget, QColor colour)
+{
+    QPalette palette;
+    palette.setColor(QPalette::WindowText, colour);
+    widget->setPalette(palette);
+}
+
+QTreeWidget* list(QWidget* parent, const char* name, const QStringList& columns)
+{
+    auto* tree = new QTreeWidget(parent);
+    tree->setObjectName(QLatin1StringView(name));
+    tree->setPalette(contentPalette());
+    tree->setHeaderLabels(columns);
+    tree->setRootIsDecorated(false);
+    tree->setUniformRowHeights(true);
+    tree->setAllColumnsShowFocus(true);
+    tree->setIndentation(20);
+    tree->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    tree->header()->setStretchLastSection(true);
+    return tree;
+}
+
+QTreeWidget* fileList(QWidget* parent, const char* name, const QStringList& columns)
+{
+    QTreeWidget* tree = list(parent, name, columns);
+    tree->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    tree->setSortingEnabled(true);
+    tree->sortByColumn(1, Qt::DescendingOrder);
+    tree->header()->setSectionsClickable(false);
+    return tree;
+}
+
+QLineEdit* entry(QWidget* parent, const char* name, const char* image, QSize size, int maxLength)
+{
+    auto* edit = new QLineEdit(parent);
+    edit->setObjectName(QLatin1StringView(name));
+    edit->setFixedSize(size);
+    edit->setFrame(false);
+    edit->setMaxLength(maxLength);
+    QPalette palette;
+    palette.setBrush(QPalette::Base, vardoPixmap(QLatin1StringView(image)));
+    edit->setPalette(palette);
+    return edit;
+}
+
+QSpacerItem* stretch(int width)
+{
+    return new QSpacerItem(width, 3, QSizePolicy::Expanding, QSizePolicy::Minimum);
+}
+
+QMargins groupMargins(const QGroupBox* group, int margin)
+{
+    return {margin, std::max(0, margin - group->fontMetrics().height()), margin, margin};
+}
+
+} // namespace build

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QColor>
+#include <QMargins>
+#include <QSize>
+#include <QString>
+#include <QStringList>
+
+class QGroupBox;
+class QLabel;
+class QLineEdit;
+class QSpacerItem;
+
+class QTreeWidget;
+class QWidget;
+class VLinkButton;
+class VPushButton;
+
+/// What the pages are built from. Every widget is owned by `parent`; texts come later, see languageChange.
+namespace build {
+
+/// The picture behind the window, its pages and their skinned children.
+inline constexpr char backgroundImage[] = "Linux_GUI_010610.png";
+
+/// A push button of the usual size, 80 by 32.
+VPushButton* textButton(QWidget* parent, const char* name);
+/// A push button that is no more than the picture `image`, of that size.
+VPushButton* pictureButton(QWidget* parent, const char* name, const char* image, QSize size, bool toggle);
+
+VLinkButton* link(QWidget* parent, const char* name);
+VLinkButton* pictureLink(QWidget* parent, const char* name, const char* image, QSize iconSize);
+
+/// The stroke between two links.
+QLabel* separator(QWidget* parent, const char* name);
+/// A bold heading in TITLE_FONT and TITLE_COLOUR.
+QLabel* heading(QWidget* parent, const char* name);
+void setTextColour(QWidget* widget, QColor colour);
+
+/// A flat list in the content palette, whose last column takes what is left of the width.
+QTreeWidget* list(QWidget* parent, const char* name, const QStringList& columns);
+/// A list of files, newest first by its column 1; the user cannot change the order.
+QTreeWidget* fileList(QWidget* parent, const char* name, const QStringList& columns);
+
+/// A line to type in whose frame is the picture `image`.
+QLineEdit* entry(QWidget* parent, const char* name, const char* image, QSize size, int maxLength);
+
+/// Takes the room that is left in a row.
+QSpacerItem* stretch(int width = 100);
+
+/// The margins of a group box's layout so that contents begin `margin` pixels below its top edge, title or
+/// not.
+QMargins groupMargins(const QGroupBox* group, int margin);
+
+} // namespace build

@@ -1,0 +1,103 @@
+#include "mainwindow/vmainwidget.h"
+
+#include "kit/labels.h"
+#include "kit/vlinkbutton.h"
+#include "kit/vmessagebox.h"
+#include "mainwindow/builders.h"
+#include "sfl/sfl.h"
+#include "shell/paths.h"
+
+#include <QGridLayout>
+#include <QLabel>
+#include <QProcess>
+#include <QStringList>
+
+namespace {
+
+constexpr char helpPage[] = "http://download.quillstone.example/wiki/index.php/Online_Guide";
+constexpr char chatPage[] = "http://chat.quillstone.example/choosedepartment.php";
+constexpr char forumPage[] = "http://forum.quillstone.example/";
+constexpr char feedbackPage[] =
+    "http://www.quillstone.example/english/content/company/feedback/vardo_feedback.asp";
+
+/// The programs of `Config:Browsers`, always those of the shared configuration; empty when the key is
+/// missing or empty.
+QString browserList()
+{
+    const sfl::SymTablePtr table(ini_dyn_load(sym_create_table_("helppage", __LINE__), paths::vardoConf));
+    return QString::fromLocal8Bit(sym_get_value(table.get(), "Config:Browsers", ""));
+}
+
+} // namespace
+
+void VMainWidget::buildHelpPage(QWidget* page)
+{
+    constexpr QSize square(35, 35), wide(53, 27);
+    lnkLiveChat = build::pictureLink(page, "lnkLiveChat", "Livehelp.jpg", square);
+    lblLiveChat = plainLabel(page, "lblLiveChat");
+    lnkOnlineHelp = build::pictureLink(page, "lnkOnlineHelp", "vardo_wiki.jpg", square);
+    lblVardoOnline = plainLabel(page, "lblVardoOnline");
+    lnkForum = build::pictureLink(page, "lnkForum", "Quillstone_forum.jpg", wide);
+    lblForum = plainLabel(page, "lblForum");
+
+    auto* grid = new QGridLayout(page);
+    grid->setContentsMargins(20, 20, 20, 20);
+    grid->setSpacing(10);
+    grid->setColumnStretch(1, 1);
+    int row = 0;
+    const std::pair<VLinkButton*, QLabel*> topics[] = {
+        {lnkLiveChat, lblLiveChat}, {lnkOnlineHelp, lblVardoOnline}, {lnkForum, lblForum}};
+    for (const auto& [link, explanation] : topics) {
+        explanation->setWordWrap(true);
+        explanation->setAlignment(Qt::AlignTop);
+        grid->addWidget(link, row++, 0, 1, 2);
+        grid->addItem(new QSpacerItem(60, 3, QSizePolicy::Fixed, QSizePolicy::Minimum), row, 0);
+        grid->addWidget(explanation, row++, 1, Qt::AlignTop);
+    }
+}
+
+int VMainWidget::showBrowser(const char* url)
+{
+    if (!url)
+        return -1;
+    const QString browsers = browserList();
+    if (browsers.isEmpty())
+        return -1;
+    const QString page = QString::fromUtf8(url);
+    for (const QString& program : browsers.split(u',', Qt::SkipEmptyParts)) {
+        if (QProcess::startDetached(program, {page}))
+            return 0;
+    }
+    vMessage(this,
+             tr("Error showing pages. Please varify your browser setting.\nOpen ") + page +
+                 tr(" manually in your browser"),
+             VMessageBox::Information, VMessageBox::BTN_OK);
+    return -1;
+}
+
+void VMainWidget::openPage(const char* url)
+{
+    if (showBrowser(url) < 0)
+        vMessage(this, tr("Could not open browser!"), VMessageBox::Information,
+                 VMessageBox::BTN_OK | VMessageBox::BTN_DEFAULT);
+}
+
+void VMainWidget::showWiki()
+{
+    openPage(helpPage);
+}
+
+void VMainWidget::showOnlineChat()
+{
+    openPage(chatPage);
+}
+
+void VMainWidget::showForum()
+{
+    openPage(forumPage);
+}
+
+void VMainWidget::showFeedback()
+{
+    openPage(feedbackPage);
+}

@@ -1,0 +1,33 @@
+#include "mainwindow/vmainwidget.h"
+
+#include "kit/labels.h"
+#include "kit/vpushbutton.h"
+#include "mainwindow/builders.h"
+
+#include <QGridLayout>
+#include <QLabel>
+#include <QTreeWidget>
+
+void VMainWidget::buildSchedulerPage(QWidget* page)
+{
+    lstSchedule = build::list(page, "lstSchedule", {tr("Name"), tr("Frequency"), tr("Time"), tr("Target")});
+    lstSchedule->setSortingEnabled(true);
+    lstSchedule->sortByColumn(0, Qt::AscendingOrder);
+    lblScheduleWarning = plainLabel(page, "lblScheduleWarning");
+    build::setTextColour(lblScheduleWarning, QColor(255, 0, 0));
+    btnAddJob = build::textButton(page, "btnAddJob");
+    btnEditSchedule = build::textButton(page, "btnEditSchedule");
+    btnDeleteSchedule = build::textButton(page, "btnDeleteSchedule");
+    btnPurgeSchedule = build::textButton(page, "btnPurgeSchedule");
+
+    auto* grid = new QGridLayout(page);
+    grid->setContentsMargins(15, 15, 15, 15);
+    grid->setSpacing(10);
+    grid->addWidget(lstSchedule, 0, 0, 1, 6);
+    grid->addWidget(lblScheduleWarning, 1, 0);
+    grid->addItem(build::stretch(), 1, 1);
+    grid->addWidget(btnAddJob, 1, 2);
+    grid->addWidget(btnEditSchedule, 1, 3);
+    grid->addWidget(btnDeleteSchedule, 1, 4);
+    grid->addWidget(btnPurgeSchedule, 1, 5);
+}

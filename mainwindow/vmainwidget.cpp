@@ -1,0 +1,163 @@
+#include "mainwindow/vmainwidget.h"
+
+#include "engine/update.h"
+#include "kit/imagecollection.h"
+#include "kit/labels.h"
+#include "kit/vlinkbutton.h"
+#include "kit/vpushbutton.h"
+#include "mainwindow/builders.h"
+
+#include <QButtonGroup>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QStackedWidget>
+#include <QTimer>
+
+#include <unistd.h>
+
+VMainWidget::VMainWidget(QWidget* parent, const char* name, Qt::WindowFlags flags)
+    : RoundedWindow<QWidget>(QLatin1StringView(build::backgroundImage), false, parent, flags)
+{
+    setObjectName(QLatin1StringView(name && *name ? name : "VMainWidget"));
+    buildFrame();
+    buildTitleArea();
+    buildMenu();
+    buildPages();
+    languageChange();
+    connectWidgets();
+    init();
+}
+
+VMainWidget::~VMainWidget() = default;
+
+void VMainWidget::setValues(QApplication* app, const char* conf, Vardo* engine)
+{
+    qapp = app;
+    scanner = engine;
+    scannerConf.reset();
+    if (conf)
+        scannerConf = conf;
+    showStatus();
+}
+
+void VMainWidget::buildFrame()
+{
+    lblVardoLogo = plainLabel(this, "lblVardoLogo");
+    lblVardoLogo->setGeometry(21, 5, 102, 113);
+    lblVardoLogo->setPixmap(vardoPixmap(QStringLiteral("Vardo_logo.png")));
+
+    lblSelectedMenu = richLabel(this, "lblSelectedMenu");
+    lblSelectedMenu->setGeometry(541, 142, 120, 27);
+    lblSelectedMenu->setFixedSize(120, 27);
+    QPalette palette;
+    palette.setBrush(QPalette::Window, vardoPixmap(QStringLiteral("menu_back.png")));
+    lblSelectedMenu->setPalette(palette);
+    lblSelectedMenu->setAutoFillBackground(true);
+}
+
+void VMainWidget::buildMenu()
+{
+    auto* box = new QWidget(this);
+    box->setObjectName(QLatin1StringView("btngrpMenu"));
+    box->setGeometry(19, 125, 450, 34);
+    btngrpMenu = new QButtonGroup(box);
+    btngrpMenu->setObjectName(QLatin1StringView("btngrpMenu"));
+
+    constexpr QSize size(110, 32);
+    btnScan = build::pictureButton(box, "btnScan", "scan", size, true);
+    btnUpdate = build::pictureButton(box, "btnUpdate", "update", size, true);
+    btnScheduler = build::pictureButton(box, "btnScheduler", "scheduler", size, true);
+    btnScan->setChecked(true);
+
+    auto* row = new QHBoxLayout(box);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(4);
+    for (VPushButton* button : {btnScan, btnUpdate, btnScheduler}) {
+        row->addWidget(button);
+        btngrpMenu->addButton(button, row->count() - 1);
+    }
+    row->addItem(build::stretch());
+}
+
+void VMainWidget::buildPages()
+{
+    wgtstkMain = new QStackedWidget(this);
+    wgtstkMain->setObjectName(QLatin1StringView("wgtstkMain"));
+    wgtstkMain->setGeometry(19, 169, 687, 350);
+    wgtstkMain->setFixedSize(687, 350);
+
+    const struct
+    {
+        QWidget* VMainWidget::*page;
+        const char* name;
+        void (VMainWidget::*build)(QWidget*);
+    } pages[PageCount] = {
+        {&VMainWidget::wgtstkScan, "wgtstkScan", &VMainWidget::buildScanPage},
+        {&VMainWidget::wgtstkUpdate, "wgtstkUpdate", &VMainWidget::buildUpdatePage},
+        {&VMainWidget::wgtstkScheduler, "wgtstkScheduler", &VMainWidget::buildSchedulerPage},
+        {&VMainWidget::wgtstkHelp, "wgtstkHelp", &VMainWidget::buildHelpPage},
+        {&VMainWidget::wgtstkScanSetting, "wgtstkScanSetting", &VMainWidget::buildScanSettingPage},
+        {&VMainWidget::wgtstkUpdateLog, "wgtstkUpdateLog", &VMainWidget::buildUpdateLogPage},
+        {&VMainWidget::wgtstkScanLog, "wgtstkScanLog", &VMainWidget::buildScanLogPage},
+        {&VMainWidget::wgtstkUpdateSetting, "wgtstkUpdateSetting", &VMainWidget::buildUpdateSettingPage},
+        {&VMainWidget::wgtstkQuarantine, "wgtstkQuarantine", &VMainWidget::buildQuarantinePage},
+    };
+    for (const auto& entry : pages) {
+        auto* page = new QWidget(wgtstkMain);
+        page->setObjectName(QLatin1StringView(entry.name));
+        this->*entry.page = page;
+        (this->*entry.build)(page);
+        wgtstkMain->addWidget(page);
+    }
+}
+
+void VMainWidget::init()
+{
+    tmrClose = new QTimer(this);
+    tmrCloseEffect = new QTimer(this);
+    // Coarse timers drift by up to a step of the close effect.
+    tmrClose->setTimerType(Qt::PreciseTimer);
+    tmrCloseEffect->setTimerType(Qt::PreciseTimer);
+    connect(tmrClose, &QTimer::timeout, this, &QWidget::close);
+    connect(tmrCloseEffect, &QTimer::timeout, this, &VMainWidget::calculateRegion);
+
+    makeMenuLabelRound(16, 16);
+    applyPrivileges();
+    for (QWidget* widget : notYetAvailable())
+        widget->setEnabled(false);
+    showStatus();
+    // The first round of the event loop shows the date of the last scan by it.
+    btnScan->animateClick();
+}
+
+void VMainWidget::applyPrivileges()
+{
+    if (getgid() == 0) {
+        lnkGlobalScanConf->setEnabled(false);
+        return;
+    }
+    lnkUpdateSetting->setEnabled(false);
+    lnkUpdateNow1->setEnabled(false);
+    btnScheduler->hide();
+    btnScheduler->setEnabled(false);
+}
+
+void VMainWidget::makeWidgetRound(int xRnd, int yRnd)
+{
+    aa = roundedOutline(size(), xRnd, yRnd);
+    rgnVisible = QRegion(aa, Qt::OddEvenFill);
+    setMask(rgnVisible);
+}
+
+void VMainWidget::makeMenuLabelRound(int xRnd, int yRnd)
+{
+    const int w = lblSelectedMenu->width(), h = lblSelectedMenu->height();
+    const auto radius = [w](int percent) { return w * (percent > 100 ? 99 : percent) / 200; };
+    // The vertical radius is taken from the width too.
+    const int rx = radius(xRnd), ry = radius(yRnd);
+    constexpr int quarter = 90 * 16;
+    QPolygon shape = makeArc(0, 0, 2 * rx, 2 * ry, quarter, quarter);
+    shape << QPoint(0, h) << QPoint(w, h);
+    shape += makeArc(w - 2 * rx, 0, 2 * rx, 2 * ry, 0, quarter);
+    lblSelectedMenu->setMask(QRegion(shape, Qt::OddEvenFill));
+}
