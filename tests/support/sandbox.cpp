@@ -106,6 +106,7 @@ void addBuild(Arguments& bwrap)
     bwrap.bind(VARDO_BINARY_DIR);
     bwrap.bind(tree / "usr", installed / "usr");
     bwrap.bind(tree / "var/www", installed / "var/www");
+    bwrap.add("--dir", (installed / "sbin").string());
     bwrap.add("--symlink", (tree / "sbin/qsavd").string(), (installed / "sbin/qsavd").string());
 }
 
