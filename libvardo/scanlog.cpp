@@ -141,7 +141,7 @@ bool openScanLog(const std::string& directory, unsigned level)
     if (!fd)
         return false;
     const std::lock_guard lock(logMutex);
-    currentLog.emplace(std::move(fd), level);
+    currentLog.emplace(std::move(fd), std::max<unsigned>(level, LOGLEVEL_MINIMUM));
     return true;
 }
 

@@ -1,6 +1,7 @@
 #include "libvardo/signatureinfo.h"
 
 #include "libvardo/enginesettings.h"
+#include "libvardo/servicelink.h"
 
 #include <algorithm>
 #include <charconv>
@@ -10,7 +11,6 @@
 #include <fstream>
 #include <string_view>
 
-#include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -108,15 +108,6 @@ std::vector<fs::path> signatureFiles(const std::string& directory)
     return files;
 }
 
-/// The service's program, which lies at the same place beside this library wherever both are installed.
-std::string serviceProgram()
-{
-    Dl_info self = {};
-    if (::dladdr(reinterpret_cast<const void*>(&QS_GetSystemType), &self) == 0 || !self.dli_fname)
-        return {};
-    return fs::path(self.dli_fname).parent_path() / "../../sbin/qsavd";
-}
-
 } // namespace
 
 namespace vardo {
@@ -151,19 +142,19 @@ bool hasUpdatedSet(const std::string& directory)
                        [](const fs::path& file) { return endsWithOneOf(file.filename(), databaseSuffixes); });
 }
 
-QS_SystemType systemType(const std::string& serviceProgram, const ServicePaths& paths)
+QS_SystemType systemType(const std::string& program, const ServicePaths& paths)
 {
     const bool hasSignatures =
         std::any_of(paths.signatureDirs.begin(), paths.signatureDirs.end(),
                     [](const std::string& dir) { return !signatureFiles(dir).empty(); });
-    return hasSignatures && ::access(serviceProgram.c_str(), X_OK) == 0 ? QS_BDESystem : QS_UNWSystem;
+    return hasSignatures && ::access(program.c_str(), X_OK) == 0 ? QS_BDESystem : QS_UNWSystem;
 }
 
 } // namespace vardo
 
 QS_SystemType QS_GetSystemType()
 {
-    return vardo::systemType(serviceProgram(), vardo::loadServicePaths(nullptr));
+    return vardo::systemType(vardo::serviceProgram(), vardo::loadServicePaths(nullptr));
 }
 
 int GetQSAVInfo(QS_SystemType type, const char* avConf, struct_qsavinfo& info)

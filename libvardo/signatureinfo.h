@@ -19,7 +19,7 @@ std::optional<struct_qsavinfo> readSignatureInfo(const std::vector<std::string>&
 /// True when `directory` holds a database as an update brings it.
 bool hasUpdatedSet(const std::string& directory);
 
-/// The kind of engine, from the service's program and the signatures that it would load.
-QS_SystemType systemType(const std::string& serviceProgram, const ServicePaths& paths);
+/// The kind of engine, from `program`, the service's, and the signatures that it would load.
+QS_SystemType systemType(const std::string& program, const ServicePaths& paths);
 
 } // namespace vardo

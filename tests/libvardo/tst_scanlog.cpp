@@ -67,6 +67,12 @@ void TestScanLog::levelsFilter()
     LogMe(LOGLEVEL_ALL, "three\n");
     CloseLog();
     QCOMPARE(content(), "one 1\ntwo \n");
+
+    QVERIFY(vardo::openScanLog(dir_->path().toStdString() + "/vardo", 0));
+    LogMe(LOGLEVEL_MINIMUM, "head\n");
+    LogMe(LOGLEVEL_INFECTED, "found\n");
+    CloseLog();
+    QCOMPARE(QDir(dir_->path() + "/vardo/vardo").entryInfoList(QDir::Files).value(0).size(), 5);
 }
 
 void TestScanLog::aNameCannotForgeALine_data()
