@@ -2,6 +2,7 @@
 
 #include "libvardo/enginesettings.h"
 #include "libvardo/enginestate.h"
+#include "libvardo/paths.h"
 #include "libvardo/processwalker.h"
 #include "libvardo/scanrun.h"
 
@@ -11,6 +12,10 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -23,10 +28,26 @@ EngineState& stateOf(QS_AVPHandle handle)
     return *static_cast<EngineState*>(handle);
 }
 
+/// The installation's service is root's. A user whose configuration names no other has one in the same
+/// place as the user's own configuration would say.
+void leaveRootsService(vardo::ServicePaths& paths)
+{
+    const passwd* user =
+        ::geteuid() == 0 || paths.socket != vardo::paths::serviceSocket ? nullptr : ::getpwuid(::geteuid());
+    if (!user || !user->pw_dir || user->pw_dir[0] != '/')
+        return;
+    const std::string directory = std::string(user->pw_dir) + "/.vardo";
+    ::mkdir(directory.c_str(), 0700); // starting the service tells when it failed
+    paths.socket = directory + "/qsav";
+    paths.pidFile = directory + "/qsav.pid";
+}
+
 vardo::EngineSettings settingsOf(const ScanConfig& config, const EngineState& state)
 {
-    return vardo::loadEngineSettings(state.avConf.empty() ? nullptr : state.avConf.c_str(),
-                                     config.getConfigFile());
+    vardo::EngineSettings settings = vardo::loadEngineSettings(
+        state.avConf.empty() ? nullptr : state.avConf.c_str(), config.getConfigFile());
+    leaveRootsService(settings.service);
+    return settings;
 }
 
 template <class Value>
@@ -84,14 +105,22 @@ vardo::WalkOptions walkOptions(ScanConfig& config, unsigned int bits)
     return walk;
 }
 
+/// What SetActionData said goes before the option, and that before the configured directory.
 vardo::ActionPlan actionPlan(ScanConfig& config, const EngineState& state, const std::string& configuredDir)
 {
+    const std::string data = textOption<sizeof(qs_fString)>(config, SCANOPT_ACTDATA);
     vardo::ActionPlan plan;
     plan.action = option<unsigned int>(config, SCANOPT_ACTION);
     plan.disinfect = option<unsigned int>(config, SCANOPT_SCANOPTS) & SCANFLAG_DISINFECT;
-    plan.quarantineDir = state.quarantineDir.empty() ? configuredDir : state.quarantineDir;
-    if (vardo::isFileExtension(state.renameExtension))
-        plan.extension = state.renameExtension;
+    plan.quarantineDir = configuredDir;
+    for (const std::string& directory : {data, state.quarantineDir}) {
+        if (directory.starts_with('/'))
+            plan.quarantineDir = directory;
+    }
+    for (const std::string& extension : {data, state.renameExtension}) {
+        if (vardo::isFileExtension(extension))
+            plan.extension = extension;
+    }
     return plan;
 }
 

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// `text` for a terminal: control characters and bytes that are not UTF-8 come as \xHH and a backslash
+/// as \\, so that no name can steer the terminal or pass for another line.
+std::string escapeForTerminal(std::string_view text);
+
+/// `text` as a JSON string with its quotes. Bytes that are not UTF-8 become U+FFFD.
+std::string jsonString(std::string_view text);
+
+/// True when `text` is well-formed UTF-8.
+bool isUtf8(std::string_view text);
+
+/// Every byte of `text` as two hexadecimal digits.
+std::string hexadecimal(std::string_view text);

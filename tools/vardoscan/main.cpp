@@ -1,0 +1,155 @@
+#include "engine/vardo.h"
+#include "scan/loglayout/scanlog.h"
+#include "tools/vardoscan/escape.h"
+#include "tools/vardoscan/options.h"
+#include "tools/vardoscan/report.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <optional>
+#include <string>
+
+#include <pwd.h>
+#include <unistd.h>
+
+namespace {
+
+enum ExitCode : int { NothingFound = 0, SomethingFound = 1, SomethingWrong = 2 };
+
+constexpr char sharedScanConf[] = "/opt/Quillstone/etc/vardo/vardo.conf";
+constexpr char sharedEngineConf[] = "/opt/Quillstone/etc/qsav.conf";
+
+volatile std::sig_atomic_t interrupted = 0;
+
+void interrupt(int)
+{
+    interrupted = 1;
+}
+
+int onResult(const char* name, int type, int status, const char* virus, const char* remark,
+             QS_ResultContextData* report)
+{
+    if (report)
+        static_cast<Report*>(report)->object(name, type, status, virus, remark);
+    return interrupted ? CALLBACK_STOP : CALLBACK_CONTINUE;
+}
+
+int fail(const std::string& text)
+{
+    std::fprintf(stderr, "vardoscan: %s\n", escapeForTerminal(text).c_str());
+    return SomethingWrong;
+}
+
+/// A user's own file, once the window has made it, holds the engine's settings too.
+void chooseConfiguration(Options& options)
+{
+    const passwd* user = ::getuid() == 0 ? nullptr : ::getpwuid(::getuid());
+    const std::string own = user && user->pw_dir ? std::string(user->pw_dir) + "/.vardo/vardo.conf" : "";
+    const bool hasOwn = !own.empty() && ::access(own.c_str(), R_OK) == 0;
+    if (options.avConf.empty())
+        options.avConf = hasOwn ? own : sharedEngineConf;
+    if (options.scanConf.empty())
+        options.scanConf = hasOwn ? own : sharedScanConf;
+}
+
+/// Reads the configuration and puts the command line's wishes over it.
+bool configure(Vardo& engine, Options& options)
+{
+    if (engine.ReadConfiguration(nullptr) < 0 && options.scanConf != sharedScanConf)
+        return false;
+    engine.SetOption(SCANOPT_ACTION, &options.action);
+    unsigned int bits = 0;
+    engine.GetOption(SCANOPT_SCANOPTS, &bits);
+    if (options.extensions)
+        bits &= ~static_cast<unsigned int>(SCANFLAG_INCLUDE_EXTENSIONS | SCANFLAG_EXCLUDE_EXTENSIONS);
+    bits = (bits | options.setBits) & ~options.unsetBits;
+    engine.SetOption(SCANOPT_SCANOPTS, &bits);
+    if (options.maxSize)
+        engine.SetOption(SCANOPT_MAXSIZE, &*options.maxSize);
+    if (options.maxDepth)
+        engine.SetOption(SCANOPT_MAXDEPTH, &*options.maxDepth);
+    if (options.extensions && engine.SetOption(SCANOPT_EXTENSIONS, options.extensions->data()) < 0)
+        return false;
+    char* directories = options.excludeDirs.data();
+    if (!options.excludeDirs.empty() && engine.SetOption(SCANOPT_EXCLUDEDIRS, &directories) < 0)
+        return false;
+    engine.SetActionData(options.quarantineDir.empty() ? nullptr : options.quarantineDir.c_str(),
+                         options.extension.empty() ? nullptr : options.extension.c_str(), false);
+    return true;
+}
+
+int printVersion(Options& options)
+{
+    chooseConfiguration(options);
+    std::printf("vardoscan %s\n", VARDO_VERSION);
+    qsavInfo info = {};
+    char date[32] = {};
+    if (GetQSAVInfo(QS_GetSystemType(), options.avConf.c_str(), info) >= 0 &&
+        std::strftime(date, sizeof date, "%Y-%m-%d %H:%M", &info.udate) > 0)
+        std::printf("%lu signatures, version %s of %s\n", info.noOfSignature, info.version, date);
+    return NothingFound;
+}
+
+int scan(Options& options)
+{
+    chooseConfiguration(options);
+    Vardo engine(options.scanConf.c_str());
+    if (!configure(engine, options))
+        return fail("cannot use " + options.scanConf);
+    std::size_t missing = 0;
+    for (const std::string& path : options.paths) {
+        if (engine.AddObject(path.c_str()) < 0) {
+            ++missing;
+            fail(engine.ScanError());
+        }
+    }
+    if (missing > 0 && missing == options.paths.size())
+        return SomethingWrong;
+    if (engine.VardoAVInit(options.avConf.c_str(), onResult, true) < 0)
+        return fail(interrupted ? "interrupted" : engine.ScanError());
+
+    Report report(options);
+    const auto start = std::chrono::steady_clock::now();
+    const int result = options.memory ? engine.DoMemoryScan(onResult, &report, true)
+                                      : engine.DoScan(onResult, &report, nullptr);
+    const auto duration =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
+    if (result < 0)
+        return fail(engine.ScanError());
+    report.summary(*engine.GetStatistics(), duration, result != SCANRESULT_CANCELLED);
+    if (result == SCANRESULT_CANCELLED)
+        return SomethingWrong;
+    if (report.foundSomething())
+        return SomethingFound;
+    return missing > 0 || report.hadErrors() ? SomethingWrong : NothingFound;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    struct sigaction action = {};
+    action.sa_handler = interrupt;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        ::sigaction(signal, &action, nullptr);
+
+    std::string error;
+    std::optional<Options> options = parseOptions(argc, argv, error);
+    if (!options) {
+        fail(error);
+        std::fprintf(stderr, "Try 'vardoscan --help'.\n");
+        return SomethingWrong;
+    }
+    switch (options->task) {
+    case Options::Task::Help:
+        std::fputs(usage(), stdout);
+        return NothingFound;
+    case Options::Task::Version:
+        return printVersion(*options);
+    case Options::Task::Scan:
+        break;
+    }
+    return scan(*options);
+}

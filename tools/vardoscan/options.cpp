@@ -1,0 +1,295 @@
+#include "tools/vardoscan/options.h"
+
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <string_view>
+
+#include <getopt.h>
+
+namespace {
+
+enum Id : int {
+    Help = 'h',
+    Version = 'V',
+    Quiet = 'q',
+    Memory = 'm',
+    First = 256,
+    Config,
+    Engine,
+    Action,
+    QuarantineDir,
+    RenameExtension,
+    Include,
+    Exclude,
+    ExcludeDir,
+    MaxSize,
+    MaxDepth,
+    Json,
+    All,
+    NoProgress,
+    Switch, // the first of the table below
+};
+
+/// An option that only sets or clears bits.
+struct BitSwitch
+{
+    const char* name;
+    unsigned int set;
+    unsigned int unset;
+};
+
+constexpr std::array bitSwitches{
+    BitSwitch{"archives", 0, SCANFLAG_NO_ARCHIVES},
+    BitSwitch{"no-archives", SCANFLAG_NO_ARCHIVES, 0},
+    BitSwitch{"mails", 0, SCANFLAG_NO_MAILS},
+    BitSwitch{"no-mails", SCANFLAG_NO_MAILS, 0},
+    BitSwitch{"packed", 0, SCANFLAG_NO_PACKED},
+    BitSwitch{"no-packed", SCANFLAG_NO_PACKED, 0},
+    BitSwitch{"heuristics", 0, SCANFLAG_NO_HEURISTIC},
+    BitSwitch{"no-heuristics", SCANFLAG_NO_HEURISTIC, 0},
+    BitSwitch{"recursive", 0, SCANFLAG_NO_RECURSE},
+    BitSwitch{"no-recursive", SCANFLAG_NO_RECURSE, 0},
+    BitSwitch{"cross-fs", SCANFLAG_CROSS_FS, 0},
+    BitSwitch{"no-cross-fs", 0, SCANFLAG_CROSS_FS},
+    BitSwitch{"follow-links", SCANFLAG_FOLLOW_SYMLINKS, 0},
+    BitSwitch{"no-follow-links", 0, SCANFLAG_FOLLOW_SYMLINKS},
+};
+
+constexpr std::array<option, 17> plainOptions{{
+    {"help", no_argument, nullptr, Help},
+    {"version", no_argument, nullptr, Version},
+    {"quiet", no_argument, nullptr, Quiet},
+    {"memory", no_argument, nullptr, Memory},
+    {"config", required_argument, nullptr, Config},
+    {"engine-config", required_argument, nullptr, Engine},
+    {"action", required_argument, nullptr, Action},
+    {"quarantine-dir", required_argument, nullptr, QuarantineDir},
+    {"rename-extension", required_argument, nullptr, RenameExtension},
+    {"include", required_argument, nullptr, Include},
+    {"exclude", required_argument, nullptr, Exclude},
+    {"exclude-dir", required_argument, nullptr, ExcludeDir},
+    {"max-size", required_argument, nullptr, MaxSize},
+    {"max-depth", required_argument, nullptr, MaxDepth},
+    {"json", no_argument, nullptr, Json},
+    {"all", no_argument, nullptr, All},
+    {"no-progress", no_argument, nullptr, NoProgress},
+}};
+
+std::vector<option> optionTable()
+{
+    std::vector<option> table(plainOptions.begin(), plainOptions.end());
+    int id = Switch;
+    for (const BitSwitch& bits : bitSwitches)
+        table.push_back({bits.name, no_argument, nullptr, id++});
+    table.push_back({});
+    return table;
+}
+
+bool takeAction(std::string_view word, Options& options)
+{
+    constexpr std::array<std::string_view, 4> words{"log", "delete", "rename", "quarantine"};
+    for (unsigned int code = 0; code < words.size(); ++code) {
+        if (words[code] == word) {
+            options.action = code;
+            return true;
+        }
+    }
+    return false;
+}
+
+/// A number, with K, M or G behind it when `units` are allowed.
+bool takeNumber(std::string_view text, unsigned long most, bool units, unsigned long& number)
+{
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop == text.data())
+        return false;
+    unsigned int shift = 0;
+    if (stop != end) {
+        constexpr std::string_view letters = "KMG";
+        const std::size_t letter = letters.find(*stop);
+        if (!units || stop + 1 != end || letter == std::string_view::npos)
+            return false;
+        shift = 10 * (static_cast<unsigned int>(letter) + 1);
+    }
+    if (number > most >> shift)
+        return false;
+    number <<= shift;
+    return true;
+}
+
+void addList(std::optional<std::string>& list, const char* more)
+{
+    list = list ? *list + "," + more : std::string(more);
+}
+
+bool takeExcludedDirectory(const char* path, Options& options)
+{
+    if (path[0] != '/' || std::strpbrk(path, ",;"))
+        return false;
+    options.excludeDirs += (options.excludeDirs.empty() ? "" : ";") + std::string(path);
+    options.setBits |= SCANFLAG_EXCLUDE_DIRS;
+    return true;
+}
+
+bool takeLimit(int id, const char* text, Options& options)
+{
+    unsigned long number = 0;
+    if (!takeNumber(text, id == MaxSize ? ~0ul : 255, id == MaxSize, number))
+        return false;
+    if (id == MaxSize) {
+        options.maxSize = number;
+        options.setBits |= SCANFLAG_MAX_SIZE;
+    } else {
+        options.maxDepth = static_cast<unsigned char>(number);
+        options.setBits |= SCANFLAG_MAX_DEPTH;
+    }
+    return true;
+}
+
+/// Options with an argument; false when the argument is no good.
+bool takeArgument(int id, const char* argument, Options& options)
+{
+    switch (id) {
+    case Config:
+        options.scanConf = argument;
+        return true;
+    case Engine:
+        options.avConf = argument;
+        return true;
+    case Action:
+        return takeAction(argument, options);
+    case QuarantineDir:
+        options.quarantineDir = argument;
+        return argument[0] == '/';
+    case RenameExtension:
+        options.extension = argument;
+        return *argument && !std::strchr(argument, '/');
+    case Include:
+    case Exclude:
+        addList(options.extensions, argument);
+        options.setBits |= id == Include ? SCANFLAG_INCLUDE_EXTENSIONS : SCANFLAG_EXCLUDE_EXTENSIONS;
+        return true;
+    case ExcludeDir:
+        return takeExcludedDirectory(argument, options);
+    default:
+        return takeLimit(id, argument, options);
+    }
+}
+
+/// Options without an argument.
+void takeSwitch(int id, Options& options)
+{
+    switch (id) {
+    case Help:
+        options.task = Options::Task::Help;
+        break;
+    case Version:
+        options.task = Options::Task::Version;
+        break;
+    case Quiet:
+        options.quiet = true;
+        break;
+    case Memory:
+        options.memory = true;
+        break;
+    case Json:
+        options.json = true;
+        break;
+    case All:
+        options.all = true;
+        break;
+    case NoProgress:
+        options.progress = false;
+        break;
+    default: {
+        const BitSwitch& bits = bitSwitches.at(static_cast<std::size_t>(id - Switch));
+        options.setBits = (options.setBits | bits.set) & ~bits.unset;
+        options.unsetBits = (options.unsetBits | bits.unset) & ~bits.set;
+    }
+    }
+}
+
+bool consistent(const Options& options, std::string& error)
+{
+    constexpr unsigned int both = SCANFLAG_INCLUDE_EXTENSIONS | SCANFLAG_EXCLUDE_EXTENSIONS;
+    if ((options.setBits & both) == both)
+        error = "--include and --exclude cannot be used together";
+    else if (options.task == Options::Task::Scan && options.paths.empty() == !options.memory)
+        error = options.memory ? "--memory takes no paths" : "nothing to scan: name a file or directory";
+    return error.empty();
+}
+
+} // namespace
+
+std::optional<Options> parseOptions(int argc, char** argv, std::string& error)
+{
+    const std::vector<option> table = optionTable();
+    Options options;
+    opterr = 0;
+    optind = 1;
+    for (;;) {
+        int index = -1;
+        const int id = ::getopt_long(argc, argv, ":hVqm", table.data(), &index);
+        if (id == -1)
+            break;
+        if (id == '?' || id == ':') {
+            error = std::string(id == ':' ? "missing argument: " : "unknown option: ") + argv[optind - 1];
+            return std::nullopt;
+        }
+        if (!optarg) {
+            takeSwitch(id, options);
+        } else if (!takeArgument(id, optarg, options)) {
+            error = std::string("bad argument of --") + table[static_cast<std::size_t>(index)].name + ": " +
+                    optarg;
+            return std::nullopt;
+        }
+    }
+    options.paths.assign(argv + optind, argv + argc);
+    if (!consistent(options, error))
+        return std::nullopt;
+    return options;
+}
+
+const char* usage()
+{
+    return R"(Usage: vardoscan [options] PATH...
+       vardoscan [options] --memory
+Scans files and directories, or the running processes, for viruses.
+
+What is done about infected files:
+      --action=log|delete|rename|quarantine
+                               log, the default, changes nothing
+      --quarantine-dir=DIR     where to quarantine
+      --rename-extension=EXT   of renamed files, by default qst
+
+What is scanned; the configuration file has the defaults:
+      --[no-]archives          the contents of archives
+      --[no-]mails             the contents of mail files
+      --[no-]packed            packed programs
+      --[no-]heuristics        by heuristics too
+      --[no-]recursive         sub-directories
+      --[no-]cross-fs          other file systems
+      --[no-]follow-links      what symbolic links lead to
+      --include=EXT[,EXT...]   only files with these extensions
+      --exclude=EXT[,EXT...]   no files with these extensions
+      --exclude-dir=DIR        not this directory; may be repeated
+      --max-size=SIZE          no larger files; bytes, or with K, M, G
+      --max-depth=LEVELS       no deeper directories
+  -m, --memory                 the running processes instead of files
+
+What is printed:
+      --all                    clean objects too
+      --json                   one JSON object a line
+      --no-progress            no progress on the terminal
+  -q, --quiet                  nothing but errors
+
+      --config=FILE            scan configuration
+      --engine-config=FILE     configuration of the scanning service
+  -h, --help                   this text
+  -V, --version                version and signatures
+
+Exit status: 0 nothing found, 1 something found, 2 something went wrong.
+)";
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "engine/interface.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// What the command line asks for. What it leaves open stays as the configuration file has it.
+struct Options
+{
+    enum class Task { Scan, Help, Version };
+
+    Task task = Task::Scan;
+    std::vector<std::string> paths;
+    bool memory = false;
+    std::string scanConf;
+    std::string avConf;
+
+    unsigned int action = SCANACT_LOG; ///< never the configured one: nothing is changed unasked
+    std::string quarantineDir;
+    std::string extension;
+
+    unsigned int setBits = 0;   ///< SCANFLAG_ bits to set
+    unsigned int unsetBits = 0; ///< and to clear
+    std::optional<std::string> extensions;
+    std::string excludeDirs; ///< divided by semicolons
+    std::optional<unsigned long> maxSize;
+    std::optional<unsigned char> maxDepth;
+
+    bool json = false;
+    bool quiet = false;
+    bool all = false; ///< clean objects are printed too
+    bool progress = true;
+};
+
+/// Understands the command line. Without a result, `error` says for a person what is wrong.
+std::optional<Options> parseOptions(int argc, char** argv, std::string& error);
+
+/// The text that --help prints.
+const char* usage();

@@ -1,0 +1,171 @@
+#include "tools/vardoscan/report.h"
+
+#include "scan/loglayout/scanlog.h"
+#include "tools/vardoscan/escape.h"
+#include "tools/vardoscan/options.h"
+
+#include <array>
+#include <cstdio>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::chrono::milliseconds progressInterval{100};
+constexpr int foundBits = SCANSTAT_INFECTED | SCANSTAT_SUSPECTED | SCANSTAT_DISINFECTED | SCANSTAT_DELETED |
+                          SCANSTAT_QUARANTINED | SCANSTAT_RENAMED | SCANSTAT_CURE_FAILED |
+                          SCANSTAT_DELETE_FAILED | SCANSTAT_QUARANTINE_FAILED | SCANSTAT_RENAME_FAILED;
+
+struct Counter
+{
+    const char* text;
+    const char* key;
+    unsigned int QS_InterfaceScanStatistics::*value;
+    bool always; ///< in text also when it is 0
+};
+
+constexpr std::array counters{
+    Counter{"Scanned directories", "directories", &QS_InterfaceScanStatistics::scDirectories, true},
+    Counter{"Scanned objects", "objects", &QS_InterfaceScanStatistics::scFiles, true},
+    Counter{"Clean objects", "clean", &QS_InterfaceScanStatistics::scClean, false},
+    Counter{"Infected objects", "infected", &QS_InterfaceScanStatistics::scInfected, true},
+    Counter{"Suspicious objects", "suspicious", &QS_InterfaceScanStatistics::scSuspicious, false},
+    Counter{"Deleted objects", "deleted", &QS_InterfaceScanStatistics::scDeleted, false},
+    Counter{"Renamed objects", "renamed", &QS_InterfaceScanStatistics::scRenamed, false},
+    Counter{"Quarantined objects", "quarantined", &QS_InterfaceScanStatistics::scQuarantined, false},
+    Counter{"Failed actions", "failed_actions", &QS_InterfaceScanStatistics::scActionError, false},
+    Counter{"Corrupt objects", "corrupt", &QS_InterfaceScanStatistics::scCorrupt, false},
+    Counter{"Encrypted objects", "encrypted", &QS_InterfaceScanStatistics::scEncrypted, false},
+    Counter{"Objects not scanned", "not_scanned", &QS_InterfaceScanStatistics::scScanError, false},
+};
+
+/// One member of a JSON object, with its bytes in a second one where the text cannot carry them.
+void printMember(const char* key, const char* value)
+{
+    if (!value)
+        return;
+    std::printf(",\"%s\":%s", key, jsonString(value).c_str());
+    if (!isUtf8(value))
+        std::printf(",\"%s_bytes\":\"%s\"", key, hexadecimal(value).c_str());
+}
+
+std::size_t terminalWidth()
+{
+    winsize size = {};
+    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 20 ? size.ws_col : 80;
+}
+
+} // namespace
+
+Report::Report(const Options& options)
+    : options_(options)
+    , progress_(options.progress && !options.quiet && ::isatty(STDERR_FILENO))
+{
+}
+
+Report::~Report()
+{
+    hideProgress();
+}
+
+void Report::object(const char* name, int type, int status, const char* virus, const char* remark)
+{
+    if (type == OBJTYPE_DIRECTORY || !scanlog::hasStatus(status))
+        return showProgress(name);
+    ++objects_;
+    found_ = found_ || (status & foundBits);
+    errors_ = errors_ || (status & SCANSTAT_ERROR);
+    if (!options_.quiet && (options_.all || !(status & SCANSTAT_CLEAN))) {
+        hideProgress();
+        options_.json ? objectJson(name, type, status, virus, remark)
+                      : objectText(name, type, status, virus, remark);
+        std::fflush(stdout);
+    }
+    showProgress(name);
+}
+
+void Report::objectText(const char* name, int type, int status, const char* virus, const char* remark)
+{
+    const std::string safeName = escapeForTerminal(name);
+    const std::string safeVirus = escapeForTerminal(virus ? virus : "");
+    const std::string safeRemark = escapeForTerminal(remark ? remark : "");
+    const std::string line = scanlog::objectLine(
+        safeName.c_str(), status, virus ? safeVirus.c_str() : nullptr, remark ? safeRemark.c_str() : nullptr);
+    std::printf("%s%s", scanlog::isProcess(type) ? scanlog::processPrefix : "", line.c_str());
+}
+
+void Report::objectJson(const char* name, int type, int status, const char* virus, const char* remark)
+{
+    std::printf("{\"type\":\"%s\",\"status\":\"%s\"", scanlog::isProcess(type) ? "process" : "file",
+                scanlog::statusWord(status));
+    printMember("name", name);
+    printMember("virus", virus);
+    printMember("remark", remark);
+    std::printf("}\n");
+}
+
+void Report::summary(const QS_InterfaceScanStatistics& statistics, std::chrono::seconds duration,
+                     bool complete)
+{
+    hideProgress();
+    if (options_.quiet)
+        return;
+    options_.json ? summaryJson(statistics, duration, complete) : summaryText(statistics, duration, complete);
+    std::fflush(stdout);
+}
+
+void Report::summaryText(const QS_InterfaceScanStatistics& statistics, std::chrono::seconds duration,
+                         bool complete)
+{
+    std::printf("\n");
+    for (const Counter& counter : counters) {
+        if (counter.always || statistics.*counter.value)
+            std::printf("%-20s %u\n", counter.text, statistics.*counter.value);
+    }
+    std::printf("%-20s %lld s\n", "Time", static_cast<long long>(duration.count()));
+    if (!complete)
+        std::printf("The scan was stopped before completion.\n");
+}
+
+void Report::summaryJson(const QS_InterfaceScanStatistics& statistics, std::chrono::seconds duration,
+                         bool complete)
+{
+    std::printf("{\"type\":\"summary\",\"complete\":%s,\"seconds\":%lld", complete ? "true" : "false",
+                static_cast<long long>(duration.count()));
+    for (const Counter& counter : counters)
+        std::printf(",\"%s\":%u", counter.key, statistics.*counter.value);
+    std::printf("}\n");
+}
+
+void Report::showProgress(const char* name)
+{
+    if (!progress_)
+        return;
+    if (*name)
+        current_ = name;
+    const auto now = std::chrono::steady_clock::now();
+    if (now - lastProgress_ < progressInterval)
+        return;
+    lastProgress_ = now;
+    std::string line = std::to_string(objects_) + " objects, " + escapeForTerminal(current_);
+    const std::size_t width = terminalWidth() - 1;
+    if (line.size() > width) {
+        line.resize(width - 3);
+        while (!line.empty() && !isUtf8(line)) // not in the middle of a character
+            line.pop_back();
+        line += "...";
+    }
+    std::fprintf(stderr, "\r\x1b[K%s", line.c_str());
+    std::fflush(stderr);
+    progressShown_ = true;
+}
+
+void Report::hideProgress()
+{
+    if (!progressShown_)
+        return;
+    std::fprintf(stderr, "\r\x1b[K");
+    std::fflush(stderr);
+    progressShown_ = false;
+}
