@@ -3,6 +3,8 @@
 #include "engine/vardo.h"
 #include "kit/roundedwindow.h"
 
+#include <QBasicTimer>
+#include <QElapsedTimer>
 #include <QMovie>
 #include <QWidget>
 
@@ -44,6 +46,8 @@ class VProgressWidget : public RoundedWindow<QWidget>
 
   protected:
     void closeEvent(QCloseEvent* ce) override;
+    bool event(QEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
 
     /// The QS_ResultCallBack of both scans; `cdata` is the window.
     static int scanCallBack(const char* objName, int objectType, int statusCode, const char* virus,
@@ -114,4 +118,8 @@ class VProgressWidget : public RoundedWindow<QWidget>
     QVBoxLayout* mainLayout = nullptr;
     QGridLayout* centerLayout = nullptr;
     QGridLayout* titleLayout = nullptr;
+
+  private:
+    QElapsedTimer lastPicture; ///< Since the window was last painted.
+    QBasicTimer pictureTimer;  ///< Runs while a painting is put off.
 };

@@ -114,7 +114,7 @@ void VScanStatisticsDialog::buildCounters()
     btnOk->setFixedSize(80, 32);
     connect(btnOk, &VPushButton::clicked, this, &VScanStatisticsDialog::close);
     statLayout->addWidget(btnOk, 7, 0, 1, 4, Qt::AlignHCenter);
-    mainLayout->addLayout(statLayout);
+    mainLayout->addLayout(statLayout, 1);
 }
 
 void VScanStatisticsDialog::languageChange()
