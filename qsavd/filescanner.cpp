@@ -21,6 +21,8 @@ struct ScanTrace
     std::vector<std::string> layers; ///< names of the files that are open inside each other
     std::vector<Hit> hits;           ///< the innermost layer comes first
     std::string encryptedMember;
+    std::uint64_t partLimit = 0;
+    bool partTooLarge = false;
     bool readFailed = false;
 
     std::string innerName() const;
@@ -49,14 +51,22 @@ std::string shownName(const char* name)
     return std::string(text.substr(0, maxInnerName));
 }
 
-cl_error_t enterLayer(int, const char*, const char**, size_t, const char* name, size_t, const char*,
+/// The library cuts a long member of some archives at the limit, scans that much and calls it clean.
+void noteSize(ScanTrace& trace, std::uint64_t size)
+{
+    trace.partTooLarge = trace.partTooLarge || size >= trace.partLimit;
+}
+
+cl_error_t enterLayer(int, const char*, const char**, size_t, const char* name, size_t size, const char*,
                       uint32_t level, uint32_t, void* context)
 {
-    auto& layers = traceOf(context).layers;
+    ScanTrace& trace = traceOf(context);
     if (level < maxLayers) {
-        layers.resize(level);
-        layers.push_back(level == 0 ? std::string() : shownName(name));
+        trace.layers.resize(level);
+        trace.layers.push_back(level == 0 ? std::string() : shownName(name));
     }
+    if (level > 0)
+        noteSize(trace, size);
     return CL_CLEAN;
 }
 
@@ -70,12 +80,13 @@ cl_error_t leaveLayer(int, int result, const char* virus, void* context)
     return CL_CLEAN;
 }
 
-cl_error_t seeMember(const char*, unsigned long, const char* name, unsigned long, int encrypted, unsigned int,
-                     void* context)
+cl_error_t seeMember(const char*, unsigned long, const char* name, unsigned long size, int encrypted,
+                     unsigned int, void* context)
 {
     ScanTrace& trace = traceOf(context);
     if (encrypted && trace.encryptedMember.empty())
         trace.encryptedMember = shownName(name);
+    noteSize(trace, size);
     return CL_CLEAN;
 }
 
@@ -189,6 +200,7 @@ FileFinding FileScanner::scan(int file)
         return failure("not scanned: its size is not known");
 
     ScanTrace trace;
+    trace.partLimit = limits_.maxFileSize;
     const char* virus = nullptr;
     unsigned long scanned = 0;
     const cl_error_t code = cl_scandesc_callback(file, nullptr, &virus, &scanned, engine_, &options_, &trace);
@@ -199,6 +211,8 @@ FileFinding FileScanner::scan(int file)
         return failure("changed while it was scanned");
     if (trace.readFailed)
         return failure("not wholly scanned: cannot be read");
+    if (trace.partTooLarge)
+        return failure(limitRemark("MaxFileSize"));
     return result;
 }
 
