@@ -83,7 +83,8 @@ void Service::run()
 
 bool Service::anySession() const
 {
-    return std::any_of(connections_.begin(), connections_.end(), [](const Connection& c) { return c.begun; });
+    return std::any_of(connections_.begin(), connections_.end(),
+                       [](const Connection& c) { return c.begun && !c.over; });
 }
 
 int Service::millisecondsLeft() const

@@ -89,6 +89,16 @@ QList<pid_t> ServiceHome::workers() const
     return pids;
 }
 
+QString ServiceHome::workspace() const
+{
+    const QDir descriptors(QString("/proc/%1/fd").arg(pid()));
+    for (const QString& name : descriptors.entryList(QDir::AllEntries | QDir::System))
+        if (const QString target = QFile::symLinkTarget(descriptors.filePath(name));
+            target.contains("/qsavd-"))
+            return target;
+    return {};
+}
+
 bool ServiceHome::waitForEnd(pid_t pid)
 {
     return QTest::qWaitFor([&] { return !isAlive(pid); }, 30000);

@@ -41,7 +41,9 @@ class ServiceHome
     pid_t pid() const;
     /// Process ids of the service's children.
     QList<pid_t> workers() const;
-    /// Waits until the service `pid` is gone.
+    /// The directory below which the workers unpack.
+    QString workspace() const;
+    /// Waits until the process `pid` is gone.
     static bool waitForEnd(pid_t pid);
 
   private:

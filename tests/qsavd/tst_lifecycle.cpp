@@ -1,0 +1,317 @@
+#include "engine/interface.h"
+#include "qsavd/message.h"
+#include "qsavd/socketaddress.h"
+#include "tests/qsavd/servicehome.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QTest>
+
+#include <atomic>
+#include <csignal>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+namespace {
+
+constexpr uid_t nobody = 65534;
+
+bool exists(const std::string& path)
+{
+    struct stat info
+    {
+    };
+    return lstat(path.c_str(), &info) == 0;
+}
+
+QByteArray content(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+base::UniqueFd unixSocket()
+{
+    return base::UniqueFd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+}
+
+/// Runs `action` in a child process under another user id and gives its exit code.
+int asNobody(const std::function<int()>& action)
+{
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(setresgid(nobody, nobody, nobody) == 0 && setresuid(nobody, nobody, nobody) == 0 ? action()
+                                                                                               : 99);
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+} // namespace
+
+/// How the service comes, stays and goes.
+class TestLifecycle : public QObject
+{
+    Q_OBJECT
+
+  private slots:
+    void staysLoadedForTheNextCaller();
+    void simultaneousStartsGiveOneService();
+    void replacesWhatADeadServiceLeft();
+    void replacesNothingElse_data();
+    void replacesNothingElse();
+    void serviceRefusesOtherUsers();
+    void clientRefusesOtherUsers();
+    void saysWhatIsMissing();
+    void leavesOutBadSignatureFiles();
+    void noticesNewSignatures();
+    void keepsSignaturesWhileTheyAreUsed();
+    void endsWhenIdle();
+    void endsWhenTold();
+    void waitingCanBeGivenUp();
+};
+
+void TestLifecycle::staysLoadedForTheNextCaller()
+{
+    ServiceHome home;
+    QCOMPARE(home.start(), 2ul);
+    const pid_t first = home.pid();
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(home.start(), 2ul);
+    QVERIFY2(timer.elapsed() < 1000, "a warm start loads nothing");
+    QCOMPARE(home.pid(), first);
+    struct stat info
+    {
+    };
+    QCOMPARE(lstat(home.paths().socket.c_str(), &info), 0);
+    QCOMPARE(info.st_mode, mode_t(S_IFSOCK | 0600));
+}
+
+void TestLifecycle::simultaneousStartsGiveOneService()
+{
+    ServiceHome home;
+    std::atomic<int> started = 0;
+    std::vector<std::thread> callers;
+    for (int i = 0; i < 6; ++i)
+        callers.emplace_back([&] { started += home.start() == 2 ? 1 : 0; });
+    for (std::thread& caller : callers)
+        caller.join();
+    QCOMPARE(started.load(), 6);
+    QProcess list;
+    list.start("pgrep", {"-f", "-c", "--", "--socket " + QString::fromStdString(home.paths().socket)});
+    QVERIFY(list.waitForFinished());
+    QCOMPARE(list.readAllStandardOutput().trimmed(), QByteArray("1"));
+}
+
+void TestLifecycle::replacesWhatADeadServiceLeft()
+{
+    ServiceHome home;
+    QCOMPARE(home.start(), 2ul);
+    const pid_t killed = home.pid();
+    kill(killed, SIGKILL);
+    QVERIFY(ServiceHome::waitForEnd(killed));
+    QVERIFY(exists(home.paths().socket) && exists(home.paths().pidFile));
+    QCOMPARE(home.start(), 2ul);
+    QVERIFY(home.pid() != killed);
+}
+
+void TestLifecycle::replacesNothingElse_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("link");
+    QTest::newRow("file in place of the socket") << "qsav" << false;
+    QTest::newRow("link in place of the socket") << "qsav" << true;
+    QTest::newRow("file in place of the pid file") << "qsav.pid" << false;
+    QTest::newRow("link in place of the pid file") << "qsav.pid" << true;
+}
+
+void TestLifecycle::replacesNothingElse()
+{
+    QFETCH(QString, name);
+    QFETCH(bool, link);
+    ServiceHome home;
+    const QString victim = home.write(link ? "victim" : name, "precious\n");
+    if (link)
+        QVERIFY(QFile::link(victim, home.path(name)));
+    const auto info = vardo::startService(home.paths(), true, {});
+    QVERIFY(!info);
+    QVERIFY(!info.error().text.empty());
+    QCOMPARE(content(victim), QByteArray("precious\n"));
+    QVERIFY(exists(home.path(name).toStdString()));
+}
+
+void TestLifecycle::serviceRefusesOtherUsers()
+{
+    if (geteuid() != 0)
+        QSKIP("needs root to become somebody else");
+    ServiceHome home;
+    QCOMPARE(home.start(), 2ul);
+    chmod(QFile::encodeName(home.path("")).constData(), 0755);
+    chmod(home.paths().socket.c_str(), 0666);
+    const auto greeted = [&] {
+        const base::UniqueFd directory(
+            open(QFile::encodeName(home.path("")).constData(), O_PATH | O_DIRECTORY));
+        const qsavd::SocketAddress address(directory.get(), "qsav");
+        const base::UniqueFd socket = unixSocket();
+        if (::connect(socket.get(), address.get(), address.length()) != 0)
+            return 2;
+        qsavd::Message message;
+        return qsavd::receiveMessage(socket.get(), message) == qsavd::Receive::Message ? 1 : 0;
+    };
+    QCOMPARE(asNobody(greeted), 0);
+    QCOMPARE(home.start(), 2ul);
+}
+
+void TestLifecycle::clientRefusesOtherUsers()
+{
+    if (geteuid() != 0)
+        QSKIP("needs root to become somebody else");
+    ServiceHome home;
+    chmod(QFile::encodeName(home.path("")).constData(), 0777);
+    const QByteArray path = QFile::encodeName(home.path(""));
+    int ready[2];
+    QCOMPARE(pipe(ready), 0);
+    const pid_t impostor = fork();
+    if (impostor == 0) {
+        const base::UniqueFd directory(open(path.constData(), O_PATH | O_DIRECTORY));
+        const qsavd::SocketAddress address(directory.get(), "qsav");
+        const base::UniqueFd socket = unixSocket();
+        if (setresuid(nobody, nobody, nobody) == 0 &&
+            bind(socket.get(), address.get(), address.length()) == 0 && listen(socket.get(), 5) == 0 &&
+            write(ready[1], "x", 1) == 1)
+            pause();
+        _exit(1);
+    }
+    char byte = 0;
+    QCOMPARE(read(ready[0], &byte, 1), 1);
+    const auto info = vardo::startService(home.paths(), true, {});
+    kill(impostor, SIGKILL);
+    waitpid(impostor, nullptr, 0);
+    close(ready[0]);
+    close(ready[1]);
+    QVERIFY(!info);
+    QVERIFY2(info.error().text.find("belongs to another user") != std::string::npos,
+             info.error().text.c_str());
+}
+
+void TestLifecycle::saysWhatIsMissing()
+{
+    ServiceHome home;
+    home.paths().signatureDirs = {home.path("nowhere").toStdString()};
+    const auto empty = vardo::startService(home.paths(), true, {});
+    QVERIFY(!empty);
+    QVERIFY2(empty.error().text.find("No signatures") != std::string::npos, empty.error().text.c_str());
+
+    ServiceHome other;
+    other.paths().program = other.path("no-such-program").toStdString();
+    QVERIFY(!vardo::startService(other.paths(), true, {}));
+    TestScan scan(other);
+    QVERIFY(!scan.error().empty());
+}
+
+void TestLifecycle::leavesOutBadSignatureFiles()
+{
+    ServiceHome home;
+    home.write("signatures/bad.ndb", "no:signature\n");
+    home.write("signatures/worse.cvd", QByteArray(600, 'c'));
+    home.write("signatures/notes.txt", "not a signature file at all");
+    const auto info = vardo::startService(home.paths(), true, {});
+    QVERIFY(info);
+    QCOMPARE(info.value().signatures, 2ul);
+    QVERIFY2(info.value().remark.find("/bad.ndb was left out") != std::string::npos,
+             info.value().remark.c_str());
+    QVERIFY2(info.value().remark.find("/worse.cvd was left out") != std::string::npos,
+             info.value().remark.c_str());
+    QCOMPARE(scanOne(home, home.write("found", ServiceHome::marker())).status, int(SCANSTAT_INFECTED));
+    vardo::SessionOptions noPacked;
+    noPacked.packed = false;
+    QCOMPARE(scanOne(home, home.path("found"), noPacked).status, int(SCANSTAT_INFECTED));
+}
+
+void TestLifecycle::noticesNewSignatures()
+{
+    ServiceHome home;
+    QCOMPARE(home.start(), 2ul);
+    const QString sample = home.write("sample", "a newly known danger");
+    QCOMPARE(scanOne(home, sample).status, int(SCANSTAT_CLEAN));
+    home.addSignature("new.ndb", "Vardo.New", "newly known danger");
+    QCOMPARE(scanOne(home, sample).virus, std::string("Vardo.New"));
+    QFile::remove(home.path("signatures/new.ndb"));
+    QCOMPARE(home.start(), 2ul);
+}
+
+void TestLifecycle::keepsSignaturesWhileTheyAreUsed()
+{
+    ServiceHome home;
+    const QString sample = home.write("sample", "a newly known danger");
+    TestScan running(home);
+    running.submit(sample);
+    QVERIFY(running.waitForAll());
+    const pid_t service = home.pid();
+    home.addSignature("new.ndb", "Vardo.New", "newly known danger");
+    QCOMPARE(scanOne(home, sample).status, int(SCANSTAT_CLEAN));
+    running.submit(sample);
+    QVERIFY(running.waitForAll());
+    QCOMPARE(running.verdict(1).status, int(SCANSTAT_CLEAN));
+    QCOMPARE(home.pid(), service);
+    running.abandon();
+    QTRY_VERIFY(home.workers().isEmpty());
+    QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.New"));
+}
+
+void TestLifecycle::endsWhenIdle()
+{
+    ServiceHome home;
+    QProcess service;
+    service.start(QString::fromStdString(home.paths().program),
+                  {"--socket", home.path("qsav"), "--pid-file", home.path("qsav.pid"), "--signatures",
+                   home.path("signatures"), "--idle-seconds", "1", "--foreground"});
+    QVERIFY(service.waitForStarted());
+    QTRY_VERIFY(exists(home.paths().socket));
+    {
+        TestScan session(home);
+        QVERIFY2(!service.waitForFinished(2500), "a session keeps it alive");
+    }
+    QVERIFY(service.waitForFinished());
+    QCOMPARE(service.exitCode(), 0);
+    QVERIFY(!exists(home.paths().socket) && !exists(home.paths().pidFile));
+}
+
+void TestLifecycle::endsWhenTold()
+{
+    ServiceHome home;
+    TestScan session(home);
+    QTRY_VERIFY(!home.workers().isEmpty());
+    const pid_t service = home.pid();
+    const QList<pid_t> workers = home.workers();
+    kill(service, SIGTERM);
+    QVERIFY(ServiceHome::waitForEnd(service));
+    for (const pid_t worker : workers)
+        QVERIFY(ServiceHome::waitForEnd(worker));
+    QVERIFY(!exists(home.paths().socket) && !exists(home.paths().pidFile));
+    QCOMPARE(home.start(), 2ul);
+}
+
+void TestLifecycle::waitingCanBeGivenUp()
+{
+    // Somebody listens, and says nothing.
+    ServiceHome home;
+    const base::UniqueFd directory(open(QFile::encodeName(home.path("")).constData(), O_PATH | O_DIRECTORY));
+    const qsavd::SocketAddress address(directory.get(), "qsav");
+    const base::UniqueFd mute = unixSocket();
+    QCOMPARE(bind(mute.get(), address.get(), address.length()), 0);
+    QCOMPARE(listen(mute.get(), 5), 0);
+    int beats = 0;
+    const auto info = vardo::startService(home.paths(), true, [&] { return ++beats < 3; });
+    QVERIFY(!info);
+    QCOMPARE(info.error().code, ECANCELED);
+    QCOMPARE(beats, 3);
+    QVERIFY(vardo::startService(home.paths(), false, {})); // does not wait for it
+}
+
+QTEST_GUILESS_MAIN(TestLifecycle)
+#include "tst_lifecycle.moc"

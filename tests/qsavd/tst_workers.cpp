@@ -1,0 +1,213 @@
+#include "engine/interface.h"
+#include "tests/qsavd/servicehome.h"
+
+#include <QDir>
+#include <QTest>
+
+#include <csignal>
+#include <thread>
+
+#include <sys/stat.h>
+
+using vardo::SessionOptions;
+
+namespace {
+
+SessionOptions oneWorker()
+{
+    SessionOptions options;
+    options.workers = 1;
+    return options;
+}
+
+/// What a process says of itself in /proc.
+QByteArray statusField(pid_t pid, const QByteArray& field)
+{
+    QFile status(QString("/proc/%1/status").arg(pid));
+    if (status.open(QIODevice::ReadOnly))
+        for (const QByteArray& line : status.readAll().split('\n'))
+            if (line.startsWith(field + ":"))
+                return line.mid(field.size() + 1).simplified();
+    return {};
+}
+
+} // namespace
+
+/// What becomes of a session when its workers do not behave.
+class TestWorkers : public QObject
+{
+    Q_OBJECT
+
+  private slots:
+    void init();
+    void everyFileIsAnsweredOnce();
+    void workersHaveNoRights();
+    void deadWorkerCostsOneFile();
+    void stuckWorkerCostsOneFile();
+    void stopLeavesNothingBehind();
+    void lostServiceEndsInErrors();
+    void twoSessionsDoNotDisturbEachOther();
+
+  private:
+    pid_t onlyWorker() const;
+
+    std::unique_ptr<ServiceHome> home_;
+};
+
+void TestWorkers::init()
+{
+    home_ = std::make_unique<ServiceHome>();
+    QCOMPARE(home_->start(), 2ul);
+}
+
+pid_t TestWorkers::onlyWorker() const
+{
+    const QList<pid_t> workers = home_->workers();
+    return workers.size() == 1 ? workers.front() : 0;
+}
+
+void TestWorkers::everyFileIsAnsweredOnce()
+{
+    constexpr int count = 2000;
+    const QString clean = home_->write("clean", "harmless");
+    const QString marked = home_->write("marked", ServiceHome::marker());
+    TestScan scan(*home_);
+    for (int i = 0; i < count; ++i) {
+        scan.submit(i % 7 == 0 ? marked : clean);
+        if (i % 200 == 199)
+            QVERIFY(scan.waitForAll());
+    }
+    QVERIFY(scan.waitForAll());
+    for (int i = 0; i < count; ++i)
+        QCOMPARE(scan.verdict(std::size_t(i)).status,
+                 i % 7 == 0 ? int(SCANSTAT_INFECTED) : int(SCANSTAT_CLEAN));
+    QVERIFY(!scan.confused());
+}
+
+void TestWorkers::workersHaveNoRights()
+{
+    TestScan scan(*home_, oneWorker());
+    scan.submit(home_->write("clean", "harmless"));
+    QVERIFY(scan.waitForAll());
+    const pid_t worker = onlyWorker();
+    QVERIFY(worker > 0);
+    QCOMPARE(statusField(worker, "NoNewPrivs"), QByteArray("1"));
+    QCOMPARE(statusField(worker, "CapEff").toULongLong(nullptr, 16), 0ull);
+    if (geteuid() == 0)
+        QCOMPARE(statusField(worker, "Uid"), QByteArray("65534 65534 65534 65534"));
+    if (geteuid() == 0) // others may not look into it
+        QCOMPARE(QDir(QString("/proc/%1/fd").arg(worker)).entryList(QDir::Files | QDir::System).size(), 4);
+}
+
+void TestWorkers::deadWorkerCostsOneFile()
+{
+    const QString marked = home_->write("marked", ServiceHome::marker());
+    TestScan scan(*home_, oneWorker());
+    // The file is given to the stopped worker a moment after it was submitted: try until it was.
+    std::size_t first = 0;
+    bool killedInTime = false;
+    for (int attempt = 0; attempt < 20 && !killedInTime; ++attempt) {
+        first = scan.verdicts();
+        scan.submit(marked);
+        QVERIFY(scan.waitForAll());
+        const pid_t worker = onlyWorker();
+        QVERIFY(worker > 0);
+        kill(worker, SIGSTOP);
+        for (int i = 0; i < 30; ++i)
+            scan.submit(marked);
+        QTest::qWait(50 << attempt / 4);
+        kill(worker, SIGKILL);
+        QVERIFY(scan.waitForAll());
+        killedInTime = scan.verdict(first + 1).status == SCANSTAT_ERROR;
+    }
+    QVERIFY(killedInTime);
+    QVERIFY(!scan.verdict(first + 1).remark.empty());
+    for (std::size_t i = first + 2; i <= first + 30; ++i)
+        QCOMPARE(scan.verdict(i).status, int(SCANSTAT_INFECTED));
+    QVERIFY(!scan.confused());
+}
+
+void TestWorkers::stuckWorkerCostsOneFile()
+{
+    const QString clean = home_->write("clean", "harmless");
+    SessionOptions options = oneWorker();
+    options.maxSeconds = 1;
+    TestScan scan(*home_, options);
+    scan.submit(clean);
+    QVERIFY(scan.waitForAll());
+    const pid_t worker = onlyWorker();
+    kill(worker, SIGSTOP);
+    scan.submit(clean);
+    scan.submit(clean);
+    QVERIFY(scan.waitForAll());
+    QCOMPARE(scan.verdict(1).status, int(SCANSTAT_ERROR));
+    QCOMPARE(scan.verdict(1).remark, std::string("not scanned: took longer than 1 s"));
+    QCOMPARE(scan.verdict(2).status, int(SCANSTAT_CLEAN));
+    QVERIFY(ServiceHome::waitForEnd(worker));
+}
+
+void TestWorkers::stopLeavesNothingBehind()
+{
+    const QString clean = home_->write("clean", "harmless");
+    auto scan = std::make_unique<TestScan>(*home_, oneWorker());
+    scan->submit(clean);
+    QVERIFY(scan->waitForAll());
+    const QList<pid_t> workers = home_->workers();
+    for (const pid_t worker : workers)
+        kill(worker, SIGSTOP);
+    for (int i = 0; i < 100; ++i)
+        scan->submit(clean);
+    QElapsedTimer timer;
+    timer.start();
+    scan.reset();
+    QVERIFY2(timer.elapsed() < 2000, "a stop waits for no worker");
+    QTRY_VERIFY(home_->workers().isEmpty());
+    const QString workspace = home_->workspace();
+    QCOMPARE(QDir(workspace).count(), uint(2)); // "." and ".."
+    const pid_t service = home_->pid();
+    home_.reset();
+    QVERIFY(ServiceHome::waitForEnd(service));
+    QVERIFY(!QFileInfo::exists(workspace));
+}
+
+void TestWorkers::lostServiceEndsInErrors()
+{
+    const QString clean = home_->write("clean", "harmless");
+    TestScan scan(*home_, oneWorker());
+    scan.submit(clean);
+    QVERIFY(scan.waitForAll());
+    const pid_t worker = onlyWorker();
+    kill(worker, SIGSTOP);
+    for (int i = 0; i < 20; ++i)
+        scan.submit(clean);
+    const QString workspace = home_->workspace();
+    QVERIFY(QFileInfo::exists(workspace));
+    kill(home_->pid(), SIGKILL);
+    scan.submit(clean);
+    QVERIFY(scan.waitForAll());
+    for (std::size_t i = 1; i < scan.verdicts(); ++i)
+        QCOMPARE(scan.verdict(i).status, int(SCANSTAT_ERROR));
+    QVERIFY2(ServiceHome::waitForEnd(worker), "a worker dies with its service");
+    QCOMPARE(home_->start(), 2ul); // and the next one clears away
+    QVERIFY(!QFileInfo::exists(workspace));
+}
+
+void TestWorkers::twoSessionsDoNotDisturbEachOther()
+{
+    const QString marked = home_->write("marked", ServiceHome::marker());
+    SessionOptions archivesOff = oneWorker();
+    archivesOff.archives = false;
+    TestScan one(*home_, oneWorker());
+    auto two = std::make_unique<TestScan>(*home_, archivesOff);
+    one.submit(marked);
+    two->submit(marked);
+    QVERIFY(one.waitForAll() && two->waitForAll());
+    two.reset();
+    QTRY_COMPARE(home_->workers().size(), 1);
+    one.submit(marked);
+    QVERIFY(one.waitForAll());
+    QCOMPARE(one.verdict(1).status, int(SCANSTAT_INFECTED));
+}
+
+QTEST_GUILESS_MAIN(TestWorkers)
+#include "tst_workers.moc"
