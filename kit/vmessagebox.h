@@ -18,7 +18,7 @@ class VPushButton;
 /// A button argument is a BTN_ code, with the flags BTN_DEFAULT and BTN_ESCAPE if wanted, or 0 for no button.
 /// exec() returns the bare code of the button that was clicked, or 0 after the close button. Return clicks
 /// nothing, and Escape only a button with BTN_ESCAPE.
-class VMessageBox : public RoundedWindow<QDialog>
+class VMessageBox final : public RoundedWindow<QDialog>
 {
     Q_OBJECT
 

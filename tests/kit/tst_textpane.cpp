@@ -118,19 +118,11 @@ void TestTextPane::hostileTextIsPaintedInItsRow()
         pane.resize(300, 60);
         return pane.grab().toImage();
     };
-    const QImage empty = paint("\n");
-    QVERIFY(paint("exe\xE2\x80\xAE"
-                  "fdp") != paint("exe\xE2\x80\x8E"
-                                  "fdp"));
-    QVERIFY(paint("a\rb") != paint("b"));
-    for (const char* text : {"a\xE2\x80\xA8"
-                             "b",
-                             "a\vb", "a\x1B[2Jb", "a\rb"}) {
-        const QImage picture = paint(text);
-        const int secondRow = picture.height() - 30;
-        QVERIFY(picture != empty);
-        QCOMPARE(picture.copy(0, secondRow, 300, 30), empty.copy(0, secondRow, 300, 30));
-    }
+    QCOMPARE(paint("exe\xE2\x80\xAE.fdp"), paint("exe\xEF\xBF\xBD.fdp"));
+    QCOMPARE(paint("a\xE2\x80\xA8.b"), paint("a\xEF\xBF\xBD.b"));
+    QCOMPARE(paint("a\r.b"), paint("a\xE2\x90\x8D.b"));
+    QCOMPARE(paint("a\x1B[2Jb"), paint("a\xE2\x90\x9B[2Jb"));
+    QVERIFY(paint("a\r\n") == paint("a\n") && paint("ab") != paint("a"));
 }
 
 void TestTextPane::hiddenPaneIsCheap()
@@ -215,8 +207,7 @@ void TestTextPane::widthGrowsWithTheRowsInView()
 void TestTextPane::selectionIsExact()
 {
     VTextPane pane(nullptr);
-    const QByteArray text = "first \xFF\xFE end\nse\xC3\xB6"
-                            "cond\nthird\n";
+    const QByteArray text = "first \xFF\xFE end\nse\xC3\xB6tond\nthird\n";
     pane.append(text);
     pane.resize(400, 144);
     pane.show();
@@ -231,8 +222,7 @@ void TestTextPane::selectionIsExact()
         return pane.selectedText();
     };
     QCOMPARE(drag({0, row / 2}, {390, row / 2}), QByteArray("first \xFF\xFE end"));
-    QCOMPARE(drag({390, row * 3 / 2}, {0, row * 3 / 2}), QByteArray("se\xC3\xB6"
-                                                                    "cond"));
+    QCOMPARE(drag({390, row * 3 / 2}, {0, row * 3 / 2}), QByteArray("se\xC3\xB6tond"));
     const int afterSeo = 3 + pane.fontMetrics().horizontalAdvance(QStringLiteral("se\u00F6"));
     QCOMPARE(drag({390, row / 2}, {afterSeo, row * 2}), QByteArray("\nse\xC3\xB6"));
     QCOMPARE(drag({0, row / 2}, {100, 140}), text);
