@@ -1,5 +1,7 @@
 #include "qsavd/lockdown.h"
 
+#include "qsavd/sandbox.h"
+
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -78,7 +80,10 @@ bool lockDown(const std::string& directory, pid_t parent, std::uint64_t largestF
     // A change of user clears both of these, so they follow it.
     if (prctl(PR_SET_DUMPABLE, 0) != 0 || prctl(PR_SET_PDEATHSIG, SIGKILL) != 0)
         return false;
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && getppid() == parent;
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || getppid() != parent)
+        return false;
+    confineFiles(directory);
+    return filterSystemCalls();
 }
 
 } // namespace qsavd

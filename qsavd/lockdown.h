@@ -20,9 +20,10 @@ WorkerIdentity workerIdentity();
 /// ones, which lead to /dev/null. Returns the new number.
 int keepOnly(int socket);
 
-/// Gives up, for good, what a worker does not need: its user's rights, new privileges, core dumps,
-/// debuggers, memory beyond `largestFile` and a margin, files larger than `largestUnpacked`; it dies
-/// with `parent`. Files only below `directory`. False when a part that is always to be had fails.
+/// Gives up, for good, what a worker does not need: its user's rights, new privileges, core dumps and
+/// debuggers, memory beyond `largestFile` and a margin, writing files larger than `largestUnpacked`,
+/// files outside `directory`, system calls that scanning does not take. It dies with `parent`. False
+/// when something of that fails; only the confinement to `directory` depends on the kernel.
 bool lockDown(const std::string& directory, pid_t parent, std::uint64_t largestFile,
               std::uint64_t largestUnpacked);
 

@@ -92,6 +92,7 @@ void TestWorkers::workersHaveNoRights()
     const pid_t worker = onlyWorker();
     QVERIFY(worker > 0);
     QCOMPARE(statusField(worker, "NoNewPrivs"), QByteArray("1"));
+    QCOMPARE(statusField(worker, "Seccomp"), QByteArray("2")); // filtered
     QCOMPARE(statusField(worker, "CapEff").toULongLong(nullptr, 16), 0ull);
     if (geteuid() == 0)
         QCOMPARE(statusField(worker, "Uid"), QByteArray("65534 65534 65534 65534"));
