@@ -1,0 +1,196 @@
+#include "kit/framelessflags.h"
+#include "mainwindow/vmainwidget.h"
+#include "scan/vprogresswidget.h"
+#include "tests/support/modalboxes.h"
+#include "tests/support/sandbox.h"
+#include "tests/support/scriptedengine.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QLabel>
+#include <QStackedWidget>
+#include <QTest>
+
+#include <memory>
+
+#include <unistd.h>
+
+using namespace scripted;
+
+namespace {
+
+VProgressWidget* progressWindow()
+{
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (auto* progress = qobject_cast<VProgressWidget*>(window))
+            return progress;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+/// The links that start scans. Built for a user with a home directory and for one without.
+class TestScanLaunch : public QObject
+{
+    Q_OBJECT
+
+    const bool hasHome = getuid() == 1000;
+    std::unique_ptr<Vardo> engine;
+    std::unique_ptr<VMainWidget> window;
+    std::unique_ptr<ModalBoxes> boxes;
+    QString caption;
+
+    void start(const char* slot) { QVERIFY(QMetaObject::invokeMethod(window.get(), slot)); }
+
+    void closeStatistics()
+    {
+        boxes->handle([](QWidget* dialog) { dialog->close(); });
+    }
+
+    static QStringList changes()
+    {
+        QStringList calls;
+        for (const std::string& call : scriptedEngine().changes())
+            calls << QString::fromStdString(call);
+        return calls;
+    }
+
+    /// A file scan's calls around what its launcher prepares and restores.
+    static QStringList fileScan(const QStringList& preparation)
+    {
+        return preparation +
+               QStringList({"ResetResult", "SetActionData /var/Quillstone/var/quarantine/vardo qst 0",
+                            "LogInit (null) -1", "DoScan", "CloseLog", "ReadConfiguration (null)"});
+    }
+
+  private slots:
+    void init()
+    {
+        sandbox::makeInstallation();
+        scriptedEngine().reset();
+        engine = std::make_unique<Vardo>("/none");
+        window = std::make_unique<VMainWidget>(nullptr, nullptr, FRAMELESS_FLAGS);
+        window->setValues(qApp, "/none", engine.get());
+        window->setGeometry(30, 20, 724, 564);
+        window->show();
+        boxes = std::make_unique<ModalBoxes>();
+        const Step look = run([this] {
+            caption = progressWindow()->findChild<QLabel*>("lblTitle")->text();
+            QCOMPARE(progressWindow()->geometry(), QRect(30 + 82, 20 + 164, 560, 236));
+        });
+        scriptedEngine().scanScript = scriptedEngine().memoryScript = {look};
+        scriptedEngine().clearJournal();
+        caption.clear();
+    }
+
+    void cleanup()
+    {
+        boxes.reset();
+        window.reset();
+        engine.reset();
+    }
+
+    void homeScanTakesOwnHomeOnly()
+    {
+        if (!hasHome) {
+            boxes->answer(VMessageBox::BTN_OK);
+            start("slotScanHome");
+            QCOMPARE(boxes->texts(), QStringList("Missing home directory for user!"));
+            QVERIFY(changes().isEmpty());
+            return;
+        }
+        closeStatistics();
+        start("slotScanHome");
+        QCOMPARE(caption, "Scan progress for home directories");
+        QCOMPARE(changes(), fileScan({"ClearObjects", "AddObject /home/tester", "UnsetScanOption 0x8"}));
+        QVERIFY(!progressWindow());
+    }
+
+    void homeThatIsRefusedIsNotScanned()
+    {
+        if (!hasHome)
+            QSKIP("no home directory");
+        scriptedEngine().setResult("AddObject", -1);
+        boxes->answer(VMessageBox::BTN_OK);
+        start("slotScanHome");
+        QCOMPARE(boxes->texts(), QStringList("Error! Try again"));
+        QCOMPARE(changes(), QStringList({"ClearObjects", "AddObject /home/tester"}));
+    }
+
+    void computerScanCrossesFileSystems()
+    {
+        scriptedEngine().saved.scanOpts = scriptedEngine().held.scanOpts = SCANFLAG_FOLLOW_SYMLINKS;
+        scriptedEngine().scanScript.push_back(
+            run([] { QCOMPARE(scriptedEngine().held.scanOpts, unsigned(SCANFLAG_CROSS_FS)); }));
+        closeStatistics();
+        start("slotScanEntire");
+        QCOMPARE(caption, "Scan progress for computer");
+        QCOMPARE(changes(),
+                 fileScan({"ClearObjects", "AddObject /", "UnsetScanOption 0x8", "SetScanOption 0x10"}));
+        QCOMPARE(scriptedEngine().held.scanOpts, unsigned(SCANFLAG_FOLLOW_SYMLINKS));
+    }
+
+    void computerThatIsRefusedIsScannedAllTheSame()
+    {
+        scriptedEngine().setResult("AddObject", -1);
+        boxes->answer(VMessageBox::BTN_OK);
+        closeStatistics();
+        start("slotScanEntire");
+        QCOMPARE(boxes->texts(), QStringList({"Error! Try again", "VScanStatisticsDialog"}));
+        QVERIFY(changes().contains("DoScan"));
+    }
+
+    void memoryScanKeepsUnsavedSettings()
+    {
+        boxes->answer(VMessageBox::BTN_OK);
+        start("slotScanMemory");
+        QCOMPARE(caption, "Scan progress for memory");
+        QCOMPARE(changes().mid(0, 2), QStringList({"ClearObjects", "ResetResult"}));
+        QVERIFY(!changes().contains("ReadConfiguration (null)"));
+    }
+
+    void fullScanAsks()
+    {
+        for (int answer : {int(VMessageBox::BTN_NO), 0}) {
+            boxes->answer(answer);
+            start("slotFullScan");
+        }
+        QVERIFY(changes().isEmpty());
+        boxes->answer(VMessageBox::BTN_YES);
+        closeStatistics();
+        start("slotFullScan");
+        QCOMPARE(boxes->texts().front(), "Do you want to run a full system check for viruses now?");
+        QCOMPARE(boxes->seen().front().buttons, QStringList({"&Yes", "&No"}));
+        QVERIFY(changes().contains("AddObject /"));
+    }
+
+    void oneScanAtATime()
+    {
+        scriptedEngine().scanScript.push_back(run([this] {
+            scriptedEngine().clearJournal();
+            for (const char* slot : {"slotScanHome", "slotScanEntire", "slotScanMemory"})
+                start(slot);
+            start("slotFullScan"); // asks, and does nothing after the answer
+            QVERIFY(changes().isEmpty());
+        }));
+        boxes->answer(VMessageBox::BTN_YES);
+        closeStatistics();
+        start("slotScanEntire");
+        QCOMPARE(boxes->seen().size(), 2U);
+    }
+
+    void scanPageIsRefreshedInTheEnd()
+    {
+        window->findChild<QStackedWidget*>("wgtstkMain")->setCurrentIndex(VMainWidget::HelpPage);
+        boxes->answer(VMessageBox::BTN_OK);
+        start("slotScanMemory");
+        QTRY_COMPARE(window->findChild<QStackedWidget*>("wgtstkMain")->currentIndex(),
+                     int(VMainWidget::ScanPage));
+        const QString date = QString::fromStdString(sandbox::readFile("/opt/Quillstone/etc/vardo/.lastScan"));
+        QTRY_VERIFY(window->findChild<QAbstractButton*>("lnkLastScan")->text() == date.trimmed());
+    }
+};
+
+VARDO_SANDBOX_TEST_MAIN(TestScanLaunch, TEST_USER, TEST_USER)
+#include "tst_scanlaunch.moc"
