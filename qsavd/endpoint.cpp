@@ -37,27 +37,21 @@ bool holdsNothingButANumber(int file)
 
 bool isLeftPidFile(int file)
 {
-    struct stat info
-    {
-    };
+    struct stat info = {};
     return fstat(file, &info) == 0 && S_ISREG(info.st_mode) && info.st_uid == geteuid() &&
            info.st_nlink <= 1 && holdsNothingButANumber(file);
 }
 
 bool sameFile(const Place& place, const struct stat& wanted)
 {
-    struct stat info
-    {
-    };
+    struct stat info = {};
     return fstatat(place.directory(), place.name(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
            info.st_dev == wanted.st_dev && info.st_ino == wanted.st_ino;
 }
 
 bool isNamed(const Place& place, int file)
 {
-    struct stat info
-    {
-    };
+    struct stat info = {};
     return fstat(file, &info) == 0 && sameFile(place, info);
 }
 
@@ -150,9 +144,7 @@ base::Result<Listener> Listener::listen(const std::string& path)
         return systemError(path, listener.socket_ ? ENAMETOOLONG : errno);
 
     int failure = bindPrivately(listener.socket_.get(), address);
-    struct stat info
-    {
-    };
+    struct stat info = {};
     if (failure == EADDRINUSE) {
         if (!isOwnSocket(listener.place_, info))
             return base::Error{EEXIST, path + ": there is something else than a socket of ours"};
@@ -172,9 +164,7 @@ base::Result<Listener> Listener::listen(const std::string& path)
 
 void Listener::close()
 {
-    struct stat wanted
-    {
-    };
+    struct stat wanted = {};
     wanted.st_dev = device_;
     wanted.st_ino = inode_;
     if (socket_ && inode_ != 0 && sameFile(place_, wanted))

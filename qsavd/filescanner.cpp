@@ -51,12 +51,6 @@ std::string shownName(const char* name)
     return std::string(text.substr(0, maxInnerName));
 }
 
-/// The library cuts a long member of some archives at the limit, scans that much and calls it clean.
-void noteSize(ScanTrace& trace, std::uint64_t size)
-{
-    trace.partTooLarge = trace.partTooLarge || size >= trace.partLimit;
-}
-
 cl_error_t enterLayer(int, const char*, const char**, size_t, const char* name, size_t size, const char*,
                       uint32_t level, uint32_t, void* context)
 {
@@ -65,8 +59,9 @@ cl_error_t enterLayer(int, const char*, const char**, size_t, const char* name, 
         trace.layers.resize(level);
         trace.layers.push_back(level == 0 ? std::string() : shownName(name));
     }
-    if (level > 0)
-        noteSize(trace, size);
+    // The library cuts a long member of some archives at the limit, scans that much and calls it clean.
+    if (level > 0 && size >= trace.partLimit)
+        trace.partTooLarge = true;
     return CL_CLEAN;
 }
 
@@ -80,13 +75,12 @@ cl_error_t leaveLayer(int, int result, const char* virus, void* context)
     return CL_CLEAN;
 }
 
-cl_error_t seeMember(const char*, unsigned long, const char* name, unsigned long size, int encrypted,
-                     unsigned int, void* context)
+cl_error_t seeMember(const char*, unsigned long, const char* name, unsigned long, int encrypted, unsigned int,
+                     void* context)
 {
     ScanTrace& trace = traceOf(context);
     if (encrypted && trace.encryptedMember.empty())
         trace.encryptedMember = shownName(name);
-    noteSize(trace, size);
     return CL_CLEAN;
 }
 
@@ -111,9 +105,7 @@ bool sameTime(const timespec& a, const timespec& b)
 
 bool unchanged(const struct stat& before, int file)
 {
-    struct stat after
-    {
-    };
+    struct stat after = {};
     return fstat(file, &after) == 0 && before.st_size == after.st_size &&
            sameTime(before.st_mtim, after.st_mtim) && sameTime(before.st_ctim, after.st_ctim);
 }
@@ -188,9 +180,7 @@ FileScanner::FileScanner(cl_engine* engine, const Begin& options, const std::str
 
 FileFinding FileScanner::scan(int file)
 {
-    struct stat before
-    {
-    };
+    struct stat before = {};
     if (fstat(file, &before) != 0 || !S_ISREG(before.st_mode))
         return failure("not scanned: not a regular file");
     if (static_cast<std::uint64_t>(before.st_size) > limits_.maxFileSize)

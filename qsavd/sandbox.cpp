@@ -56,11 +56,12 @@ constexpr std::array allowedCalls{SCMP_SYS(access),         SCMP_SYS(brk),
                                   SCMP_SYS(rmdir),          SCMP_SYS(rt_sigaction),
                                   SCMP_SYS(rt_sigprocmask), SCMP_SYS(rt_sigreturn),
                                   SCMP_SYS(sched_yield),    SCMP_SYS(sendmsg),
-                                  SCMP_SYS(sendto),         SCMP_SYS(stat),
-                                  SCMP_SYS(statx),          SCMP_SYS(sysinfo),
-                                  SCMP_SYS(time),           SCMP_SYS(uname),
-                                  SCMP_SYS(unlink),         SCMP_SYS(unlinkat),
-                                  SCMP_SYS(write),          SCMP_SYS(writev)};
+                                  SCMP_SYS(sendto),         SCMP_SYS(sigaltstack),
+                                  SCMP_SYS(stat),           SCMP_SYS(statx),
+                                  SCMP_SYS(sysinfo),        SCMP_SYS(time),
+                                  SCMP_SYS(uname),          SCMP_SYS(unlink),
+                                  SCMP_SYS(unlinkat),       SCMP_SYS(write),
+                                  SCMP_SYS(writev)};
 
 struct FilterDeleter
 {

@@ -38,9 +38,7 @@ std::string time(const timespec& t)
 
 std::string describe(const std::string& path)
 {
-    struct stat info
-    {
-    };
+    struct stat info = {};
     if (stat(path.c_str(), &info) != 0)
         return path + " missing\n";
     return path + " " + std::to_string(info.st_dev) + " " + std::to_string(info.st_ino) + " " +

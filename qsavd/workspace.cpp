@@ -29,9 +29,7 @@ std::string baseDirectory()
 base::UniqueFd openOwn(const std::string& path)
 {
     base::UniqueFd directory(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    struct stat info
-    {
-    };
+    struct stat info = {};
     if (directory && (fstat(directory.get(), &info) != 0 || info.st_uid != geteuid()))
         directory.reset();
     return directory;
@@ -66,9 +64,7 @@ base::Result<Workspace> Workspace::create()
             break;
         Workspace workspace;
         workspace.lock_ = openOwn(path);
-        struct stat info
-        {
-        };
+        struct stat info = {};
         if (workspace.lock_ && flock(workspace.lock_.get(), LOCK_EX | LOCK_NB) == 0 &&
             fstat(workspace.lock_.get(), &info) == 0 && info.st_nlink > 0) {
             // Workers of another user pass through it, without seeing what else is there.

@@ -124,9 +124,7 @@ TestScan::~TestScan()
 void TestScan::submit(const QString& path)
 {
     base::UniqueFd file(open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    struct stat info
-    {
-    };
+    struct stat info = {};
     const bool known = fstat(file.get(), &info) == 0;
     submit(std::move(file), known ? static_cast<quint64>(info.st_size) : 0);
 }

@@ -21,9 +21,7 @@ constexpr uid_t nobody = 65534;
 
 bool exists(const std::string& path)
 {
-    struct stat info
-    {
-    };
+    struct stat info = {};
     return lstat(path.c_str(), &info) == 0;
 }
 
@@ -84,9 +82,7 @@ void TestLifecycle::staysLoadedForTheNextCaller()
     QCOMPARE(home.start(), 2ul);
     QVERIFY2(timer.elapsed() < 1000, "a warm start loads nothing");
     QCOMPARE(home.pid(), first);
-    struct stat info
-    {
-    };
+    struct stat info = {};
     QCOMPARE(lstat(home.paths().socket.c_str(), &info), 0);
     QCOMPARE(info.st_mode, mode_t(S_IFSOCK | 0600));
 }
