@@ -2,8 +2,8 @@
 
 #include "base/uniquefd.h"
 
-/// Opens, or creates with mode 0666 less the umask, one of the window's own files in its configuration
-/// directory. Members of a group can write there, so what they may have planted in the file's or the
-/// directory's place is refused: links, hard links, and what is no regular file. `flags` are those of open().
-/// Holds nothing on failure.
+/// Opens one of the window's own files in its configuration directory, or creates it for the whole group.
+/// Members of the group can write there, so what they may have planted in the file's or the directory's place
+/// is refused: links, hard links, and what is no regular file. `flags` are those of open(). Holds nothing on
+/// failure.
 base::UniqueFd openStateFile(const char* path, int flags);

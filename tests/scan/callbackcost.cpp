@@ -27,8 +27,7 @@ int scanMany(scripted::Running& running, int count)
     QElapsedTimer timer;
     timer.start();
     for (int i = 0; i < count; ++i) {
-        if (!getenv("NOCOUNT"))
-            ++running.statistics().scFiles;
+        ++running.statistics().scFiles;
         running.report("/tmp/scanned file", OBJTYPE_FILE, SCANSTAT_CLEAN, nullptr, nullptr);
     }
     std::printf("%d objects, %.1f microseconds each\n", count,

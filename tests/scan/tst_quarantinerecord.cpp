@@ -64,6 +64,18 @@ class TestQuarantineRecord : public QObject
                             "big~#^|~2025 12 31 23:00:00~#^|~3K~#^|~Other~#^|~~#^|~\n"));
     }
 
+    void recordsAreTheGroups()
+    {
+        const mode_t before = umask(0077);
+        putAway("f", 1, 0);
+        QVERIFY(appendQuarantineRecord("/f", "v"));
+        umask(before);
+        QCOMPARE(fs::status(records).permissions(), fs::perms(0664));
+        fs::permissions(records, fs::perms(0600)); // somebody's wish
+        QVERIFY(appendQuarantineRecord("/f", "v"));
+        QCOMPARE(fs::status(records).permissions(), fs::perms(0600));
+    }
+
     void nameIsTheLastOfItsSeries()
     {
         const char* const expected[] = {"name", "name-0", "name-1"};
