@@ -47,7 +47,8 @@ std::string sizeField(off_t size)
 {
     if (size < 1024)
         return std::to_string(size);
-    const auto kilobytes = static_cast<float>(size / 1024);
+    const off_t whole = size / 1024;
+    const auto kilobytes = static_cast<float>(whole);
     char text[32];
     const auto end = std::to_chars(text, text + sizeof text, static_cast<double>(kilobytes),
                                    std::chars_format::general, 6);

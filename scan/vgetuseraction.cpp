@@ -12,6 +12,7 @@
 #include <QHBoxLayout>
 #include <QKeySequence>
 #include <QLabel>
+#include <QTextDocument>
 #include <QVBoxLayout>
 
 namespace {
@@ -19,6 +20,14 @@ namespace {
 const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 constexpr int longestShown = 27;
+
+/// A tool tip that shows `text` as it stands: a file's name may look like tags, which a tool tip would take.
+QString literalToolTip(const QString& text)
+{
+    if (!Qt::mightBeRichText(text))
+        return text;
+    return QStringLiteral("<qt>") + text.toHtmlEscaped() + QStringLiteral("</qt>");
+}
 
 void setTexts(QAbstractButton* button, const QString& text, const QString& shortcut, const QString& toolTip)
 {
@@ -105,8 +114,7 @@ int VGetUserAction::getUserAction()
 int VGetUserAction::getUserAction(const char* objName)
 {
     QString oname = shownText(objName);
-    // A tool tip takes tags for its own unless they are escaped.
-    lblObjectName->setToolTip(oname.toHtmlEscaped());
+    lblObjectName->setToolTip(literalToolTip(oname));
     if (oname.size() > longestShown)
         oname = oname.left(longestShown) + QStringLiteral("...");
     lblObjectName->setText(oname);

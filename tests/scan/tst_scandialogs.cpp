@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QLabel>
 #include <QTest>
+#include <QTextDocument>
 
 namespace {
 
@@ -93,12 +94,17 @@ class TestScanDialogs : public QObject
         });
     }
 
-    void promptShowsTagsAsTheyStand()
+    void promptShowsNamesAsTheyStand()
     {
-        prompt("/tmp/<img src=x>", [](QWidget* dialog) {
-            QCOMPARE(label(dialog, "lblObjectName")->text(), "/tmp/<img src=x>");
-            QVERIFY(!label(dialog, "lblObjectName")->toolTip().contains('<'));
-        });
+        for (const char* name : {"/a<img src=x>b", "/a&b", "/a &lt;b&gt;"}) {
+            prompt(name, [name](QWidget* dialog) {
+                QCOMPARE(label(dialog, "lblObjectName")->text(), name);
+                const QString toolTip = label(dialog, "lblObjectName")->toolTip();
+                QTextDocument shown;
+                shown.setHtml(toolTip);
+                QCOMPARE(Qt::mightBeRichText(toolTip) ? shown.toPlainText() : toolTip, name);
+            });
+        }
     }
 
     void promptCannotBeLeftUnanswered()
