@@ -22,13 +22,14 @@ prepare_home() {
     )
 }
 
-# prepare_product TREE OUT: copies of everything below the product's tree that is written to.
+# prepare_product TREE SIGNATURES OUT: copies of everything below the product's tree that is written to.
 prepare_product() {
-    mkdir -p "$2/run" "$2/var/log/vardo" "$2/var/quarantine/vardo" "$2/var/lib/signatures"
-    cp -rL "$1/etc" "$2/etc"
-    cp -L /var/Quillstone/var/lib/signatures/* "$2/var/lib/signatures/" 2>/dev/null || true
-    rm -f "$2/etc/vardo/.lastScan"
-    : >"$2/etc/vardo/.quarantined"
+    mkdir -p "$3/run" "$3/var/log/vardo" "$3/var/quarantine/vardo" "$3/var/lib"
+    cp -rL "$2" "$3/var/lib/signatures"
+    cp -rL "$1/etc" "$3/etc"
+    cp -rL "$1/share/templates/." "$3/etc"
+    rm -f "$3/etc/vardo/.lastScan"
+    : >"$3/etc/vardo/.quarantined"
 }
 
 # bind_all FOLDER LEAVE-OUT...: arguments that show the entries of FOLDER as they are, but for some.

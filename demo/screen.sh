@@ -9,15 +9,18 @@ start_screen() {
     trap 'kill "$screen_PID" "${program:-}" 2>/dev/null || true' EXIT
 }
 
-# Every window of the product has the same name, so they are told apart by their size.
+# find_window WIDTH [HEIGHT]: every window of the product has the same name, so they are told apart by size.
 find_window() {
-    local id
+    local id geometry
     for id in $(xdotool search --onlyvisible --name '^Vardo$' 2>/dev/null); do
-        if xdotool getwindowgeometry --shell "$id" 2>/dev/null | grep -qx "WIDTH=$1" &&
-            { [ -z "${2:-}" ] || xdotool getwindowgeometry --shell "$id" | grep -qx "HEIGHT=$2"; }; then
-            echo "$id"
-            return 0
-        fi
+        # A window may go between the two questions.
+        geometry=$(xdotool getwindowgeometry --shell "$id" 2>/dev/null) || continue
+        case $geometry in
+            *WIDTH=$1*HEIGHT=${2:-}*)
+                echo "$id"
+                return 0
+                ;;
+        esac
     done
     return 1
 }
