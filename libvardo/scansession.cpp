@@ -44,6 +44,12 @@ qsavd::Begin beginMessage(const SessionOptions& options)
     return begin;
 }
 
+/// True for the errors of a socket that has too much on its way.
+bool isPassing(int failure)
+{
+    return failure == EAGAIN || failure == ETOOMANYREFS || failure == ENOBUFS || failure == ENOMEM;
+}
+
 class ServiceSession final : public ScanSession
 {
   public:
@@ -230,11 +236,12 @@ void ServiceSession::dispatch()
             continue;
         }
         putBack(batch);
-        if (failure == EAGAIN || failure == ETOOMANYREFS || failure == ENOBUFS || failure == ENOMEM) {
-            retrySoon_ = true;
-            return;
-        }
-        retire(worker, crashedRemark);
+        if (!worker->hungry()) // found dead
+            continue;
+        retrySoon_ = isPassing(failure);
+        if (!retrySoon_)
+            giveUp(std::string("not scanned: ") + std::strerror(failure));
+        return;
     }
 }
 

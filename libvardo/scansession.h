@@ -61,18 +61,20 @@ base::Result<ServiceInfo> startService(const ServicePaths& paths, bool wait,
 class ScanSession
 {
   public:
-    /// Called on the session's thread, once for each submitted id, in any order.
+    /// Called on the session's thread, once for each submitted id, in any order. Must be quick: no
+    /// other verdict comes meanwhile, and a session cannot end.
     using DoneHandler = std::function<void(std::uint64_t id, Verdict verdict)>;
 
-    /// Opens a session, starting the service if need be.
+    /// Opens a session, starting the service if need be. That takes as long as loading the signatures;
+    /// a caller who wants beats meanwhile calls startService first.
     static base::Result<std::unique_ptr<ScanSession>> open(const ServicePaths& paths,
                                                            const SessionOptions& options, DoneHandler done);
 
     virtual ~ScanSession() = default; ///< abandons what is in flight, at once; `done` is not called any more
 
-    /// Hands over a regular file (or memfd) opened for reading. `fd` stays the caller's and must stay
-    /// open until `done` was called for `id`. Never blocks; callable from any thread. When the service
-    /// is lost for good, every outstanding and later id gets an ERROR verdict.
+    /// Hands over a regular file (or memfd) opened for reading. Its file offset is left anywhere. `fd` stays
+    /// the caller's and must stay open until `done` was called for `id`. Never blocks; callable from any
+    /// thread. When the service is lost for good, every outstanding and later id gets an ERROR verdict.
     virtual void submit(std::uint64_t id, int fd, std::uint64_t size) = 0;
 };
 

@@ -37,7 +37,7 @@ WorkerLink::WorkerLink(std::uint32_t number, base::UniqueFd socket)
 
 bool WorkerLink::hungry() const
 {
-    return ready_ && batches_.size() < maxBatches && bytes_ <= qsavd::maxBatchBytes;
+    return ready_ && !gone_ && batches_.size() < maxBatches && bytes_ <= qsavd::maxBatchBytes;
 }
 
 int WorkerLink::send(const std::vector<ScanJob>& batch)
@@ -53,6 +53,7 @@ int WorkerLink::send(const std::vector<ScanJob>& batch)
     }
     const int failure =
         qsavd::sendMessage(socket_.get(), qsavd::asBytes(message), {fds.data(), batch.size()}, MSG_DONTWAIT);
+    gone_ = failure == EPIPE || failure == ECONNRESET;
     if (failure != 0)
         return failure;
     if (jobs_.empty())

@@ -38,7 +38,8 @@ class WorkerLink
     bool busy() const { return !ready_ || !jobs_.empty(); }
     Clock::time_point busySince() const { return since_; }
 
-    /// Hands over a batch. Returns 0 or an errno value; then the files are still the caller's.
+    /// Hands over a batch. Returns 0 or an errno value; then the files are still the caller's. A worker
+    /// that is found dead has perhaps left answers, which `receive` gives before it says Broken.
     int send(const std::vector<ScanJob>& batch);
 
     enum class Event { Nothing, Ready, Finished, Broken };
@@ -55,6 +56,7 @@ class WorkerLink
     std::uint32_t number_;
     base::UniqueFd socket_;
     bool ready_ = false;
+    bool gone_ = false;
     Clock::time_point since_;
     std::deque<ScanJob> jobs_;
     std::deque<std::size_t> batches_; ///< files not answered, for each batch under way

@@ -1,6 +1,7 @@
 #include "qsavd/filescanner.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 #include <vector>
 
@@ -23,7 +24,8 @@ struct ScanTrace
     std::string encryptedMember;
     std::uint64_t partLimit = 0;
     bool partTooLarge = false;
-    bool readFailed = false;
+    bool begun = false;
+    std::string_view failure; ///< what the library could not do and went on without
 
     std::string innerName() const;
 };
@@ -32,6 +34,7 @@ namespace {
 
 constexpr std::string_view separator = "=>";
 constexpr std::string_view unofficialMark = ".UNOFFICIAL";
+constexpr off_t smallestScanned = 5; ///< bytes that the library passes over unseen
 constexpr std::size_t maxHits = 16;
 constexpr std::size_t maxLayers = 128;
 constexpr long long bytecodeMilliseconds = 5000;
@@ -55,6 +58,7 @@ cl_error_t enterLayer(int, const char*, const char**, size_t, const char* name, 
                       uint32_t level, uint32_t, void* context)
 {
     ScanTrace& trace = traceOf(context);
+    trace.begun = true;
     if (level < maxLayers) {
         trace.layers.resize(level);
         trace.layers.push_back(level == 0 ? std::string() : shownName(name));
@@ -84,12 +88,27 @@ cl_error_t seeMember(const char*, unsigned long, const char* name, unsigned long
     return CL_CLEAN;
 }
 
-void seeMessage(cl_msg, const char*, const char* text, void* context)
+/// After these failures the library goes on with what it has, and may call the file clean.
+struct QuietFailure
 {
-    // The library goes on with what it could read and calls the file clean.
+    std::string_view message; ///< part of what it says about it
+    std::string_view remark;
+};
+constexpr std::array quietFailures{
+    QuietFailure{"pread", "cannot be read"}, QuietFailure{"write error", "no room to unpack it"},
+    QuietFailure{"Can't write", "no room to unpack it"}, QuietFailure{"Can't create", "no room to unpack it"},
+    QuietFailure{"allocate memory", "not enough memory"}};
+
+/// The scan that runs. Some messages come without the context of their scan; a process scans one file at
+/// a time.
+ScanTrace* runningScan = nullptr;
+
+void seeMessage(cl_msg, const char*, const char* text, void*)
+{
     const std::string_view message = text ? text : "";
-    if (context && message.find("pread") != message.npos)
-        traceOf(context).readFailed = true;
+    for (const QuietFailure& failure : quietFailures)
+        if (runningScan && message.find(failure.message) != message.npos)
+            runningScan->failure = failure.remark;
 }
 
 std::string sizeText(std::uint64_t bytes)
@@ -191,16 +210,20 @@ FileFinding FileScanner::scan(int file)
 
     ScanTrace trace;
     trace.partLimit = limits_.maxFileSize;
+    runningScan = &trace;
     const char* virus = nullptr;
     unsigned long scanned = 0;
     const cl_error_t code = cl_scandesc_callback(file, nullptr, &virus, &scanned, engine_, &options_, &trace);
+    runningScan = nullptr;
     FileFinding result = judge(code, virus, trace);
     if (result.finding != Finding::Clean)
         return result;
     if (!unchanged(before, file))
         return failure("changed while it was scanned");
-    if (trace.readFailed)
-        return failure("not wholly scanned: cannot be read");
+    if (!trace.failure.empty())
+        return failure("not wholly scanned: " + std::string(trace.failure));
+    if (!trace.begun && before.st_size > smallestScanned)
+        return failure("not scanned: the scanner could not begin");
     if (trace.partTooLarge)
         return failure(limitRemark("MaxFileSize"));
     return result;

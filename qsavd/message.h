@@ -91,9 +91,10 @@ inline Receive receiveMessage(int socket, Message& message, int flags = 0)
     header.msg_controllen = control.size();
     message.fds.clear();
     ssize_t got = 0;
+    // A peer that ends with unread messages is told of once, ahead of what it still sent.
     do
         got = recvmsg(socket, &header, flags | MSG_CMSG_CLOEXEC);
-    while (got < 0 && errno == EINTR);
+    while (got < 0 && (errno == EINTR || errno == ECONNRESET));
     if (got < 0)
         return errno == EAGAIN || errno == EWOULDBLOCK ? Receive::Nothing : Receive::Closed;
     adoptDescriptors(header, message.fds);

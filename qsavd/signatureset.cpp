@@ -101,9 +101,12 @@ cl_engine* SignatureSet::engine(bool packed)
 {
     if (packed)
         return unpacking_.get();
-    std::string failed;
-    if (!notUnpacking_)
+    if (!notUnpacking_) {
+        std::string failed;
+        const unsigned int count = count_;
         notUnpacking_ = loadOnce(false, failed);
+        count_ = count;
+    }
     return notUnpacking_.get();
 }
 

@@ -44,6 +44,7 @@ class TestVerdicts : public QObject
     void encryptedAndBrokenFiles();
     void whatIsNotScannedIsNeverClean_data();
     void whatIsNotScannedIsNeverClean();
+    void noRoomToUnpackIsNotClean();
     void bombsEndInTime();
     void onlyRegularFiles();
     void changingFileIsNotClean();
@@ -189,6 +190,22 @@ void TestVerdicts::whatIsNotScannedIsNeverClean()
     const Verdict verdict = scan(content, options);
     QCOMPARE(verdict.status, int(SCANSTAT_ERROR));
     QCOMPARE(QString::fromStdString(verdict.remark), remark);
+}
+
+void TestVerdicts::noRoomToUnpackIsNotClean()
+{
+    const QString zip = home_.write("harmless.zip", ZipWriter::single("text", QByteArray(2000, 'x')));
+    TestScan scan(home_, withWorkers(1));
+    scan.submit(zip);
+    QVERIFY(scan.waitForAll());
+    QCOMPARE(scan.verdict(0).status, int(SCANSTAT_CLEAN));
+    const QDir workspace(home_.workspace());
+    for (const QString& directory : workspace.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+        QCOMPARE(chmod(QFile::encodeName(workspace.filePath(directory)).constData(), 0500), 0);
+    scan.submit(zip);
+    QVERIFY(scan.waitForAll());
+    QCOMPARE(scan.verdict(1).status, int(SCANSTAT_ERROR));
+    QVERIFY2(scan.verdict(1).remark.starts_with("not wholly scanned: "), scan.verdict(1).remark.c_str());
 }
 
 void TestVerdicts::bombsEndInTime()
