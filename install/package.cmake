@@ -9,6 +9,7 @@ set(CPACK_PACKAGE_DESCRIPTION
 window, and quarantines, renames or deletes what it finds. The signatures are
 loaded once and shared by every scan; files are parsed by processes of their
 own, so that a malformed file costs itself only.")
+set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
