@@ -6,6 +6,7 @@
 #include "qsavd/message.h"
 
 #include <algorithm>
+#include <csignal>
 #include <list>
 #include <mutex>
 #include <thread>
@@ -130,6 +131,10 @@ void ServiceSession::submit(std::uint64_t id, int fd, std::uint64_t size)
 
 void ServiceSession::run()
 {
+    // Signals are for the threads of whoever uses the library.
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
     while (takeSubmitted()) {
         if (lost_.empty())
             dispatch();
