@@ -137,6 +137,10 @@ int runService(const Settings& settings)
     auto workspace = listener ? Workspace::create() : listener.error();
     if (!workspace || !pidFile.value().record()) {
         announce(workspace ? "The pid file cannot be written." : workspace.error().text);
+        if (listener)
+            listener.value().close();
+        if (pidFile)
+            pidFile.value().remove();
         return EXIT_FAILURE;
     }
     announce("ready");

@@ -138,6 +138,7 @@ void TestLifecycle::replacesNothingElse()
     QVERIFY(!info.error().text.empty());
     QCOMPARE(content(victim), QByteArray("precious\n"));
     QVERIFY(exists(home.path(name).toStdString()));
+    QVERIFY(exists(home.paths().socket) != exists(home.paths().pidFile)); // and leaves nothing of its own
 }
 
 void TestLifecycle::serviceRefusesOtherUsers()
