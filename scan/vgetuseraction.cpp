@@ -12,7 +12,6 @@
 #include <QHBoxLayout>
 #include <QKeySequence>
 #include <QLabel>
-#include <QTextDocument>
 #include <QVBoxLayout>
 
 namespace {
@@ -21,12 +20,14 @@ const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 constexpr int longestShown = 27;
 
-/// A tool tip that shows `text` as it stands: a file's name may look like tags, which a tool tip would take.
-QString literalToolTip(const QString& text)
+/// A tool tip that shows `name` as it stands. Rich text, as that alone is wrapped: the end of a path is what
+/// tells files apart, and must not leave the screen.
+QString literalToolTip(const QString& name)
 {
-    if (!Qt::mightBeRichText(text))
-        return text;
-    return QStringLiteral("<qt>") + text.toHtmlEscaped() + QStringLiteral("</qt>");
+    if (name.isEmpty())
+        return name;
+    return QStringLiteral("<p style=\"white-space:pre-wrap\">") + name.toHtmlEscaped() +
+           QStringLiteral("</p>");
 }
 
 void setTexts(QAbstractButton* button, const QString& text, const QString& shortcut, const QString& toolTip)
@@ -101,6 +102,11 @@ void VGetUserAction::languageChange()
 
 void VGetUserAction::init()
 {
+    fit();
+}
+
+void VGetUserAction::fit()
+{
     resize(sizeHint());
     makeWidgetRound(6, 13);
 }
@@ -113,11 +119,16 @@ int VGetUserAction::getUserAction()
 
 int VGetUserAction::getUserAction(const char* objName)
 {
-    QString oname = shownText(objName);
+    QString oname = shownText(oneLine(objName));
     lblObjectName->setToolTip(literalToolTip(oname));
     if (oname.size() > longestShown)
         oname = oname.left(longestShown) + QStringLiteral("...");
     lblObjectName->setText(oname);
+    // Wide letters need more room than the empty window was shaped for. A label that was never shown leaves
+    // its layouts as they are.
+    titleLayout->invalidate();
+    mainLayout->invalidate();
+    fit();
     return getUserAction();
 }
 

@@ -41,6 +41,7 @@ class VGetUserAction : public RoundedWindow<QDialog>
     void buildActions();
     void languageChange();
     void init();
+    void fit();
     void answer(int code);
 
     int userAction = -1;

@@ -21,7 +21,8 @@ using namespace scripted;
 namespace {
 
 const char longPath[] = "/srv/data/very/deep/tree/of/folders/with/long/names/that/go/on/and/on/for/more/than/"
-                        "a/hundred/and/fifty/characters/until/at/last/a/file/appears/in/it/report 2026.odt";
+                        "a/hundred/and/fifty/characters/until/at/last/a/file/appears/in/it/and/deeper/still/"
+                        "where/nobody/looks/report 2026.odt";
 
 bool never()
 {

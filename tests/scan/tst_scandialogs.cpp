@@ -24,6 +24,15 @@ QLabel* label(QWidget* dialog, const char* name)
     return dialog->findChild<QLabel*>(name);
 }
 
+/// The prompt's tool tip as the user reads it.
+QString shownToolTip(QWidget* dialog)
+{
+    const QString toolTip = label(dialog, "lblObjectName")->toolTip();
+    QTextDocument shown;
+    shown.setHtml(toolTip);
+    return Qt::mightBeRichText(toolTip) ? shown.toPlainText() : toolTip;
+}
+
 } // namespace
 
 /// The dialogs that open during and after a scan.
@@ -86,7 +95,7 @@ class TestScanDialogs : public QObject
         prompt(name, [&](QWidget* dialog) { QCOMPARE(label(dialog, "lblObjectName")->text(), name); });
         prompt(name + 'x', [&](QWidget* dialog) {
             QCOMPARE(label(dialog, "lblObjectName")->text(), name + "...");
-            QCOMPARE(label(dialog, "lblObjectName")->toolTip(), name + 'x');
+            QCOMPARE(shownToolTip(dialog), name + 'x');
         });
         prompt(nullptr, [](QWidget* dialog) {
             QCOMPARE(label(dialog, "lblObjectName")->text(), "");
@@ -94,15 +103,26 @@ class TestScanDialogs : public QObject
         });
     }
 
+    void promptFitsItsName()
+    {
+        for (const QByteArray& name : {QByteArray(27, 'W'), QByteArray("/a\n\n\n\n\n\r\nb")}) {
+            prompt(name, [](QWidget* dialog) {
+                const QRect shown = dialog->mask().boundingRect();
+                QCOMPARE(shown.size(), dialog->size() - QSize(1, 1));
+                const QLabel* shownName = label(dialog, "lblObjectName");
+                QVERIFY(shown.contains(shownName->geometry()));
+                QVERIFY(shownName->width() >= shownName->sizeHint().width());
+                QVERIFY(shownName->sizeHint().height() < 2 * shownName->fontMetrics().height());
+            });
+        }
+    }
+
     void promptShowsNamesAsTheyStand()
     {
-        for (const char* name : {"/a<img src=x>b", "/a&b", "/a &lt;b&gt;"}) {
+        for (const char* name : {"/a<img src=x>b", "/a&b", "/a &lt;b&gt;", "/  a   b ", "/tmp/caf\u00e9"}) {
             prompt(name, [name](QWidget* dialog) {
                 QCOMPARE(label(dialog, "lblObjectName")->text(), name);
-                const QString toolTip = label(dialog, "lblObjectName")->toolTip();
-                QTextDocument shown;
-                shown.setHtml(toolTip);
-                QCOMPARE(Qt::mightBeRichText(toolTip) ? shown.toPlainText() : toolTip, name);
+                QCOMPARE(shownToolTip(dialog), name);
             });
         }
     }
