@@ -1,5 +1,7 @@
 #include "kit/vtextpane.h"
 
+#include "kit/visibletext.h"
+
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QGuiApplication>
@@ -30,20 +32,6 @@ qsizetype characterLength(QByteArrayView rest)
     const auto lead = static_cast<unsigned char>(rest.front());
     const qsizetype length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
     return length <= rest.size() && rest.first(length).isValidUtf8() ? length : 0;
-}
-
-/// What stands for a character that would change the row itself: control pictures for control characters, the
-/// replacement character for line separators and for the marks that reverse the text after them.
-QString visible(const QString& character)
-{
-    const char16_t code = character.at(0).unicode();
-    if (code < 0x20 && code != '\t')
-        return QChar(0x2400 + code);
-    if (code == 0x7F)
-        return QChar(0x2421);
-    const bool harmful = (code >= 0x80 && code < 0xA0) || (code >= 0x2028 && code <= 0x202E) ||
-                         (code >= 0x2066 && code <= 0x2069);
-    return harmful ? QString(QChar(QChar::ReplacementCharacter)) : character;
 }
 
 } // namespace
@@ -139,7 +127,7 @@ VTextPane::Row VTextPane::shownRow(int row) const
     for (qsizetype i = 0; i < view.size();) {
         const qsizetype length = characterLength(view.sliced(i));
         const QString character = length == 0 ? QString(QChar(QChar::ReplacementCharacter))
-                                              : visible(QString::fromUtf8(view.sliced(i, length)));
+                                              : visibleCharacter(QString::fromUtf8(view.sliced(i, length)));
         shown.text += character;
         shown.offsets.insert(shown.offsets.end(), static_cast<std::size_t>(character.size()), base + i);
         i += std::max<qsizetype>(length, 1);

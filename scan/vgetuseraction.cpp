@@ -3,6 +3,7 @@
 #include "engine/interface.h"
 #include "kit/imagecollection.h"
 #include "kit/labels.h"
+#include "kit/visibletext.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
 #include "scan/namebytes.h"
@@ -119,7 +120,7 @@ int VGetUserAction::getUserAction()
 
 int VGetUserAction::getUserAction(const char* objName)
 {
-    QString oname = shownText(oneLine(objName));
+    QString oname = visibleText(shownText(objName));
     lblObjectName->setToolTip(literalToolTip(oname));
     if (oname.size() > longestShown)
         oname = oname.left(longestShown) + QStringLiteral("...");

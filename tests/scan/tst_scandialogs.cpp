@@ -127,6 +127,16 @@ class TestScanDialogs : public QObject
         }
     }
 
+    /// Marks that reverse the text after them would make one name look like another.
+    void promptShowsWhatNamesHide()
+    {
+        prompt("/exe\u202e.fdp\x1b\u2028\U0001F600", [](QWidget* dialog) {
+            const QString shown = "/exe\uFFFD.fdp\u241B\uFFFD\U0001F600";
+            QCOMPARE(label(dialog, "lblObjectName")->text(), shown);
+            QCOMPARE(shownToolTip(dialog), shown);
+        });
+    }
+
     void promptCannotBeLeftUnanswered()
     {
         prompt("/x", [](QWidget* dialog) {
