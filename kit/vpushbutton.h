@@ -14,11 +14,6 @@ class VPushButton : public QPushButton
     VPushButton(const QString& strImage, const QString& backgroundImage, bool toggle, QWidget* parent,
                 const char* name = nullptr);
 
-    bool isOn() const { return isChecked(); }
-
-  public slots:
-    void setOn(bool on) { setChecked(on); }
-
   protected:
     void paintEvent(QPaintEvent* event) override;
     virtual void drawButton(QPainter* painter);

@@ -5,7 +5,7 @@
 #include <QLabel>
 #include <QMovie>
 
-/// Puts the progress animation into `label`, at rest on its first picture. `movie` must outlive the label.
+/// Puts the progress animation into `label`, at rest on its first picture. `movie` may go before the label.
 /// Without the installed file the label stays empty.
 inline void setProgressMovie(QLabel* label, QMovie& movie)
 {

@@ -38,7 +38,6 @@ void memScanThread::run()
         ContextDataType sdata = {cData.form->lblProgress};
         const int ret = cData.scanner->DoMemoryScan(VMemScanDialog::MemScanCallBack, &sdata, true);
         scanError = ret >= 0;
-        Running = false;
         emit scanFinished();
     }
     Running = false;

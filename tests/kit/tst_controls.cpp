@@ -151,9 +151,9 @@ void TestControls::acceleratorClicksWithoutFocus()
     QVERIFY(QTest::qWaitForWindowActive(&window));
     QTest::keyClick(&window, Qt::Key_S, Qt::AltModifier);
     QTRY_COMPARE(clicks.count(), 1);
-    QVERIFY(button.isOn());
+    QVERIFY(button.isChecked());
     QTest::mouseClick(&button, Qt::LeftButton);
-    QVERIFY(!button.isOn() && !button.hasFocus());
+    QVERIFY(!button.isChecked() && !button.hasFocus());
 }
 
 void TestControls::indicatorIsCentredAndTextStartsAt22()
