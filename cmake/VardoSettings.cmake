@@ -24,6 +24,10 @@ add_compile_definitions(_FILE_OFFSET_BITS=64)
 if(VARDO_SANITIZE)
   add_compile_options(-fsanitize=${VARDO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${VARDO_SANITIZE})
+  # Qt and what it loads are not instrumented, so that reports from inside them mean nothing.
+  set(VARDO_SANITIZER_ENV
+    TSAN_OPTIONS=ignore_noninstrumented_modules=1:die_after_fork=0:suppressions=${CMAKE_SOURCE_DIR}/cmake/tsan.supp
+    LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/cmake/lsan.supp)
 else()
   add_compile_options(-fstack-protector-strong)
   if(CMAKE_BUILD_TYPE STREQUAL "Release")

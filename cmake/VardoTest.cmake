@@ -8,9 +8,10 @@ function(vardo_test name)
   add_executable(${name} ${ARG_SOURCES})
   set_target_properties(${name} PROPERTIES AUTOMOC ON)
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} Qt6::Test)
+  set(environment QT_QPA_PLATFORM=offscreen ${VARDO_SANITIZER_ENV} ${ARG_ENV})
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES
     TIMEOUT ${ARG_TIMEOUT}
     LABELS "${ARG_LABELS}"
-    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;${ARG_ENV}")
+    ENVIRONMENT "${environment}")
 endfunction()
