@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -55,6 +56,20 @@ std::string sizeField(off_t size)
     return std::string(text, end.ptr) + "K";
 }
 
+/// Appends all of `record` or nothing.
+bool append(int file, const std::string& record)
+{
+    // One write: a reader never meets half a record.
+    const ssize_t written = ::write(file, record.data(), record.size());
+    if (written == static_cast<ssize_t>(record.size()))
+        return true;
+    // Half a record, from a disk that is full, would take the next one along.
+    struct stat status = {};
+    if (written > 0 && ::fstat(file, &status) == 0)
+        (void)!::ftruncate(file, status.st_size - written);
+    return false;
+}
+
 } // namespace
 
 bool appendQuarantineRecord(const char* objName, const char* virus)
@@ -72,6 +87,5 @@ bool appendQuarantineRecord(const char* objName, const char* virus)
          {file, dateField(status.st_atime), sizeField(status.st_size), std::string(virus)})
         record.append(field).append(quarantineSeparator);
     record += '\n';
-    // One write: a reader never meets half a record.
-    return ::write(records.get(), record.data(), record.size()) == static_cast<ssize_t>(record.size());
+    return append(records.get(), record);
 }

@@ -4,10 +4,12 @@
 #include <QApplication>
 #include <QTest>
 
+#include <csignal>
 #include <ctime>
 #include <filesystem>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -136,6 +138,24 @@ class TestQuarantineRecord : public QObject
         fs::remove(records);
         fs::create_directory(records);
         QVERIFY(!appendQuarantineRecord("/here", "v"));
+    }
+
+    void noHalfRecordIsLeftWhenSpaceRunsOut()
+    {
+        putAway("first", 1, 0);
+        putAway("second", 1, 0);
+        QVERIFY(appendQuarantineRecord("/first", "v"));
+        const std::string before = sandbox::readFile(records);
+        rlimit limit{};
+        getrlimit(RLIMIT_FSIZE, &limit);
+        const rlimit tight{before.size() + 10, limit.rlim_max};
+        const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+        setrlimit(RLIMIT_FSIZE, &tight);
+        const bool appended = appendQuarantineRecord("/second", "v");
+        setrlimit(RLIMIT_FSIZE, &limit);
+        std::signal(SIGXFSZ, handler);
+        QVERIFY(!appended);
+        QCOMPARE(sandbox::readFile(records), before);
     }
 
     void plantedLinksAreRefused_data()
