@@ -73,15 +73,15 @@ QImage uic_findImage(const QString& name)
 
 QPixmap MimeSourceFactory_vardogui::data(const QString& abs_name) const
 {
-    const auto known = m_stored.constFind(abs_name);
-    if (known != m_stored.cend() || abs_name.isNull())
-        return known != m_stored.cend() ? *known : QPixmap();
+    const auto known = stored_.constFind(abs_name);
+    if (known != stored_.cend() || abs_name.isNull())
+        return known != stored_.cend() ? *known : QPixmap();
     const QImage image = uic_findImage(abs_name);
     if (image.isNull())
         return {};
-    if (m_stored.isEmpty())
+    if (stored_.isEmpty())
         qAddPostRoutine(forgetPixmaps);
-    return *m_stored.insert(abs_name, QPixmap::fromImage(image));
+    return *stored_.insert(abs_name, QPixmap::fromImage(image));
 }
 
 void qInitImages_vardogui()

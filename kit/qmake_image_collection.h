@@ -13,10 +13,10 @@ class MimeSourceFactory_vardogui
     QPixmap data(const QString& abs_name) const;
 
     /// Drops what has been decompressed; the next request goes to the table again.
-    void forget() { m_stored.clear(); }
+    void forget() { stored_.clear(); }
 
   private:
-    mutable QHash<QString, QPixmap> m_stored;
+    mutable QHash<QString, QPixmap> stored_;
 };
 
 /// Installs the one factory; nothing happens if it stands already. Done before main by a static object.
