@@ -24,8 +24,9 @@ ScanPipeline::~ScanPipeline()
 
 base::Result<bool> ScanPipeline::open(const SessionFactory& factory, const SessionOptions& options)
 {
-    auto opened =
-        factory(options, [this](std::uint64_t id, Verdict verdict) { done(id, std::move(verdict)); });
+    auto opened = factory(
+        options, [this](std::uint64_t id, Verdict verdict) { done(id, std::move(verdict)); },
+        [this] { return !stopped_; });
     if (!opened)
         return opened.error();
     session_ = std::move(opened).value();

@@ -19,9 +19,9 @@
 
 namespace vardo {
 
-/// Opens the session that a scan hands its files to.
+/// Opens the session that a scan hands its files to; gives up soon after `goesOn` has become false.
 using SessionFactory = std::function<base::Result<std::unique_ptr<ScanSession>>(
-    const SessionOptions& options, ScanSession::DoneHandler done)>;
+    const SessionOptions& options, ScanSession::DoneHandler done, const std::function<bool()>& goesOn)>;
 
 /// What becomes of one file; several items share one when they are links to the same file.
 class ScanOutcome
@@ -69,11 +69,11 @@ struct ScanItem
 class ScanPipeline
 {
   public:
-    /// At most `window` items are inside. The pipeline is useless until open() succeeded.
+    /// At most `window` items are inside. Nothing can be pushed until open() succeeded.
     explicit ScanPipeline(std::size_t window);
     ~ScanPipeline();
 
-    /// Opens the session. Call once, before any other function.
+    /// Walking side: opens the session, which may take long. Call once, before anything is pushed.
     base::Result<bool> open(const SessionFactory& factory, const SessionOptions& options);
 
     /// Walking side: appends `item`, and when it has a descriptor but no outcome hands the file to the

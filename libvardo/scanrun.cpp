@@ -1,5 +1,7 @@
 #include "libvardo/scanrun.h"
 
+#include "libvardo/threadsignals.h"
+
 #include <algorithm>
 #include <exception>
 #include <thread>
@@ -21,13 +23,14 @@ std::size_t window()
     return std::clamp<std::size_t>(limit.rlim_cur / 4, 4, largestWindow);
 }
 
-/// Ends the producer on every way out; the pipeline must outlive it.
+/// Feeds the pipeline, which must outlive it. Ends on every way out.
 class ProducerThread
 {
   public:
-    ProducerThread(ScanPipeline& pipeline, const std::function<void(ScanPipeline&)>& produce)
+    /// Runs `produce`, which returns what went wrong; empty normally.
+    ProducerThread(ScanPipeline& pipeline, std::function<std::string()> produce)
         : pipeline_(pipeline)
-        , thread_([this, &produce] { run(produce); })
+        , thread_([this, work = std::move(produce)] { run(work); })
     {
     }
     ProducerThread(const ProducerThread&) = delete;
@@ -41,14 +44,15 @@ class ProducerThread
         pipeline_.stop();
         thread_.join();
     }
-    /// What went wrong, after join(); empty normally.
+    /// The result of `produce`, after join().
     const std::string& failure() const { return failure_; }
 
   private:
-    void run(const std::function<void(ScanPipeline&)>& produce)
+    void run(const std::function<std::string()>& produce)
     {
+        leaveSignalsToOthers();
         try {
-            produce(pipeline_);
+            failure_ = produce();
         } catch (const std::exception& problem) {
             failure_ = problem.what();
         }
@@ -66,12 +70,15 @@ base::Result<ScanEnd> runScan(const SessionFactory& openSession, const SessionOp
                               const std::function<void(ScanPipeline&)>& produce, ScanReporter& reporter)
 {
     ScanPipeline pipeline(window());
-    if (const auto opened = pipeline.open(openSession, options); !opened)
-        return opened.error();
-    ProducerThread producer(pipeline, produce);
+    ProducerThread producer(pipeline, [&]() -> std::string {
+        if (const auto opened = pipeline.open(openSession, options); !opened)
+            return opened.error().text;
+        produce(pipeline);
+        return {};
+    });
     const bool complete = reporter.run(pipeline);
     producer.join();
-    if (!producer.failure().empty())
+    if (complete && !producer.failure().empty())
         return base::Error{0, producer.failure()};
     return ScanEnd{!complete, reporter.recordFailures()};
 }

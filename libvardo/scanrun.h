@@ -76,7 +76,8 @@ struct ScanEnd
     unsigned recordFailures = 0;
 };
 
-/// Runs one scan: `produce` feeds the pipeline on a thread of its own while the calling thread reports.
+/// Runs one scan: a thread of its own opens the session and then feeds the pipeline with `produce`, while
+/// the calling thread reports. Whatever happens after the front-end asked to stop is no failure.
 base::Result<ScanEnd> runScan(const SessionFactory& openSession, const SessionOptions& options,
                               const std::function<void(ScanPipeline&)>& produce, ScanReporter& reporter);
 

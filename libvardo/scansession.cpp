@@ -2,11 +2,11 @@
 
 #include "engine/interface.h"
 #include "libvardo/servicelink.h"
+#include "libvardo/threadsignals.h"
 #include "libvardo/workerlink.h"
 #include "qsavd/message.h"
 
 #include <algorithm>
-#include <csignal>
 #include <list>
 #include <mutex>
 #include <thread>
@@ -131,10 +131,7 @@ void ServiceSession::submit(std::uint64_t id, int fd, std::uint64_t size)
 
 void ServiceSession::run()
 {
-    // Signals are for the threads of whoever uses the library.
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+    leaveSignalsToOthers();
     while (takeSubmitted()) {
         if (lost_.empty())
             dispatch();
@@ -339,9 +336,10 @@ int ServiceSession::millisecondsLeft() const
 } // namespace
 
 base::Result<std::unique_ptr<ScanSession>> ScanSession::open(const ServicePaths& paths,
-                                                             const SessionOptions& options, DoneHandler done)
+                                                             const SessionOptions& options, DoneHandler done,
+                                                             const std::function<bool()>& beat)
 {
-    auto link = linkToService(paths, {});
+    auto link = linkToService(paths, beat);
     if (!link)
         return link.error();
     base::UniqueFd wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));

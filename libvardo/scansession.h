@@ -52,7 +52,7 @@ struct ServiceInfo
 };
 
 /// Finds the service of `paths`, or starts it, and with `wait` returns only when its signatures are
-/// loaded. `beat`, when given, is called every 100 ms meanwhile; false from it gives up.
+/// loaded. `beat`, when given, is called at least every 100 ms meanwhile; false from it gives up.
 base::Result<ServiceInfo> startService(const ServicePaths& paths, bool wait,
                                        const std::function<bool()>& beat);
 
@@ -65,10 +65,11 @@ class ScanSession
     /// other verdict comes meanwhile, and a session cannot end.
     using DoneHandler = std::function<void(std::uint64_t id, Verdict verdict)>;
 
-    /// Opens a session, starting the service if need be. That takes as long as loading the signatures;
-    /// a caller who wants beats meanwhile calls startService first.
+    /// Opens a session, starting the service if need be, which takes as long as loading the signatures.
+    /// `beat` as for startService.
     static base::Result<std::unique_ptr<ScanSession>> open(const ServicePaths& paths,
-                                                           const SessionOptions& options, DoneHandler done);
+                                                           const SessionOptions& options, DoneHandler done,
+                                                           const std::function<bool()>& beat);
 
     virtual ~ScanSession() = default; ///< abandons what is in flight, at once; `done` is not called any more
 

@@ -5,8 +5,10 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
+#include <optional>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -17,7 +19,7 @@ namespace vardo {
 
 namespace {
 
-constexpr int answerMilliseconds = 10000;
+constexpr auto answerTime = std::chrono::seconds(10);
 constexpr std::size_t maxAnswer = 1000;
 
 /// The settings of posix_spawn for a process without ties to us but its standard output.
@@ -79,18 +81,22 @@ std::vector<std::string> serviceArguments(const std::string& program, const Serv
     return arguments;
 }
 
-/// What the service says before it closes its output, without the line end.
-std::string readAnswer(int output)
+/// What the service says before it closes its output, without the line end; nothing when `beat` gave up.
+std::optional<std::string> readAnswer(int output, const std::function<bool()>& beat)
 {
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + answerTime;
     std::string answer;
-    for (;;) {
+    while (answer.size() <= maxAnswer && Clock::now() < deadline) {
         pollfd watched{output, POLLIN, 0};
-        const int ready = poll(&watched, 1, answerMilliseconds);
-        if (ready < 0 && errno == EINTR)
+        const int ready = poll(&watched, 1, beatMilliseconds);
+        if (ready == 0 && beat && !beat())
+            return std::nullopt;
+        if (ready <= 0)
             continue;
         std::array<char, 256> part{};
-        const ssize_t got = ready > 0 ? read(output, part.data(), part.size()) : 0;
-        if (got <= 0 || answer.size() > maxAnswer)
+        const ssize_t got = read(output, part.data(), part.size());
+        if (got <= 0)
             break;
         answer.append(part.data(), static_cast<std::size_t>(got));
     }
@@ -99,7 +105,12 @@ std::string readAnswer(int output)
 
 } // namespace
 
-base::Result<bool> launchService(const ServicePaths& paths)
+base::Error startCancelled()
+{
+    return {ECANCELED, "The start of the scanning service was cancelled."};
+}
+
+base::Result<bool> launchService(const ServicePaths& paths, const std::function<bool()>& beat)
 {
     const std::string program = paths.program.empty() ? serviceProgram() : paths.program;
     if (program.empty())
@@ -115,14 +126,18 @@ base::Result<bool> launchService(const ServicePaths& paths)
         return base::Error{failure,
                            "The scanning service cannot be started: " + std::string(std::strerror(failure))};
     input.reset();
-    const std::string answer = readAnswer(output.get());
-    // It goes to the background by itself: the process we started is gone at once.
+    const std::optional<std::string> answer = readAnswer(output.get(), beat);
+    // It goes to the background by itself: normally the process we started is gone by now.
+    if (!answer)
+        kill(pid, SIGKILL);
     while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
     }
-    if (answer == "ready" || answer == "running")
+    if (!answer)
+        return startCancelled();
+    if (*answer == "ready" || *answer == "running")
         return true;
     return base::Error{EIO, "The scanning service does not start: " +
-                                (answer.empty() ? "no reason given" : answer)};
+                                (answer->empty() ? "no reason given" : *answer)};
 }
 
 } // namespace vardo

@@ -22,13 +22,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto reachLimit = std::chrono::seconds(10);
 constexpr auto retryPause = std::chrono::milliseconds(10);
-constexpr int beatMilliseconds = 100;
 constexpr int greetingAttempts = 3;
-
-base::Error cancelled()
-{
-    return {ECANCELED, "The start of the scanning service was cancelled."};
-}
 
 bool goesOn(const std::function<bool()>& beat)
 {
@@ -103,7 +97,7 @@ base::Result<base::UniqueFd> reachService(const ServicePaths& paths, const std::
             return socket;
         if (code == ENOENT || code == ECONNREFUSED) {
             // Of two services that start at once one gives way; the other will listen in a moment.
-            if (const auto launched = launchService(paths); !launched)
+            if (const auto launched = launchService(paths, beat); !launched)
                 return launched.error();
         } else if (code != EAGAIN) {
             return unreachable(paths.socket, code);
@@ -111,7 +105,7 @@ base::Result<base::UniqueFd> reachService(const ServicePaths& paths, const std::
         if (Clock::now() > deadline)
             return unreachable(paths.socket, code);
         if (!goesOn(beat))
-            return cancelled();
+            return startCancelled();
         if (connectOnce(paths.socket, socket) == 0)
             return socket;
         std::this_thread::sleep_for(retryPause);
@@ -129,7 +123,7 @@ base::Result<ServiceLink> linkToService(const ServicePaths& paths, const std::fu
         bool gaveUp = false;
         if (!awaitGreeting(socket.value().get(), beat, hello, gaveUp)) {
             if (gaveUp)
-                return cancelled();
+                return startCancelled();
             continue;
         }
         if (hello.version != qsavd::protocolVersion)

@@ -126,8 +126,9 @@ vardo::ActionPlan actionPlan(ScanConfig& config, const EngineState& state, const
 
 vardo::SessionFactory sessionFactory(const vardo::ServicePaths& paths)
 {
-    return [paths](const vardo::SessionOptions& options, vardo::ScanSession::DoneHandler done) {
-        return vardo::ScanSession::open(paths, options, std::move(done));
+    return [paths](const vardo::SessionOptions& options, vardo::ScanSession::DoneHandler done,
+                   const std::function<bool()>& goesOn) {
+        return vardo::ScanSession::open(paths, options, std::move(done), goesOn);
     };
 }
 

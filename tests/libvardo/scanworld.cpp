@@ -104,9 +104,13 @@ ScanWorld* scanning = nullptr; // the prompt has no context of its own
 
 vardo::SessionFactory FakeService::factory()
 {
-    return [this](const vardo::SessionOptions& sessionOptions,
-                  vardo::ScanSession::DoneHandler done) -> base::Result<std::unique_ptr<vardo::ScanSession>> {
+    return [this](const vardo::SessionOptions& sessionOptions, vardo::ScanSession::DoneHandler done,
+                  const std::function<bool()>& goesOn) -> base::Result<std::unique_ptr<vardo::ScanSession>> {
         options = sessionOptions;
+        for (; loading; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
+            if (!goesOn())
+                return base::Error{ECANCELED, "given up"};
+        }
         return std::unique_ptr<vardo::ScanSession>(new FakeSession(*this, std::move(done)));
     };
 }

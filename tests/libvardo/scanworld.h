@@ -23,6 +23,7 @@ class FakeService
     vardo::SessionFactory factory();
 
     bool backwards = false;            ///< answers the newest file first
+    std::atomic<bool> loading = false; ///< opens no session while true
     std::atomic<int> delayMs = 0;      ///< before each answer
     std::atomic<bool> holding = false; ///< answers nothing while true
     std::function<void(const QByteArray&)>

@@ -22,6 +22,8 @@ class TestScan : public QObject
     void goesOnWhenARecordFails();
     void aChangingFileIsNotClean();
     void tellsWhenNoSessionOpens();
+    void beatsWhileTheSessionOpens();
+    void stopsWhileTheSessionOpens();
     void staysSmall();
 };
 
@@ -145,13 +147,43 @@ void TestScan::tellsWhenNoSessionOpens()
     QS_InterfaceScanStatistics statistics = {};
     vardo::ScanReporter reporter({}, {}, statistics);
     const vardo::SessionFactory refuses =
-        [](const vardo::SessionOptions&,
-           vardo::ScanSession::DoneHandler) -> base::Result<std::unique_ptr<vardo::ScanSession>> {
+        [](const vardo::SessionOptions&, vardo::ScanSession::DoneHandler,
+           const std::function<bool()>&) -> base::Result<std::unique_ptr<vardo::ScanSession>> {
         return base::Error{0, "no signatures"};
     };
     const auto end = vardo::runFileScan(refuses, {}, {"/"}, {}, reporter);
     QVERIFY(!end);
     QCOMPARE(end.error().text, std::string("no signatures"));
+}
+
+void TestScan::beatsWhileTheSessionOpens()
+{
+    ScanWorld world;
+    world.write("file");
+    world.service.loading = true;
+    world.onCall = [&world](const Call&) {
+        world.service.loading = world.beats() < 3;
+        return static_cast<int>(CALLBACK_CONTINUE);
+    };
+    QCOMPARE(world.scan(), 0);
+    QVERIFY(world.beats() >= 3);
+    for (const Call& call : world.calls)
+        QVERIFY(call.thread == std::this_thread::get_id());
+    QCOMPARE(world.files(true), Names{"file 1"});
+}
+
+void TestScan::stopsWhileTheSessionOpens()
+{
+    ScanWorld world;
+    world.write("file");
+    world.service.loading = true;
+    world.onCall = [](const Call&) { return static_cast<int>(CALLBACK_STOP); };
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(world.scan(), int(SCANRESULT_CANCELLED));
+    QVERIFY(timer.elapsed() < 1000);
+    QCOMPARE(world.calls.size(), std::size_t{1});
+    QCOMPARE(world.error, std::string());
 }
 
 void TestScan::staysSmall()

@@ -106,10 +106,9 @@ bool ServiceHome::waitForEnd(pid_t pid)
 
 TestScan::TestScan(const ServiceHome& home, const vardo::SessionOptions& options)
 {
-    auto session =
-        vardo::ScanSession::open(home.paths(), options, [this](std::uint64_t id, vardo::Verdict verdict) {
-            done(id, std::move(verdict));
-        });
+    auto session = vardo::ScanSession::open(
+        home.paths(), options,
+        [this](std::uint64_t id, vardo::Verdict verdict) { done(id, std::move(verdict)); }, {});
     if (session)
         session_ = std::move(session).value();
     else

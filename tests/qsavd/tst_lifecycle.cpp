@@ -70,6 +70,7 @@ class TestLifecycle : public QObject
     void endsWhenIdle();
     void endsWhenTold();
     void waitingCanBeGivenUp();
+    void launchingCanBeGivenUp();
 };
 
 void TestLifecycle::staysLoadedForTheNextCaller()
@@ -308,6 +309,28 @@ void TestLifecycle::waitingCanBeGivenUp()
     QCOMPARE(info.error().code, ECANCELED);
     QCOMPARE(beats, 3);
     QVERIFY(vardo::startService(home.paths(), false, {})); // does not wait for it
+    beats = 0;
+    const auto session = vardo::ScanSession::open(
+        home.paths(), {}, [](std::uint64_t, vardo::Verdict) {}, [&] { return ++beats < 3; });
+    QVERIFY(!session);
+    QCOMPARE(session.error().code, ECANCELED);
+    QCOMPARE(beats, 3);
+}
+
+void TestLifecycle::launchingCanBeGivenUp()
+{
+    ServiceHome home;
+    const QString hanging = home.write("hanging", "#!/bin/sh\nexec sleep 60\n");
+    QFile::setPermissions(hanging, QFile::ReadOwner | QFile::ExeOwner);
+    home.paths().program = hanging.toStdString();
+    int beats = 0;
+    QElapsedTimer timer;
+    timer.start();
+    const auto info = vardo::startService(home.paths(), true, [&] { return ++beats < 3; });
+    QVERIFY(timer.elapsed() < 5000);
+    QVERIFY(!info);
+    QCOMPARE(info.error().code, ECANCELED);
+    QCOMPARE(waitpid(-1, nullptr, WNOHANG), -1); // it was ended, and nothing is left to wait for
 }
 
 QTEST_GUILESS_MAIN(TestLifecycle)
