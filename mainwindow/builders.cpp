@@ -12,6 +12,7 @@
 #include <QIcon>
 #include <QLabel>
 #include <QLineEdit>
+#include <QSignalBlocker>
 #include <QSpacerItem>
 #include <QTreeWidget>
 
@@ -92,6 +93,14 @@ QTreeWidget* fileList(QWidget* parent, const char* name, const QStringList& colu
     tree->sortByColumn(1, Qt::DescendingOrder);
     tree->header()->setSectionsClickable(false);
     return tree;
+}
+
+void setRows(QTreeWidget* list, const QList<QTreeWidgetItem*>& rows)
+{
+    const QSignalBlocker quiet(list);
+    list->clear();
+    list->addTopLevelItems(rows);
+    list->sortItems(list->sortColumn(), list->header()->sortIndicatorOrder());
 }
 
 QLineEdit* entry(QWidget* parent, const char* name, const char* image, QSize size, int maxLength)

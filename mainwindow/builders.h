@@ -12,6 +12,7 @@ class QLineEdit;
 class QSpacerItem;
 
 class QTreeWidget;
+class QTreeWidgetItem;
 class QWidget;
 class VLinkButton;
 class VPushButton;
@@ -40,6 +41,9 @@ void setTextColour(QWidget* widget, QColor colour);
 QTreeWidget* list(QWidget* parent, const char* name, const QStringList& columns);
 /// A list of files, newest first by its column 1; the user cannot change the order.
 QTreeWidget* fileList(QWidget* parent, const char* name, const QStringList& columns);
+
+/// Replaces the rows of a list, which takes them over, without a signal of a changed selection.
+void setRows(QTreeWidget* list, const QList<QTreeWidgetItem*>& rows);
 
 /// A line to type in whose frame is the picture `image`.
 QLineEdit* entry(QWidget* parent, const char* name, const char* image, QSize size, int maxLength);

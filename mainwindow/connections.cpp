@@ -14,8 +14,8 @@
 
 std::vector<QWidget*> VMainWidget::notYetAvailable() const
 {
-    return {lnkSelect,     lnkUpdateNow, lnkUpdateNow1,   lnkViewScanLog,    lnkViewUpdateLog,
-            lnkQuarantine, btnAddJob,    btnEditSchedule, btnDeleteSchedule, btnPurgeSchedule};
+    return {lnkSelect, lnkUpdateNow,    lnkUpdateNow1,     lnkViewScanLog,  lnkViewUpdateLog,
+            btnAddJob, btnEditSchedule, btnDeleteSchedule, btnPurgeSchedule};
 }
 
 void VMainWidget::connectWidgets()
@@ -48,6 +48,11 @@ void VMainWidget::connectClicks()
         {btnCancelScanSetting, &VMainWidget::slotCancelSetting},
         {btnCancelUpdateSetting, &VMainWidget::slotCancelSetting},
         {btnCancelQuarantine, &VMainWidget::slotCancelSetting},
+        {lnkQuarantine, &VMainWidget::showQuarantine},
+        {btnQuarRefresh, &VMainWidget::showQuarantine},
+        {btnDeleteQuar, &VMainWidget::slotDeleteQuarantine},
+        {btnDeleteAllQuar, &VMainWidget::slotDeleteAllQuarantine},
+        {lnkQuarPath, &VMainWidget::openQuarPath},
         {lnkLiveChat, &VMainWidget::showOnlineChat},
         {lnkOnlineHelp, &VMainWidget::showWiki},
         {lnkForum, &VMainWidget::showForum},
@@ -80,6 +85,7 @@ void VMainWidget::connectChanges()
         connect(edit, &QLineEdit::textChanged, this, &VMainWidget::updateValueChanged);
     connect(updateTime, &QTimeEdit::timeChanged, this, &VMainWidget::updateValueChanged);
 
+    connect(lstQuarantine, &QTreeWidget::itemSelectionChanged, this, &VMainWidget::slotQuarSelection);
     connect(this, &VMainWidget::scanSettingsModified, this, &VMainWidget::slotScanValueChanged);
     connect(this, &VMainWidget::updateSettingsModified, this, &VMainWidget::slotUpdateValueChanged);
 }

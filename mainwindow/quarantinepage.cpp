@@ -2,12 +2,43 @@
 
 #include "kit/labels.h"
 #include "kit/vlinkbutton.h"
+#include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
 #include "mainwindow/builders.h"
+#include "mainwindow/quarantinelocation.h"
+#include "mainwindow/quarantinestore.h"
+#include "scan/namebytes.h"
 
 #include <QGridLayout>
 #include <QLabel>
+#include <QStackedWidget>
 #include <QTreeWidget>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr int okDefault = VMessageBox::BTN_OK | VMessageBox::BTN_DEFAULT;
+constexpr int noDefault = VMessageBox::BTN_NO | VMessageBox::BTN_DEFAULT;
+/// Where a row keeps the bytes of its file's name.
+constexpr int nameRole = Qt::UserRole;
+
+QTreeWidgetItem* makeRow(const quarantine::Record& record)
+{
+    auto* row = new QTreeWidgetItem;
+    // The field behind the last one of a short record is the end of its line.
+    for (std::size_t column = 0; column < record.size(); ++column)
+        row->setText(static_cast<int>(column), shownText(record[column].value_or("").c_str()).trimmed());
+    row->setData(0, nameRole, QByteArray::fromStdString(*record.front()));
+    return row;
+}
+
+std::string nameOf(const QTreeWidgetItem* row)
+{
+    return row->data(0, nameRole).toByteArray().toStdString();
+}
+
+} // namespace
 
 void VMainWidget::buildQuarantinePage(QWidget* page)
 {
@@ -34,4 +65,90 @@ void VMainWidget::buildQuarantinePage(QWidget* page)
     int column = 3;
     for (VPushButton* button : {btnQuarRefresh, btnDeleteQuar, btnDeleteAllQuar, btnCancelQuarantine})
         grid->addWidget(button, 2, column++);
+}
+
+void VMainWidget::showQuarantine()
+{
+    wgtstkMain->setCurrentIndex(QuarantinePage);
+    readQuarantineDir();
+    showTitle(QuarantinePage);
+    releaseMenuButton();
+}
+
+void VMainWidget::readQuarantineDir()
+{
+    btnDeleteAllQuar->setEnabled(lstQuarantine->topLevelItemCount() > 0);
+    btnDeleteQuar->setEnabled(false);
+    build::setRows(lstQuarantine, {});
+    const auto records = quarantine::load();
+    if (!records)
+        return;
+    QList<QTreeWidgetItem*> rows;
+    for (const quarantine::Record& record : *records)
+        rows << makeRow(record);
+    build::setRows(lstQuarantine, rows);
+    lblQuarCountValue->setText(QString::number(rows.size()));
+    btnDeleteAllQuar->setEnabled(!rows.isEmpty());
+}
+
+void VMainWidget::slotQuarSelection()
+{
+    btnDeleteQuar->setEnabled(true);
+}
+
+void VMainWidget::slotDeleteQuarantine()
+{
+    if (lstQuarantine->topLevelItemCount() == 0)
+        return;
+    if (!quarantine::mayDelete()) {
+        vMessage(this, tr("Not enough permission to delete quarantine files"), VMessageBox::Information,
+                 okDefault);
+        return;
+    }
+    const QList<QTreeWidgetItem*> selected = lstQuarantine->selectedItems();
+    if (!selected.isEmpty() &&
+        vMessage(this, tr("Do you want to Delete the Selected Quarantine File?"), VMessageBox::Question,
+                 VMessageBox::BTN_YES, noDefault) != VMessageBox::BTN_YES)
+        return;
+    for (const QTreeWidgetItem* row : selected) {
+        const std::string name = nameOf(row);
+        if (!quarantine::mayDelete(name))
+            continue;
+        if (!quarantine::removeRecord(name))
+            return;
+        quarantine::deleteFile(name);
+    }
+    readQuarantineDir();
+}
+
+void VMainWidget::slotDeleteAllQuarantine()
+{
+    if (lstQuarantine->topLevelItemCount() == 0)
+        return;
+    if (!quarantine::mayDelete()) {
+        vMessage(this, tr("Not enough permission to delete virus files"), VMessageBox::Information,
+                 okDefault);
+        return;
+    }
+    if (vMessage(this, tr("Do you want to delete all the quarantine Files?"), VMessageBox::Question,
+                 VMessageBox::BTN_YES, noDefault) != VMessageBox::BTN_YES)
+        return;
+    const bool isRoot = getuid() == 0;
+    for (int i = 0; i < lstQuarantine->topLevelItemCount(); ++i) {
+        const std::string name = nameOf(lstQuarantine->topLevelItem(i));
+        if (!isRoot && !quarantine::mayDelete(name))
+            continue;
+        quarantine::deleteFile(name);
+        if (!isRoot && !quarantine::removeRecord(name))
+            return;
+    }
+    // Root trusts that all files could be deleted.
+    if (isRoot)
+        quarantine::clearRecords();
+    readQuarantineDir();
+}
+
+void VMainWidget::openQuarPath()
+{
+    openQuarantineLocation(getuid() == 0);
 }

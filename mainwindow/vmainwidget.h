@@ -113,6 +113,15 @@ class VMainWidget : public RoundedWindow<QWidget>
     void slotChkProxyAuth(int state);
     void slotChkProxy(int state);
 
+    // Quarantine page
+    void showQuarantine();
+    /// Lists the records of the quarantine and drops those whose files are gone.
+    void readQuarantineDir();
+    void slotQuarSelection();
+    void slotDeleteQuarantine();
+    void slotDeleteAllQuarantine();
+    void openQuarPath();
+
   public:
     /// Four numbers with dots. A bad fifth one passes too.
     static bool isValid_IP(const char* text);

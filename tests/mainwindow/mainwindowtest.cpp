@@ -1,0 +1,69 @@
+#include "tests/mainwindow/mainwindowtest.h"
+
+#include "kit/framelessflags.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QStackedWidget>
+#include <QTest>
+#include <QTextDocumentFragment>
+
+void MainWindowTest::openWindow()
+{
+    scriptedEngine().clearJournal();
+    engine = std::make_unique<Vardo>("/none");
+    window = std::make_unique<VMainWidget>(nullptr, nullptr, FRAMELESS_FLAGS);
+    window->setValues(qApp, "/none", engine.get());
+    window->setGeometry(30, 20, 724, 564);
+    window->setFixedSize(724, 564);
+    window->makeWidgetRound(3, 3);
+    window->show();
+    boxes = std::make_unique<ModalBoxes>();
+    QTRY_VERIFY(!find<QAbstractButton>("btnScan")->isDown());
+}
+
+void MainWindowTest::closeWindow()
+{
+    boxes.reset();
+    window.reset();
+    engine.reset();
+}
+
+void MainWindowTest::click(const char* name)
+{
+    auto* button = find<QAbstractButton>(name);
+    QVERIFY2(button->isVisible() && button->isEnabled(), name);
+    QTest::mouseClick(button, Qt::LeftButton);
+}
+
+int MainWindowTest::page() const
+{
+    return find<QStackedWidget>("wgtstkMain")->currentIndex();
+}
+
+QString MainWindowTest::title() const
+{
+    return QTextDocumentFragment::fromHtml(find<QLabel>("lblSelectedMenu")->text()).toPlainText();
+}
+
+namespace {
+
+QStringList toList(const std::vector<std::string>& lines)
+{
+    QStringList list;
+    for (const std::string& line : lines)
+        list << QString::fromStdString(line);
+    return list;
+}
+
+} // namespace
+
+QStringList MainWindowTest::changes()
+{
+    return toList(scriptedEngine().changes());
+}
+
+QStringList MainWindowTest::commands()
+{
+    return toList(sandbox::recordedCalls());
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "mainwindow/vmainwidget.h"
+#include "tests/support/modalboxes.h"
+#include "tests/support/sandbox.h"
+#include "tests/support/scriptedengine.h"
+
+#include <QAbstractButton>
+#include <QObject>
+#include <QStringList>
+
+#include <memory>
+
+/// A test of the main window on the scripted engine and a fresh installation.
+class MainWindowTest : public QObject
+{
+  protected:
+    /// Shows a new window and waits for the end of the click it makes on its own scan button.
+    void openWindow();
+    void closeWindow();
+
+    /// The window's widget of that name; a test without it ends at once.
+    template <class Widget>
+    Widget* find(const char* name) const
+    {
+        auto* widget = window->findChild<Widget*>(QLatin1StringView(name));
+        if (!widget)
+            qFatal("no widget %s", name);
+        return widget;
+    }
+
+    /// Clicks with the mouse, where there must be something to click.
+    void click(const char* name);
+    bool isOn(const char* name) const { return find<QAbstractButton>(name)->isChecked(); }
+    QString textOf(const char* button) const { return find<QAbstractButton>(button)->text(); }
+
+    int page() const;
+    /// The title as the user reads it.
+    QString title() const;
+
+    /// The engine's calls so far that change something.
+    static QStringList changes();
+    /// What the stand-ins of the commands were asked.
+    static QStringList commands();
+
+    std::unique_ptr<Vardo> engine;
+    std::unique_ptr<VMainWidget> window;
+    std::unique_ptr<ModalBoxes> boxes;
+};
