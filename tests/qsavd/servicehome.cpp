@@ -64,6 +64,15 @@ void ServiceHome::addSignature(const QString& file, const QByteArray& virus, con
     write("signatures/" + file, virus + ":0:*:" + body.toHex() + "\n");
 }
 
+QString ServiceHome::writeConfiguration() const
+{
+    const QByteArray settings = "[path]\nLocalSocketPath=" + QByteArray::fromStdString(paths_.socket) +
+                                "\nAVSpidPATH=" + QByteArray::fromStdString(paths_.pidFile) +
+                                "\nSignaturePath=" + QByteArray::fromStdString(paths_.signatureDirs.front()) +
+                                "\nSystemSignaturePath=none\n";
+    return write("qsav.conf", settings);
+}
+
 unsigned long ServiceHome::start()
 {
     const auto info = vardo::startService(paths_, true, {});

@@ -35,6 +35,9 @@ class ServiceHome
     /// Writes a signature file with one body signature.
     void addSignature(const QString& file, const QByteArray& virus, const QByteArray& body) const;
 
+    /// Writes an engine configuration that names this home, and gives its path.
+    QString writeConfiguration() const;
+
     /// Loads the service and waits for it; the number of signatures, 0 when that fails.
     unsigned long start();
     /// Process id of the service; 0 when it has none.

@@ -130,8 +130,10 @@ int scan(Options& options)
 
 int main(int argc, char** argv)
 {
+    // The first signal asks for an end and spoils no output; the second one ends us as usual.
     struct sigaction action = {};
     action.sa_handler = interrupt;
+    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         ::sigaction(signal, &action, nullptr);
 

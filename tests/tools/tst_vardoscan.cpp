@@ -1,0 +1,529 @@
+#include "tests/qsavd/servicehome.h"
+#include "tests/qsavd/zipwriter.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTest>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using Bytes = QByteArray;
+using Lines = QList<QByteArray>;
+
+namespace {
+
+constexpr const char* sampleDirectory = "/usr/share/clamav-testfiles";
+constexpr uid_t ordinaryUser = 54322; // that nothing else runs as
+
+struct Outcome
+{
+    int code = -1;
+    Bytes out;
+    Bytes err;
+
+    Lines lines() const { return out.split('\n'); }
+    /// The lines that tell of objects, sorted, `tree` cut off their names.
+    Lines objects(const Bytes& tree) const
+    {
+        Lines found;
+        for (Bytes line : lines().mid(0, lines().indexOf("")))
+            found.append(line.replace(tree + "/", ""));
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+};
+
+Outcome wait(QProcess& process)
+{
+    if (!process.waitForFinished(60000))
+        process.kill();
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+bool printable(const Bytes& text)
+{
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return c == '\n' || static_cast<unsigned char>(c) >= 0x20; });
+}
+
+bool catchesInterrupts(qint64 pid)
+{
+    QFile status(QString("/proc/%1/status").arg(pid));
+    if (!status.open(QIODevice::ReadOnly))
+        return false;
+    const Bytes text = status.readAll();
+    const Bytes caught = text.mid(text.indexOf("SigCgt:") + 7).trimmed().split('\n').first();
+    return caught.toULongLong(nullptr, 16) & (1u << (SIGINT - 1));
+}
+
+Bytes mailWith(const Bytes& content)
+{
+    return "From: a@example.org\r\nTo: b@example.org\r\nSubject: x\r\nMIME-Version: 1.0\r\n"
+           "Content-Type: application/octet-stream; name=\"x.bin\"\r\n"
+           "Content-Transfer-Encoding: base64\r\n\r\n" +
+           content.toBase64() + "\r\n";
+}
+
+/// A service's home with a directory of files to scan.
+class Place
+{
+  public:
+    Place()
+    {
+        QDir(home.path("")).mkdir("tree");
+        avConf = home.writeConfiguration();
+        scanConf = home.path("vardo.conf");
+        configure("");
+    }
+    /// Names that are not UTF-8 are beyond Qt.
+    ~Place() { std::filesystem::remove_all(tree().toStdString()); }
+
+    void configure(const Bytes& settings) const
+    {
+        home.write("vardo.conf",
+                   "[Scan]\nActionData=" + QFile::encodeName(home.path("quarantine")) + "\n" + settings);
+    }
+
+    Bytes tree() const { return QFile::encodeName(home.path("tree")); }
+    void write(const Bytes& name, const Bytes& content) const
+    {
+        const base::UniqueFd file(
+            ::open((tree() + "/" + name).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
+        if (::write(file.get(), content.constData(), std::size_t(content.size())) != content.size())
+            qFatal("cannot write %s", name.constData());
+    }
+    QStringList arguments(const QStringList& more) const
+    {
+        return QStringList{"--engine-config=" + avConf, "--config=" + scanConf} + more;
+    }
+    /// Runs with `options`, on the tree unless `whole` says that they name what to scan.
+    Outcome run(const QStringList& options = {}, bool whole = false) const
+    {
+        QProcess process;
+        process.start(VARDOSCAN,
+                      arguments(options) + (whole ? QStringList() : QStringList{home.path("tree")}));
+        return wait(process);
+    }
+
+    ServiceHome home;
+    QString avConf;
+    QString scanConf;
+};
+
+} // namespace
+
+class TestVardoscan : public QObject
+{
+    Q_OBJECT
+
+  private slots:
+    void exitStatus();
+    void wrongUse_data();
+    void wrongUse();
+    void unusableService();
+    void printsLines();
+    void jsonCarriesAnyName();
+    void namesCannotSteerTheTerminal();
+    void actions_data();
+    void actions();
+    void neverTheConfiguredAction();
+    void switches_data();
+    void switches();
+    void stops_data();
+    void stops();
+    void findsTheTestFile();
+    void findsEverySample();
+    void servesOrdinaryUsers();
+};
+
+void TestVardoscan::exitStatus()
+{
+    Place place;
+    place.write("clean", "harmless");
+    QCOMPARE(place.run().code, 0);
+    place.write("bad", ServiceHome::marker());
+    QCOMPARE(place.run().code, 1);
+    const Outcome quiet = place.run({"--quiet"});
+    QCOMPARE(quiet.code, 1);
+    QCOMPARE(quiet.out + quiet.err, Bytes());
+
+    const QString missing = place.home.path("missing\x1b[2J");
+    const Outcome some = place.run({missing, place.home.path("tree/clean")}, true);
+    QCOMPARE(some.code, 2);
+    QVERIFY(some.out.contains("Scanned objects      1\n"));
+    QVERIFY(some.err.contains("missing\\x1B[2J: No such file or directory"));
+    QCOMPARE(place.run({missing, place.home.path("tree/bad")}, true).code, 1);
+    QCOMPARE(place.run({missing}, true).code, 2);
+    QCOMPARE(place.run({"/dev/null"}, true).code, 2); // nothing that could be scanned
+}
+
+void TestVardoscan::wrongUse_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("says");
+    QTest::newRow("nothing") << QStringList() << "nothing to scan";
+    QTest::newRow("unknown") << QStringList{"--sacn", "/"} << "unknown option: --sacn";
+    QTest::newRow("action") << QStringList{"--action=prompt", "/"} << "--action: prompt";
+    QTest::newRow("no argument") << QStringList{"--action"} << "missing argument";
+    QTest::newRow("number") << QStringList{"--max-size=1X", "/"} << "--max-size: 1X";
+    QTest::newRow("overflow") << QStringList{"--max-size=18014398509481984K", "/"} << "--max-size";
+    QTest::newRow("depth") << QStringList{"--max-depth=256", "/"} << "--max-depth";
+    QTest::newRow("both lists") << QStringList{"--include=a", "--exclude=b", "/"} << "together";
+    QTest::newRow("relative") << QStringList{"--quarantine-dir=here", "/"} << "--quarantine-dir: here";
+    QTest::newRow("slash") << QStringList{"--rename-extension=../x", "/"} << "--rename-extension";
+    QTest::newRow("memory and path") << QStringList{"--memory", "/"} << "no paths";
+    QTest::newRow("configuration") << QStringList{"--config=/nonexistent", "/"} << "/nonexistent";
+}
+
+void TestVardoscan::wrongUse()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, says);
+    QProcess process;
+    process.start(VARDOSCAN, options);
+    const Outcome outcome = wait(process);
+    QCOMPARE(outcome.code, 2);
+    QCOMPARE(outcome.out, Bytes());
+    QVERIFY2(outcome.err.startsWith("vardoscan: ") && QString(outcome.err).contains(says),
+             outcome.err.constData());
+}
+
+void TestVardoscan::unusableService()
+{
+    Place place;
+    place.write("clean", "harmless");
+    QVERIFY(QDir(place.home.path("signatures")).removeRecursively());
+    const Outcome outcome = place.run();
+    QCOMPARE(outcome.code, 2);
+    QCOMPARE(outcome.out, Bytes());
+    QVERIFY(outcome.err.startsWith("vardoscan: "));
+}
+
+void TestVardoscan::printsLines()
+{
+    Place place;
+    place.write("a clean one", "harmless");
+    place.write("bad", ServiceHome::testFile());
+    place.write("c.zip", ZipWriter::single("letter.txt", ServiceHome::marker()));
+    const Bytes tree = place.tree();
+    const Bytes summary = "\nScanned directories  1\nScanned objects      3\nClean objects        1\n"
+                          "Infected objects     2\nTime ";
+    const Bytes found =
+        tree + "/bad INFECTED [Vardo-Test-File]\n" + tree + "/c.zip=>letter.txt INFECTED [Vardo.Marker]\n";
+    const Outcome outcome = place.run();
+    QVERIFY2(outcome.out.startsWith(found + summary), outcome.out.constData());
+    QCOMPARE(outcome.err, Bytes()); // no progress without a terminal
+    const Outcome all = place.run({"--all"});
+    QVERIFY2(all.out.startsWith(tree + "/a clean one CLEAN\n" + found + summary), all.out.constData());
+}
+
+void TestVardoscan::jsonCarriesAnyName()
+{
+    const Lines names{"line\nfeed",
+                      "\"quoted\"",
+                      "back\\slash",
+                      "a.zip=>b",
+                      "\xff\xfe broken",
+                      "\xc0\xaf",
+                      "\xed\xa0\x80",
+                      "tab\tand\x01",
+                      "\x1b]0;title\x07",
+                      "\xc2\x9b"
+                      "31m",
+                      "\xe2\x80\xae"
+                      "x",
+                      "\xf0\x9f\x98\x80"};
+    Place place;
+    for (const Bytes& name : names)
+        place.write(name, ServiceHome::marker());
+    const Outcome outcome = place.run({"--json"});
+    QCOMPARE(outcome.code, 1);
+    QVERIFY(printable(outcome.out));
+
+    Lines found;
+    Lines lines = outcome.lines();
+    QCOMPARE(lines.takeLast(), Bytes());
+    const QJsonObject summary = QJsonDocument::fromJson(lines.takeLast()).object();
+    for (const Bytes& line : lines) {
+        QJsonParseError error;
+        const QJsonObject object = QJsonDocument::fromJson(line, &error).object();
+        QVERIFY2(error.error == QJsonParseError::NoError, line.constData());
+        QCOMPARE(object["type"].toString(), QString("file"));
+        QCOMPARE(object["status"].toString(), QString("INFECTED"));
+        QCOMPARE(object["virus"].toString(), QString("Vardo.Marker"));
+        const Bytes name = object.contains("name_bytes")
+                               ? Bytes::fromHex(object["name_bytes"].toString().toLatin1())
+                               : object["name"].toString().toUtf8();
+        found.append(name.mid(place.tree().size() + 1));
+    }
+    Lines wanted = names;
+    std::sort(wanted.begin(), wanted.end());
+    QCOMPARE(found, wanted);
+    QCOMPARE(summary["type"].toString(), QString("summary"));
+    QCOMPARE(summary["complete"], QJsonValue(true));
+    QCOMPARE(summary["infected"].toInt(), int(names.size()));
+}
+
+void TestVardoscan::namesCannotSteerTheTerminal()
+{
+    Place place;
+    place.write("\x1b]0;owned\x07\r\xc2\x9b"
+                "2J\xe2\x80\xae\xff x",
+                ServiceHome::marker());
+    place.write("inner.zip", ZipWriter::single("\x1b[2J\nz", ServiceHome::marker()));
+
+    const base::UniqueFd terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    QVERIFY(terminal && ::grantpt(terminal.get()) == 0 && ::unlockpt(terminal.get()) == 0);
+    QProcess process;
+    process.setStandardErrorFile(::ptsname(terminal.get()));
+    process.start(VARDOSCAN, place.arguments({place.home.path("tree")}));
+    QVERIFY(process.waitForStarted());
+    const base::UniqueFd held(::open(::ptsname(terminal.get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const Outcome outcome = wait(process);
+    Bytes progress(65536, '\0');
+    progress.resize(
+        std::max<ssize_t>(::read(terminal.get(), progress.data(), std::size_t(progress.size())), 0));
+
+    QCOMPARE(outcome.code, 1);
+    const Bytes name = place.tree() + "/\\x1B]0;owned\\x07\\x0D\\xC2\\x9B2J\\xE2\\x80\\xAE\\xFF x";
+    QVERIFY2(outcome.out.contains(name + " INFECTED"), outcome.out.constData());
+    QVERIFY2(outcome.out.contains("inner.zip=>\\x1B[2J\\x0Az INFECTED"), outcome.out.constData());
+    QVERIFY(printable(outcome.out));
+    QVERIFY(progress.contains(" objects, "));
+    QVERIFY(progress.endsWith("\r\x1b[K")); // and leaves a clean line
+    QVERIFY(printable(progress.replace("\r\x1b[K", "")));
+}
+
+void TestVardoscan::actions_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("word");
+    QTest::addColumn<QString>("now"); // where the file is, from the home
+    QTest::newRow("log") << QStringList{"--action=log"} << "INFECTED"
+                         << "tree/bad";
+    QTest::newRow("delete") << QStringList{"--action=delete"} << "DELETED" << QString();
+    QTest::newRow("rename") << QStringList{"--action=rename"} << "RENAMED"
+                            << "tree/bad.qst";
+    QTest::newRow("rename otherwise") << QStringList{"--action=rename", "--rename-extension=vir"} << "RENAMED"
+                                      << "tree/bad.vir";
+    QTest::newRow("quarantine") << QStringList{"--action=quarantine"} << "QUARANTINED"
+                                << "quarantine/bad";
+    QTest::newRow("quarantine elsewhere")
+        << QStringList{"--action=quarantine", "--quarantine-dir=%/jail"} << "QUARANTINED"
+        << "jail/bad";
+}
+
+void TestVardoscan::actions()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, word);
+    QFETCH(QString, now);
+    Place place;
+    place.write("bad", ServiceHome::marker());
+    place.write("good", "harmless");
+    options.replaceInStrings("%", place.home.path(""));
+    const Outcome outcome = place.run(options);
+    QCOMPARE(outcome.code, 1);
+    QVERIFY2(outcome.out.startsWith(place.tree() + "/bad " + word.toLatin1() + " [Vardo.Marker]"),
+             outcome.out.constData());
+    QCOMPARE(QFile::exists(place.home.path("tree/bad")), now == "tree/bad");
+    QVERIFY(QFile::exists(place.home.path("tree/good")));
+    if (!now.isEmpty()) {
+        QFile moved(place.home.path(now));
+        QVERIFY(moved.open(QIODevice::ReadOnly));
+        QCOMPARE(moved.readAll(), ServiceHome::marker());
+    }
+    QCOMPARE(place.run().code, now.startsWith("tree") ? 1 : 0);
+}
+
+void TestVardoscan::neverTheConfiguredAction()
+{
+    Place place;
+    place.configure("Action=delete\nScanArchives=no\n");
+    place.write("bad", ServiceHome::marker());
+    place.write("c.zip", ZipWriter::single("letter.txt", Bytes(2000, 'x') + ServiceHome::marker()));
+    QCOMPARE(place.run().objects(place.tree()), Lines{"bad INFECTED [Vardo.Marker]"});
+    QCOMPARE(place.run({"--archives"}).objects(place.tree()).size(), 2); // while the rest of it counts
+    QVERIFY(QFile::exists(place.home.path("tree/bad")));
+}
+
+void TestVardoscan::switches_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<Lines>("found");
+    QTest::newRow("none") << QStringList() << Lines{"a.exe", "b.zip=>in", "c.eml=>x.bin", "dir/d.txt"};
+    QTest::newRow("no archives") << QStringList{"--no-archives"}
+                                 << Lines{"a.exe", "c.eml=>x.bin", "dir/d.txt"};
+    QTest::newRow("no mails") << QStringList{"--no-mails"} << Lines{"a.exe", "b.zip=>in", "dir/d.txt"};
+    QTest::newRow("the later one") << QStringList{"--no-archives", "--no-mails", "--archives"}
+                                   << Lines{"a.exe", "b.zip=>in", "dir/d.txt"};
+    QTest::newRow("no recursion") << QStringList{"--no-recursive"}
+                                  << Lines{"a.exe", "b.zip=>in", "c.eml=>x.bin"};
+    QTest::newRow("depth") << QStringList{"--max-depth=0"} << Lines{"a.exe", "b.zip=>in", "c.eml=>x.bin"};
+    QTest::newRow("include") << QStringList{"--include=exe", "--include=txt"} << Lines{"a.exe", "dir/d.txt"};
+    QTest::newRow("exclude") << QStringList{"--exclude=exe,zip"} << Lines{"c.eml=>x.bin", "dir/d.txt"};
+    QTest::newRow("directory") << QStringList{"--exclude-dir=%/tree/dir"}
+                               << Lines{"a.exe", "b.zip=>in", "c.eml=>x.bin"};
+    QTest::newRow("size") << QStringList{"--max-size=1K", "--no-mails"} << Lines{"a.exe", "b.zip=>in"};
+    QTest::newRow("links") << QStringList{"--follow-links", "--include=out"} << Lines{"link/e.out"};
+}
+
+void TestVardoscan::switches()
+{
+    QFETCH(QStringList, options);
+    QFETCH(Lines, found);
+    Place place;
+    const Bytes marked = Bytes(2000, 'x') + ServiceHome::marker();
+    QVERIFY(QDir(place.home.path("")).mkpath("tree/dir") && QDir(place.home.path("")).mkdir("outside"));
+    place.write("a.exe", ServiceHome::marker());
+    place.write("b.zip", ZipWriter::single("in", marked));
+    place.write("c.eml", mailWith(marked));
+    place.write("dir/d.txt", marked);
+    place.write("../outside/e.out", ServiceHome::marker());
+    QVERIFY(QFile::link("../outside", place.home.path("tree/link")));
+    QVERIFY(QFile::link("..", place.home.path("tree/dir/loop")));
+    options.replaceInStrings("%", place.home.path(""));
+    Lines lines;
+    for (const Bytes& name : found)
+        lines.append(name + " INFECTED [Vardo.Marker]");
+    QCOMPARE(place.run(options).objects(place.tree()), lines);
+}
+
+void TestVardoscan::stops_data()
+{
+    QTest::addColumn<bool>("loading");
+    QTest::newRow("while the service loads") << true;
+    QTest::newRow("in the middle") << false;
+}
+
+void TestVardoscan::stops()
+{
+    QFETCH(bool, loading);
+    constexpr int count = 3000;
+    Place place;
+    for (int i = 0; i < count; ++i)
+        place.write("a file with quite a long name " + Bytes::number(i), "harmless");
+    QVERIFY(place.home.start() > 0);
+    if (loading)
+        ::kill(place.home.pid(), SIGSTOP);
+    QProcess process;
+    process.start(VARDOSCAN, place.arguments({"--all", "--json", place.home.path("tree")}));
+    QVERIFY(process.waitForStarted());
+    // Output that nobody takes away holds the scan up.
+    QVERIFY(loading || process.waitForReadyRead());
+    QTRY_VERIFY(catchesInterrupts(process.processId()));
+    ::kill(pid_t(process.processId()), SIGINT);
+    const Outcome outcome = wait(process);
+    ::kill(place.home.pid(), SIGCONT);
+    QCOMPARE(outcome.code, 2);
+    if (loading) {
+        QCOMPARE(outcome.err, Bytes("vardoscan: interrupted\n"));
+        return;
+    }
+    Lines lines = outcome.lines();
+    QCOMPARE(lines.takeLast(), Bytes());
+    for (const Bytes& line : lines)
+        QVERIFY2(!QJsonDocument::fromJson(line).isNull(), line.constData());
+    QCOMPARE(QJsonDocument::fromJson(lines.last()).object()["complete"], QJsonValue(false));
+    QVERIFY(lines.size() > 1 && lines.size() < count);
+}
+
+void TestVardoscan::findsTheTestFile()
+{
+    Place place;
+    place.home.paths().signatureDirs = {SIGNATURES};
+    place.home.writeConfiguration();
+    const Bytes test = ServiceHome::testFile();
+    place.write("plain", test);
+    place.write("twice.zip", ZipWriter::single("in.zip", ZipWriter::single("test.com", test)));
+    place.write("mail.eml", mailWith(test));
+    place.write("document", "They agreed on the string " + test + " for tests.\n");
+    const Bytes found = " INFECTED [Eicar-Test-Signature]";
+    QCOMPARE(place.run().objects(place.tree()),
+             (Lines{"mail.eml=>x.bin" + found, "plain" + found, "twice.zip=>in.zip=>test.com" + found}));
+}
+
+void TestVardoscan::findsEverySample()
+{
+    const QStringList samples = QDir(sampleDirectory).entryList(QDir::Files);
+    if (samples.isEmpty())
+        QSKIP("the package clamav-testfiles is not installed");
+    Place place;
+    place.home.paths().signatureDirs = {SIGNATURES};
+    place.home.writeConfiguration();
+    const Outcome outcome = place.run({sampleDirectory}, true);
+    QCOMPARE(outcome.code, 1);
+    for (const QString& sample : samples)
+        QCOMPARE(outcome.out.count(QFile::encodeName("/" + sample) + " INFECTED [") +
+                     outcome.out.count(QFile::encodeName("/" + sample) + "=>"),
+                 1);
+}
+
+/// Files and processes of an ordinary user, whose service is none of root's.
+void TestVardoscan::servesOrdinaryUsers()
+{
+    Place place;
+    place.write("bad", ServiceHome::marker());
+    place.write("secret", ServiceHome::marker());
+    // A copy of the product in a place that the user can reach.
+    const QList<std::pair<QString, QString>> copies{{VARDOSCAN, "usr/bin/vardoscan"},
+                                                    {LIBVARDO, "usr/lib/libvardo.so"},
+                                                    {QSAVD, "sbin/qsavd"},
+                                                    {"/bin/sleep", "tree/running"}};
+    for (const auto& [from, to] : copies) {
+        QVERIFY(QDir(place.home.path("")).mkpath(QFileInfo(to).path()));
+        QVERIFY(QFile::copy(QFileInfo(from).canonicalFilePath(), place.home.path(to)));
+    }
+    QFile program(place.home.path("tree/running"));
+    QVERIFY(program.open(QIODevice::Append) && program.write(ServiceHome::marker()) > 0);
+    program.close();
+    QStringList become;
+    if (::geteuid() == 0) {
+        const QString user = QString::number(ordinaryUser);
+        become = QStringList{"/usr/bin/setpriv", "--reuid", user, "--regid", user, "--clear-groups"};
+        QProcess chown;
+        chown.start("chown", {"-R", user + ":" + user, place.home.path("")});
+        QCOMPARE(wait(chown).code, 0);
+    }
+    QVERIFY(QFile::setPermissions(place.home.path("tree/secret"), {}));
+    const auto run = [&](QStringList arguments) {
+        arguments = become + QStringList{place.home.path("usr/bin/vardoscan")} + place.arguments(arguments);
+        QProcess process;
+        process.start(arguments.takeFirst(), arguments);
+        return wait(process);
+    };
+    const Outcome files = run({place.home.path("tree")});
+    QCOMPARE(files.err, Bytes());
+    QCOMPARE(files.objects(place.tree()),
+             (Lines{"bad INFECTED [Vardo.Marker]", "running INFECTED [Vardo.Marker]",
+                    "secret ERROR (Permission denied)"}));
+    QCOMPARE(files.code, 1);
+
+    QProcess victim;
+    QStringList command = become + QStringList{place.home.path("tree/running"), "60"};
+    victim.start(command.takeFirst(), command);
+    QVERIFY(victim.waitForStarted());
+    const QString link = QString("/proc/%1/exe").arg(victim.processId());
+    QTRY_COMPARE(QFile::symLinkTarget(link), place.home.path("tree/running"));
+    const Bytes name = Bytes::number(victim.processId()) + " " + QFile::encodeName(program.fileName());
+    const Outcome memory = run({"--memory", "--action=delete"});
+    victim.kill();
+    victim.waitForFinished();
+    QCOMPARE(memory.code, 1);
+    QVERIFY2(memory.out.contains("PID: " + name + " INFECTED [Vardo.Marker]"), memory.out.constData());
+    QVERIFY(QFile::exists(place.home.path("tree/running"))); // processes are only reported
+}
+
+QTEST_GUILESS_MAIN(TestVardoscan)
+#include "tst_vardoscan.moc"
