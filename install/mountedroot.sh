@@ -1,4 +1,4 @@
-# Sourced first by ./run and ./test. Their sandboxes need a root folder that is a mount point, which that
+# Sourced first by ./run. The sandbox of its demonstration needs a root folder that is a mount point, which that
 # of a plain chroot is not: there the script runs once more, in a copy of the tree that is one.
 
 if [ "$(id -u)" -eq 0 ] && ! mountpoint -q / && [ -z "${VARDO_MOUNTED_ROOT:-}" ]; then
