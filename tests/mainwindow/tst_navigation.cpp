@@ -1,0 +1,266 @@
+#include "tests/mainwindow/mainwindowtest.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QTest>
+
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const fs::path lastScan = "/opt/Quillstone/etc/vardo/.lastScan";
+constexpr char question[] = "Do you want to save the changes?";
+
+} // namespace
+
+/// How the user gets from page to page, and what is asked on the way.
+class TestNavigation : public MainWindowTest
+{
+    Q_OBJECT
+
+    QStringList pressedButtons() const
+    {
+        QStringList pressed;
+        for (const char* name : {"btnScan", "btnUpdate", "btnScheduler"}) {
+            if (isOn(name))
+                pressed << name;
+        }
+        return pressed;
+    }
+
+    bool visible(const char* name) const { return find<QWidget>(name)->isVisible(); }
+
+  private slots:
+    void init()
+    {
+        sandbox::makeInstallation();
+        sandbox::writeFile(lastScan, "21/11/2026 04:32\n");
+        scriptedEngine().reset();
+        openWindow();
+    }
+
+    void cleanup() { closeWindow(); }
+
+    void menuButtonsLeadToTheirPages()
+    {
+        const struct
+        {
+            const char* button;
+            int page;
+            const char* title;
+        } menus[] = {{"btnUpdate", 1, "Update"}, {"btnScheduler", 2, "Scheduler"}, {"btnScan", 0, "Scan"}};
+        for (const auto& menu : menus) {
+            click(menu.button);
+            QCOMPARE(page(), menu.page);
+            QCOMPARE(title(), menu.title);
+            QCOMPARE(find<QLabel>("lblSelectedMenu")->text(),
+                     QString("<p align=\"center\">%1</p>").arg(menu.title));
+            QCOMPARE(pressedButtons(), QStringList(menu.button));
+            QCOMPARE(visible("lblLastScan"), menu.page == 0);
+            QCOMPARE(visible("lnkLastScan"), menu.page == 0);
+        }
+    }
+
+    void subPagesReleaseTheMenuButton_data()
+    {
+        QTest::addColumn<QByteArray>("menu");
+        QTest::addColumn<QByteArray>("link");
+        QTest::addColumn<int>("page");
+        QTest::addColumn<QString>("title");
+        QTest::newRow("help") << QByteArray("btnScan") << QByteArray("lnkHelp") << 3 << "Help";
+        QTest::newRow("options") << QByteArray("btnScan") << QByteArray("lnkScanSetting") << 4 << "Options";
+        QTest::newRow("settings") << QByteArray("btnUpdate") << QByteArray("lnkUpdateSetting") << 7
+                                  << "Update setting";
+        QTest::newRow("quarantine") << QByteArray("btnScan") << QByteArray("lnkQuarantine") << 8
+                                    << "Quarantined";
+        QTest::newRow("help from the scheduler")
+            << QByteArray("btnScheduler") << QByteArray("lnkHelp") << 3 << "Help";
+    }
+
+    void subPagesReleaseTheMenuButton()
+    {
+        QFETCH(QByteArray, menu);
+        QFETCH(QByteArray, link);
+        click(menu);
+        click(link);
+        QTEST(page(), "page");
+        QTEST(title(), "title");
+        QVERIFY(pressedButtons().isEmpty());
+        click("lnkHelp");
+        QCOMPARE(page(), int(VMainWidget::HelpPage));
+        QVERIFY(pressedButtons().isEmpty());
+        click(menu);
+        QCOMPARE(pressedButtons(), QStringList(QString(menu)));
+        QVERIFY(page() <= int(VMainWidget::SchedulerPage));
+        QVERIFY(boxes->seen().empty());
+    }
+
+    void menuButtonThatIsOnRefreshesItsPage()
+    {
+        sandbox::writeFile(lastScan, "22/11/2026 05:00\n");
+        click("btnScan");
+        QCOMPARE(textOf("lnkLastScan"), "22/11/2026 05:00");
+    }
+
+    void lastScanIsOneShortLine_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("date") << QByteArray("21/11/2026 04:32\n") << "21/11/2026 04:32";
+        QTest::newRow("19 characters") << QByteArray("1234567890123456789\n") << "1234567890123456789";
+        QTest::newRow("longer") << QByteArray("12345678901234567890") << "1234567890123456789";
+        QTest::newRow("two lines") << QByteArray("one\ntwo\n") << "one";
+        QTest::newRow("empty") << QByteArray() << "";
+    }
+
+    void lastScanIsOneShortLine()
+    {
+        QFETCH(QByteArray, content);
+        sandbox::writeFile(lastScan, content.toStdString());
+        click("btnUpdate");
+        click("btnScan");
+        QTEST(textOf("lnkLastScan"), "shown");
+        QCOMPARE(page(), int(VMainWidget::ScanPage));
+    }
+
+    void withoutLastScanThePageStays()
+    {
+        click("btnUpdate");
+        fs::remove(lastScan);
+        click("btnScan");
+        QCOMPARE(page(), int(VMainWidget::UpdatePage));
+        QCOMPARE(title(), "Update");
+        QCOMPARE(pressedButtons(), QStringList("btnScan"));
+        QVERIFY(!visible("lnkLastScan"));
+        // The same file that is a link counts as missing.
+        fs::create_symlink("/etc/passwd", lastScan);
+        click("btnScan");
+        QCOMPARE(page(), int(VMainWidget::UpdatePage));
+    }
+
+    void runModeIsShownWhenKnown()
+    {
+        QLabel* mode = find<QLabel>("lblUpdateRunModeValue");
+        scriptedEngine().setResult("vUpdate::GetOption 14", -1);
+        click("btnUpdate");
+        QCOMPARE(mode->text(), "");
+        scriptedEngine().setResult("vUpdate::GetOption 14", 0);
+        scriptedEngine().updateHeld.autoUpdate = 1;
+        click("btnUpdate");
+        QCOMPARE(mode->text(), "Automatic");
+        scriptedEngine().updateHeld.autoUpdate = 0;
+        click("btnUpdate");
+        QCOMPARE(mode->text(), "Manual");
+        QCOMPARE(changes().filter("vUpdate (null)"),
+                 QStringList("vUpdate (null) /opt/Quillstone/etc/updates.conf"));
+        window.reset();
+        QVERIFY(changes().contains("~vUpdate"));
+    }
+
+    void unusableInstallationOpensNoSettings()
+    {
+        for (const auto& [menu, link] :
+             {std::pair{"btnScan", "lnkScanSetting"}, {"btnUpdate", "lnkUpdateSetting"}}) {
+            click(menu);
+            const int before = page();
+            sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "unknown\n");
+            boxes->answer(VMessageBox::BTN_CANCEL);
+            click(link);
+            QCOMPARE(boxes->texts().back(), "Please varify your Vardo installation");
+            QCOMPARE(boxes->seen().back().buttons, QStringList("Ok"));
+            QCOMPARE(page(), before);
+            QCOMPARE(pressedButtons(), QStringList(menu));
+            sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "TIER-A\n");
+        }
+        QCOMPARE(boxes->seen().size(), 2U);
+        // The page that was filled and not shown counts as modified.
+        boxes->answer(VMessageBox::BTN_NO);
+        click("btnScan");
+        QCOMPARE(boxes->texts().back(), question);
+    }
+
+    void unchangedSettingsAskNothing()
+    {
+        scriptedEngine().saved.scanOpts = SCANFLAG_NO_MAILS | SCANFLAG_CROSS_FS;
+        click("lnkScanSetting");
+        click("btnUpdate");
+        QCOMPARE(page(), int(VMainWidget::UpdatePage));
+        QVERIFY(boxes->seen().empty());
+    }
+
+    void changesAreSavedOnYes()
+    {
+        click("lnkScanSetting");
+        click("chkMail");
+        boxes->answer(VMessageBox::BTN_YES);
+        boxes->answer(VMessageBox::BTN_OK);
+        click("btnUpdate");
+        QCOMPARE(boxes->texts(), QStringList({question, "Vardo setting saved successfully"}));
+        QCOMPARE(boxes->seen().front().buttons, QStringList({"&Yes", "&No"}));
+        QVERIFY(scriptedEngine().saved.scanOpts & SCANFLAG_NO_MAILS);
+        QCOMPARE(page(), int(VMainWidget::UpdatePage));
+    }
+
+    void failedSaveKeepsThePage()
+    {
+        scriptedEngine().setResult("SaveConfiguration", -1);
+        for (const char* target : {"btnUpdate", "lnkHelp", "btnCancelScanSetting"}) {
+            click("lnkScanSetting");
+            click("chkMail");
+            boxes->answer(VMessageBox::BTN_YES);
+            boxes->answer(VMessageBox::BTN_OK);
+            click(target);
+            QCOMPARE(boxes->texts().back(), "Error saving Vardo configuration. Try later");
+            QCOMPARE(page(), int(VMainWidget::ScanSettingPage));
+            QCOMPARE(title(), "Options");
+            // The failed save has given the changes up; the button stays pressed.
+            QCOMPARE(isOn("btnUpdate"), QByteArray(target) == "btnUpdate");
+            const auto asked = boxes->seen().size();
+            click("btnScan");
+            QCOMPARE(page(), int(VMainWidget::ScanPage));
+            QCOMPARE(boxes->seen().size(), asked);
+        }
+    }
+
+    void changesAreGivenUpOnNo()
+    {
+        for (const char* target : {"btnUpdate", "lnkHelp", "btnCancelScanSetting"}) {
+            click("btnScan");
+            click("lnkScanSetting");
+            click("chkMail");
+            boxes->answer(VMessageBox::BTN_NO);
+            click(target);
+            QVERIFY(page() != VMainWidget::ScanSettingPage);
+            QVERIFY(!changes().contains("SaveConfiguration (null)"));
+        }
+        QCOMPARE(boxes->texts(), QStringList(3, question));
+    }
+
+    void laterKindOfChangeReplacesTheEarlier()
+    {
+        click("lnkScanSetting");
+        click("chkMail");
+        emit window->updateSettingsModified();
+        boxes->answer(VMessageBox::BTN_YES);
+        click("lnkHelp");
+        // No update settings have been shown, so there is nothing to save.
+        QCOMPARE(page(), int(VMainWidget::HelpPage));
+        QVERIFY(!changes().contains("SaveConfiguration (null)"));
+    }
+
+    void changesWaitWhileLookingAtTheQuarantine()
+    {
+        click("btnScan");
+        emit window->scanSettingsModified();
+        click("lnkQuarantine");
+        QVERIFY(boxes->seen().empty());
+        boxes->answer(VMessageBox::BTN_NO);
+        click("btnScan");
+        QCOMPARE(boxes->texts(), QStringList(question));
+    }
+};
+
+VARDO_SANDBOX_TEST_MAIN(TestNavigation, TEST_USER, TEST_GROUP)
+#include "tst_navigation.moc"

@@ -1,0 +1,67 @@
+#include "tests/mainwindow/mainwindowtest.h"
+
+#include <QApplication>
+#include <QTest>
+
+#include <filesystem>
+
+#include <unistd.h>
+
+/// What the group of the process decides, whatever its user is. Built for four pairs of them.
+class TestPrivileges : public MainWindowTest
+{
+    Q_OBJECT
+
+    const bool mayAll = getgid() == 0;
+
+  private slots:
+    void init()
+    {
+        scriptedEngine().reset();
+        openWindow();
+    }
+
+    void cleanup() { closeWindow(); }
+
+    void schedulerIsForGroupZero()
+    {
+        const auto* button = find<QAbstractButton>("btnScheduler");
+        QCOMPARE(button->isVisible(), mayAll);
+        QCOMPARE(button->isEnabled(), mayAll);
+    }
+
+    void updateSettingsAreForGroupZero()
+    {
+        click("btnUpdate");
+        QCOMPARE(find<QAbstractButton>("lnkUpdateSetting")->isEnabled(), mayAll);
+        if (!mayAll)
+            QVERIFY(!find<QAbstractButton>("lnkUpdateNow1")->isEnabled());
+    }
+
+    void globalSettingsAreForOthers()
+    {
+        QCOMPARE(find<QAbstractButton>("lnkGlobalScanConf")->isEnabled(), !mayAll);
+    }
+
+    /// Others who reach the page all the same see what it was built with.
+    void updateSettingsAreReadForGroupZero()
+    {
+        scriptedEngine().clearJournal();
+        QVERIFY(QMetaObject::invokeMethod(window.get(), "showUpdateSetting"));
+        QCOMPARE(page(), int(VMainWidget::UpdateSettingPage));
+        QCOMPARE(changes().contains("vUpdate::ReadConfiguration UpdateConf (null)"), mayAll);
+    }
+
+    /// One message each: root alone hands files over after a save, and no file of a user's is touched.
+    void anybodySavesScanSettings()
+    {
+        click("lnkScanSetting");
+        boxes->answer(VMessageBox::BTN_OK);
+        click("btnSaveScanSetting");
+        QCOMPARE(boxes->texts(), QStringList("Vardo setting saved successfully"));
+        QVERIFY(commands().isEmpty());
+    }
+};
+
+VARDO_SANDBOX_TEST_MAIN(TestPrivileges, TEST_USER, TEST_GROUP)
+#include "tst_privileges.moc"

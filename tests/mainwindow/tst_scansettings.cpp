@@ -1,0 +1,273 @@
+#include "tests/mainwindow/mainwindowtest.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QTest>
+
+namespace {
+
+constexpr struct
+{
+    const char* text;
+    bool disinfect;
+    unsigned int action;
+} actions[] = {
+    {"Log only", false, 0},
+    {"Disinfect (if not possible, Log)", true, 0},
+    {"Disinfect (if not possible, delete file)", true, 1},
+    {"Disinfect (if not possible, Quarantine file)", true, 3},
+    {"Disinfect (if not possible, Rename file)", true, 2},
+    {"Disinfect (if not possible Prompt Action)", true, 4},
+    {"Delete", false, 1},
+    {"Quarantine", false, 3},
+    {"Rename", false, 2},
+    {"Ask user", false, 4},
+};
+
+constexpr struct
+{
+    const char* box;
+    unsigned int flag;
+    bool setWhenOn;
+} flags[] = {
+    {"chkArchive", SCANFLAG_NO_ARCHIVES, false},    {"chkPack", SCANFLAG_NO_PACKED, false},
+    {"chkMail", SCANFLAG_NO_MAILS, false},          {"chkHeuristic", SCANFLAG_NO_HEURISTIC, false},
+    {"chkSymLink", SCANFLAG_FOLLOW_SYMLINKS, true}, {"chkCrossFS", SCANFLAG_CROSS_FS, true},
+    {"chkRecursive", SCANFLAG_NO_RECURSE, false},
+};
+
+constexpr unsigned int boxFlags = SCANFLAG_NO_ARCHIVES | SCANFLAG_NO_PACKED | SCANFLAG_NO_MAILS |
+                                  SCANFLAG_NO_HEURISTIC | SCANFLAG_FOLLOW_SYMLINKS | SCANFLAG_CROSS_FS |
+                                  SCANFLAG_NO_RECURSE;
+
+} // namespace
+
+/// The page of the scan settings, between the engine's configuration and its controls.
+class TestScanSettings : public MainWindowTest
+{
+    Q_OBJECT
+
+    scripted::ScanOptions& saved = scriptedEngine().saved;
+
+    QComboBox* action() const { return find<QComboBox>("cmbScanAction"); }
+
+    void save()
+    {
+        boxes->answer(VMessageBox::BTN_OK);
+        click("btnSaveScanSetting");
+    }
+
+  private slots:
+    void init()
+    {
+        sandbox::makeInstallation();
+        sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "21/11/2026 04:32\n");
+        scriptedEngine().reset();
+        openWindow();
+    }
+
+    void cleanup() { closeWindow(); }
+
+    void actionsAreShownAndSaved()
+    {
+        QCOMPARE(action()->count(), int(std::size(actions)));
+        for (int i = 0; i < action()->count(); ++i) {
+            QCOMPARE(action()->itemText(i), actions[i].text);
+            saved.action = actions[i].action;
+            saved.scanOpts = actions[i].disinfect ? SCANFLAG_DISINFECT : SCANFLAG_NO_DISINFECT;
+            click("lnkScanSetting");
+            QCOMPARE(action()->currentIndex(), i);
+            saved.action = 77;
+            save();
+            QCOMPARE(saved.action, actions[i].action);
+            QCOMPARE((saved.scanOpts & SCANFLAG_DISINFECT) != 0, actions[i].disinfect);
+            QCOMPARE((saved.scanOpts & SCANFLAG_NO_DISINFECT) != 0, !actions[i].disinfect);
+            QCOMPARE(changes().filter("SetActionData qst qst 1").size(), actions[i].action == 2);
+            QVERIFY(changes().contains("SetActionData /var/Quillstone/var/quarantine/vardo qst 1"));
+            scriptedEngine().clearJournal();
+            click("btnScan");
+        }
+    }
+
+    void unknownActionIsQuarantine()
+    {
+        saved.action = 9;
+        click("lnkScanSetting");
+        QCOMPARE(action()->currentIndex(), 7);
+        save();
+        QCOMPARE(saved.action, unsigned(SCANACT_QUARANTINE));
+    }
+
+    void everyBoxHasItsFlag()
+    {
+        for (const auto& [box, flag, setWhenOn] : flags) {
+            saved.scanOpts = SCANFLAG_NO_DISINFECT | flag;
+            click("lnkScanSetting");
+            for (const auto& other : flags)
+                QCOMPARE(isOn(other.box), (other.flag == flag) == other.setWhenOn);
+            save();
+            QCOMPARE(saved.scanOpts & boxFlags, flag);
+            click(box);
+            save();
+            QCOMPARE(saved.scanOpts & boxFlags, 0U);
+            click("btnScan");
+        }
+    }
+
+    void bitsWithoutAControlAreLost()
+    {
+        saved.scanOpts =
+            SCANFLAG_INCLUDE_EXTENSIONS | SCANFLAG_EXCLUDE_DIRS | SCANFLAG_MAX_DEPTH | SCANFLAG_MAX_SIZE;
+        saved.extensions = "com exe";
+        click("lnkScanSetting");
+        save();
+        QCOMPARE(saved.scanOpts, unsigned(SCANFLAG_NO_DISINFECT | SCANFLAG_EXCLUDE_EXTENSIONS));
+        QCOMPARE(saved.extensions, "qst");
+    }
+
+    void logSettingsAreShownAndSaved()
+    {
+        const struct
+        {
+            unsigned int level;
+            const char* button;
+            unsigned int stored;
+        } levels[] = {{0, "rdoLogNone", 1},
+                      {1, "rdoLogNone", 1},
+                      {2, "rdoLogInfected", 2},
+                      {3, "rdoLogAll", 3},
+                      {9, "rdoLogAll", 3}};
+        saved.logLocation = "/srv/logs caf\xc3\xa9";
+        for (const auto& [level, button, stored] : levels) {
+            saved.logLevel = level;
+            click("lnkScanSetting");
+            QVERIFY2(isOn(button), button);
+            save();
+            QCOMPARE(saved.logLevel, stored);
+            click("btnScan");
+        }
+        QCOMPARE(find<QLineEdit>("editLogLoc")->text(), QString::fromUtf8("/srv/logs caf\xc3\xa9"));
+        QCOMPARE(saved.logLocation, "/srv/logs caf\xc3\xa9");
+        QVERIFY(find<QLineEdit>("editLogLoc")->isReadOnly());
+    }
+
+    void startupScanIsShownAndSaved()
+    {
+        saved.memScan = 1;
+        click("lnkScanSetting");
+        QVERIFY(isOn("chkStartupScan"));
+        click("chkStartupScan");
+        save();
+        QCOMPARE(int(saved.memScan), 0);
+    }
+
+    void unreadableValuesHaveDefaults()
+    {
+        saved.logLocation = "/srv/logs";
+        saved.logLevel = LOGLEVEL_ALL;
+        for (unsigned int id : {SCANOPT_LOGLOCATION, SCANOPT_LOGLEVEL, SCANOPT_MEMSCAN})
+            scriptedEngine().setResult("GetOption " + std::to_string(id), -1);
+        click("lnkScanSetting");
+        QCOMPARE(find<QLineEdit>("editLogLoc")->text(), "/var/Quillstone/var/log");
+        QVERIFY(isOn("rdoLogInfected"));
+        QVERIFY(isOn("chkStartupScan"));
+    }
+
+    void unreadableConfigurationLeavesThePage()
+    {
+        for (const std::string& call :
+             {std::string("ReadConfiguration"), "GetOption " + std::to_string(SCANOPT_ACTION),
+              "GetOption " + std::to_string(SCANOPT_SCANOPTS)}) {
+            saved.scanOpts = SCANFLAG_NO_MAILS;
+            saved.action = SCANACT_DELETE;
+            scriptedEngine().setResult(call, -1);
+            click("lnkScanSetting");
+            QCOMPARE(page(), int(VMainWidget::ScanSettingPage));
+            QVERIFY(isOn("chkMail"));
+            QCOMPARE(action()->currentIndex(), 0);
+            scriptedEngine().setResult(call, 0);
+            click("btnScan");
+        }
+    }
+
+    void everyControlCountsAsAChange()
+    {
+        for (const char* control :
+             {"chkArchive", "chkCrossFS", "chkHeuristic", "chkMail", "chkRecursive", "chkPack",
+              "chkStartupScan", "chkSymLink", "rdoLogAll", "rdoLogNone", "cmbScanAction"}) {
+            click("lnkScanSetting");
+            if (QByteArray(control) == "cmbScanAction")
+                emit action()->activated(action()->currentIndex()); // the entry that is shown already
+            else
+                click(control);
+            boxes->answer(VMessageBox::BTN_NO);
+            click("btnCancelScanSetting");
+            QCOMPARE(page(), int(VMainWidget::ScanPage));
+            QVERIFY(isOn("btnScan"));
+        }
+    }
+
+    void logLocationIsChosen()
+    {
+        click("lnkScanSetting");
+        boxes->handle([](QWidget* dialog) { qobject_cast<QDialog*>(dialog)->reject(); });
+        click("btnBrowseLogLoc");
+        QCOMPARE(find<QLineEdit>("editLogLoc")->text(), "/var/Quillstone/var/log");
+        boxes->handle([](QWidget* widget) {
+            auto* dialog = qobject_cast<QFileDialog*>(widget);
+            QVERIFY(dialog);
+            QCOMPARE(dialog->windowTitle(), "Vardo log location");
+            QCOMPARE(dialog->directory().path(), "/var/Quillstone/var/log");
+            dialog->setDirectory("/opt/Quillstone/etc");
+            static_cast<QDialog*>(dialog)->accept();
+        });
+        click("btnBrowseLogLoc");
+        QCOMPARE(find<QLineEdit>("editLogLoc")->text(), "/opt/Quillstone/etc");
+        boxes->answer(VMessageBox::BTN_YES);
+        boxes->answer(VMessageBox::BTN_OK);
+        click("btnCancelScanSetting");
+        QCOMPARE(saved.logLocation, "/opt/Quillstone/etc");
+    }
+
+    void globalSettingsAreRestored_data()
+    {
+        QTest::addColumn<QByteArray>("failing");
+        QTest::newRow("done") << QByteArray();
+        QTest::newRow("unreadable") << QByteArray("ReadConfiguration /opt/Quillstone/etc/vardo/vardo.conf");
+        QTest::newRow("unwritable") << QByteArray("SaveConfiguration");
+    }
+
+    void globalSettingsAreRestored()
+    {
+        QFETCH(QByteArray, failing);
+        // Group 0 has no use for it, so the link is off there.
+        click("lnkScanSetting");
+        scriptedEngine().clearJournal();
+        if (!failing.isEmpty())
+            scriptedEngine().setResult(failing.toStdString(), -1);
+        boxes->answer(VMessageBox::BTN_OK);
+        QVERIFY(QMetaObject::invokeMethod(window.get(), "loadGlobalSettings"));
+        QCOMPARE(boxes->texts(), QStringList(failing.isEmpty() ? "Global settings reloaded successfully"
+                                                               : "Global settings reloading failed."));
+        QCOMPARE(changes().front(), "ReadConfiguration /opt/Quillstone/etc/vardo/vardo.conf");
+        QCOMPARE(changes().contains("SaveConfiguration /none"), failing !=
+                                                                    "ReadConfiguration "
+                                                                    "/opt/Quillstone/etc/vardo/vardo.conf");
+        QCOMPARE(changes().contains("ReadConfiguration (null)"), failing.isEmpty());
+    }
+
+    void withoutEngineNothingIsSaved()
+    {
+        window->setValues(qApp, "/none", nullptr);
+        click("lnkScanSetting");
+        QCOMPARE(page(), int(VMainWidget::ScanPage));
+        boxes->answer(VMessageBox::BTN_OK);
+        QVERIFY(window->slotSaveScanSettings());
+        QCOMPARE(boxes->texts(), QStringList("Invalid Vardo parameter."));
+    }
+};
+
+VARDO_SANDBOX_TEST_MAIN(TestScanSettings, TEST_USER, TEST_GROUP)
+#include "tst_scansettings.moc"
