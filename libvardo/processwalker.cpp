@@ -167,10 +167,13 @@ base::UniqueFd ProcessWalker::openMapped(int process, const CodeMapping& mapping
         if (mayMapFiles_)
             return file;
     }
-    base::UniqueFd file = openRegular(process, "root" + mapping.path, status);
-    if (status.st_dev != mapping.device || status.st_ino != mapping.inode)
-        file.reset();
-    return file;
+    // The program itself can be had even where its path leads through folders that are closed to us.
+    for (const std::string& link : {std::string("exe"), "root" + mapping.path}) {
+        base::UniqueFd file = openRegular(process, link, status);
+        if (file && status.st_dev == mapping.device && status.st_ino == mapping.inode)
+            return file;
+    }
+    return {};
 }
 
 void ProcessWalker::pushFile(base::UniqueFd file, const std::string& name)
