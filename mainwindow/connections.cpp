@@ -29,6 +29,7 @@ void VMainWidget::connectClicks()
 {
     connect(btnClose, &QAbstractButton::clicked, this, &QWidget::close);
     connect(btnSaveScanSetting, &QAbstractButton::clicked, this, &VMainWidget::slotSaveScanSettings);
+    connect(btnSaveUpdateSetting, &QAbstractButton::clicked, this, &VMainWidget::slotSaveUpdateSettings);
     const struct
     {
         QAbstractButton* button;
