@@ -244,10 +244,11 @@ void TestRobust::filesCutShort()
 {
     Engine engine;
     constexpr off_t whole = 32 << 20;
+    constexpr off_t half = whole / 2; // still takes longer than the writer's pause
     const Bytes path = engine.write("cut", Bytes(whole, 'x'));
     std::atomic<bool> stop = false;
     std::thread writer([&] {
-        for (off_t size = 4096; !stop; size = size == whole ? 4096 : whole) {
+        for (off_t size = half; !stop; size = size == whole ? half : whole) {
             if (::truncate(path.constData(), size) != 0)
                 break;
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
