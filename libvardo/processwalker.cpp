@@ -72,6 +72,12 @@ base::UniqueFd openRegular(int directory, const std::string& link, struct stat& 
     return base::UniqueFd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
+/// A process that has ended, or that has closed itself to us, as the workers of the service do.
+bool isClosed(int process)
+{
+    return linkTarget(process, "exe").empty();
+}
+
 /// A process that ended meanwhile, or a mapping that it gave back.
 bool isGone(int code)
 {
@@ -124,14 +130,14 @@ void ProcessWalker::visit(pid_t pid, int directory)
     if (base::UniqueFd file = openRegular(directory, "exe", status))
         pushFile(std::move(file), program);
     const base::Result<std::vector<CodeMapping>> mappings = readCodeMappings(directory);
-    if (!mappings && !isGone(mappings.error().code))
+    if (!mappings && !isGone(mappings.error().code) && !isClosed(directory))
         fail(program, mappings.error().text);
     if (mappings) {
         for (const CodeMapping& mapping : mappings.value())
             visitMapping(directory, mapping);
     }
     ScanItem item;
-    item.kind = ScanItem::Kind::Process;
+    item.kind = isClosed(directory) ? ScanItem::Kind::LostProcess : ScanItem::Kind::Process;
     item.name = std::to_string(pid) + " " + printable(program);
     pipeline_.push(std::move(item));
 }
@@ -200,8 +206,9 @@ void ProcessWalker::pushMemory(int process, const CodeMapping& mapping)
     const std::string name = mapping.path.empty() ? "memory without a file" : printable(mapping.path);
     const base::UniqueFd memory(::openat(process, "mem", O_RDONLY | O_CLOEXEC));
     if (!memory) {
-        if (!isGone(errno))
-            fail(name, "not scanned: " + describeError(errno));
+        const int code = errno;
+        if (!isGone(code) && !isClosed(process))
+            fail(name, "not scanned: " + describeError(code));
         return;
     }
     const std::uint64_t length = mapping.end - mapping.start;

@@ -17,7 +17,8 @@ namespace vardo {
 ///
 /// For each process come its parts, then one Process item named "PID PROGRAM". A file that several
 /// processes use is scanned once. Processes that the caller may not look into, and kernel threads, are
-/// passed over; one that ends meanwhile is no error. Runs on one thread.
+/// passed over; one that ends meanwhile, or closes itself to the caller, is a LostProcess and no error.
+/// Runs on one thread.
 class ProcessWalker
 {
   public:

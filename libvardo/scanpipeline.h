@@ -52,6 +52,7 @@ struct ScanItem
         File,       ///< a file, or something that could not be opened
         MemoryPart, ///< a file or piece of memory that the next Process item uses
         Process,    ///< a process, after all its parts
+        LostProcess ///< the same of one that could not be seen to the end; told only when something was found
     };
 
     Kind kind = Kind::File;

@@ -76,6 +76,7 @@ bool ScanReporter::report(ScanItem& item)
         addPart(item);
         return beat();
     case ScanItem::Kind::Process:
+    case ScanItem::Kind::LostProcess:
         return reportProcess(item);
     case ScanItem::Kind::File:
         break;
@@ -204,6 +205,8 @@ void ScanReporter::addPart(const ScanItem& item)
 bool ScanReporter::reportProcess(const ScanItem& item)
 {
     const Verdict verdict = std::exchange(process_, {});
+    if (item.kind == ScanItem::Kind::LostProcess && weight(verdict.status) <= weight(SCANSTAT_CLEAN))
+        return beat();
     const int status = verdict.status == 0 ? SCANSTAT_CLEAN : verdict.status;
     countObject(statistics_, status, status);
     return call(item.name, OBJTYPE_PROCESS, status, verdict.virus, verdict.remark);

@@ -51,6 +51,16 @@ class Process
         ::waitpid(pid_, nullptr, 0);
     }
 
+    /// Has it close itself to its own user by what `prepare` set up for SIGUSR1.
+    void close() const
+    {
+        char target[8];
+        const std::string link = "/proc/" + std::to_string(pid_) + "/exe";
+        ::kill(pid_, SIGUSR1);
+        while (::readlink(link.c_str(), target, sizeof target) > 0)
+            ::usleep(1000);
+    }
+
     const Call* reported(const ScanWorld& world) const
     {
         const std::string head = std::to_string(pid_) + " /";
@@ -94,6 +104,8 @@ class TestMemory : public QObject
     void findsMappedFiles();
     void scansEachFileOnce();
     void saysWhatIsTooLarge();
+    void passesOverWhatClosesItself_data();
+    void passesOverWhatClosesItself();
     void stops();
     void readsMappingLines_data();
     void readsMappingLines();
@@ -171,6 +183,40 @@ void TestMemory::saysWhatIsTooLarge()
     QCOMPARE(process.reported(world)->status, int(SCANSTAT_ERROR));
     QCOMPARE(process.reported(world)->remark,
              std::string("in memory without a file; not wholly scanned: too large"));
+}
+
+void TestMemory::passesOverWhatClosesItself_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("found nothing before") << QByteArray("harmless");
+    QTest::newRow("found something before") << QByteArray("infected");
+}
+
+/// As a worker of the service does while it starts.
+void TestMemory::passesOverWhatClosesItself()
+{
+    QFETCH(QByteArray, content);
+    ScanWorld world;
+    const Process process([&content] {
+        ::signal(SIGUSR1, [](int) { ::prctl(PR_SET_DUMPABLE, 0); });
+        for (int i = 0; i < 300; ++i) { // more than a scan holds at a time
+            mapCode(content.constData());
+            ::mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        }
+    });
+    world.service.holding = true;
+    world.onCall = [&](const Call&) {
+        if (world.service.holding && world.service.submitted > 10) {
+            process.close();
+            world.service.holding = false;
+        }
+        return static_cast<int>(CALLBACK_CONTINUE);
+    };
+    QCOMPARE(scanAsUser(world), 0);
+    const Call* call = process.reported(world);
+    QCOMPARE(call != nullptr, content == "infected");
+    QVERIFY(!call || call->status == SCANSTAT_INFECTED);
+    QCOMPARE(world.statistics.scScanError, 0u);
 }
 
 void TestMemory::stops()
