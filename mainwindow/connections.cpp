@@ -14,8 +14,9 @@
 
 std::vector<QWidget*> VMainWidget::notYetAvailable() const
 {
-    return {lnkSelect, lnkUpdateNow,    lnkUpdateNow1,     lnkViewScanLog,  lnkViewUpdateLog,
-            btnAddJob, btnEditSchedule, btnDeleteSchedule, btnPurgeSchedule};
+    return {lnkSelect,        lnkUpdateNow,      lnkUpdateNow1,     lnkViewScanLog,     lnkViewUpdateLog,
+            btnAddJob,        btnEditSchedule,   btnDeleteSchedule, btnPurgeSchedule,   btnViewScanLog,
+            btnDeleteScanLog, btnDeleteScanLogs, btnViewUpdateLog,  btnDeleteUpdateLog, btnDeleteUpdateLogs};
 }
 
 void VMainWidget::connectWidgets()

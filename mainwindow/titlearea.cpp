@@ -59,6 +59,8 @@ void VMainWidget::buildTitleArea()
     lnkUpdateNow = build::link(topWidget, "lnkUpdateNow");
     lblLastScan = plainLabel(topWidget, "lblLastScan");
     lnkLastScan = build::link(topWidget, "lnkLastScan");
+    // Until there is a date to show it would leave a gap at the edge.
+    lnkLastScan->hide();
 
     auto* rows = new QVBoxLayout(topWidget);
     rows->setContentsMargins(0, 0, 0, 0);
