@@ -121,6 +121,7 @@ class TestRobust : public QObject
     void hostileTree();
     void filesCutShort();
     void stopsWhileTheServiceLoads();
+    void leavesNothingOpen();
 };
 
 void TestRobust::everyFileOnceWhileWorkersDie()
@@ -277,6 +278,29 @@ void TestRobust::stopsWhileTheServiceLoads()
     QVERIFY2(elapsed >= 400 && elapsed < 2000, qPrintable(QString::number(elapsed)));
     QCOMPARE(engine.vardo.ScanError(), "");
     QCOMPARE(engine.scanAll(), Lines{"file 1"});
+}
+
+/// Each scan gives back its threads and descriptors, and so does a scan that was stopped.
+void TestRobust::leavesNothingOpen()
+{
+    const auto inUse = [] {
+        return std::pair(QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size(),
+                         QDir("/proc/self/task").entryList(QDir::Dirs).size());
+    };
+    const auto before = inUse();
+    for (const int answer : {CALLBACK_CONTINUE, CALLBACK_STOP}) {
+        Engine engine;
+        for (int i = 0; i < 500; ++i)
+            engine.write(Bytes::number(i), "harmless");
+        QCOMPARE(engine.vardo.LogInit(engine.home.path("").toUtf8().constData(), LOGLEVEL_ALL), 0);
+        QCOMPARE(engine.scan([answer](const Object&) { return answer; }),
+                 answer == CALLBACK_STOP ? int(SCANRESULT_CANCELLED) : 0);
+        CloseLog();
+        QTRY_VERIFY(inUse() == before); // a joined thread takes a moment to vanish
+        engine.vardo.VardoAVDeinit(nullptr);
+        QVERIFY(!engine.vardo.VardoIsAVLoaded());
+        QCOMPARE(engine.scan([answer](const Object&) { return answer; }), -1);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestRobust)
