@@ -118,7 +118,8 @@ void VMainWidget::showLogOptions()
 {
     std::array<char, logLocationSize> location{};
     const bool known = scanner->GetOption(SCANOPT_LOGLOCATION, location.data()) == 0;
-    editLogLoc->setText(known ? QFile::decodeName(location.data()) : QLatin1StringView(defaultLogLocation));
+    logLocation = known ? location.data() : defaultLogLocation;
+    editLogLoc->setText(QFile::decodeName(logLocation));
 
     unsigned int level = LOGLEVEL_INFECTED;
     if (scanner->GetOption(SCANOPT_LOGLEVEL, &level) != 0)
@@ -176,7 +177,10 @@ void VMainWidget::takeLogOptions()
     // The level is handed over on both sides of the location.
     scanner->SetOption(SCANOPT_LOGLEVEL, &level);
     std::array<char, logLocationSize> location{};
-    const QByteArray path = QFile::encodeName(editLogLoc->text()).left(logLocationSize - 1);
+    // A location that was not chosen anew keeps its bytes, which its text may not show.
+    const QString text = editLogLoc->text();
+    const QByteArray path = (text == QFile::decodeName(logLocation) ? logLocation : QFile::encodeName(text))
+                                .left(logLocationSize - 1);
     std::copy(path.begin(), path.end(), location.begin());
     scanner->SetOption(SCANOPT_LOGLOCATION, location.data());
     scanner->SetOption(SCANOPT_LOGLEVEL, &level);

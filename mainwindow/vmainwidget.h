@@ -2,6 +2,7 @@
 
 #include "kit/roundedwindow.h"
 
+#include <QByteArray>
 #include <QRegion>
 #include <QString>
 #include <QWidget>
@@ -224,8 +225,9 @@ class VMainWidget : public RoundedWindow<QWidget>
     std::unique_ptr<vUpdate> vupdate; ///< made on first need
     Vardo* scanner = nullptr;
     QApplication* qapp = nullptr;
-    QRegion rgnVisible;  ///< what the close effect has left of the window
-    int sweepAngle = 30; ///< degrees that the next step of the close effect cuts away
+    QByteArray logLocation; ///< the directory of the scan logs as the engine gave it
+    QRegion rgnVisible;     ///< what the close effect has left of the window
+    int sweepAngle = 30;    ///< degrees that the next step of the close effect cuts away
     QTimer* tmrCloseEffect = nullptr;
     QTimer* tmrClose = nullptr;
     bool signalClose = false; ///< the next close request is accepted

@@ -153,6 +153,15 @@ class TestScanSettings : public MainWindowTest
         QVERIFY(find<QLineEdit>("editLogLoc")->isReadOnly());
     }
 
+    void logLocationKeepsItsBytes()
+    {
+        saved.logLocation = "/srv/caf\xe9";
+        click("lnkScanSetting");
+        QCOMPARE(find<QLineEdit>("editLogLoc")->text(), QString::fromUtf8("/srv/caf\uFFFD"));
+        save();
+        QCOMPARE(saved.logLocation, "/srv/caf\xe9");
+    }
+
     void startupScanIsShownAndSaved()
     {
         saved.memScan = 1;
