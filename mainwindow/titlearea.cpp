@@ -59,8 +59,11 @@ void VMainWidget::buildTitleArea()
     lnkUpdateNow = build::link(topWidget, "lnkUpdateNow");
     lblLastScan = plainLabel(topWidget, "lblLastScan");
     lnkLastScan = build::link(topWidget, "lnkLastScan");
-    // Until there is a date to show it would leave a gap at the edge.
+    // Until there is a date to show it would leave a gap at the edge. The row keeps its room without it.
     lnkLastScan->hide();
+    QSizePolicy oneLine(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    oneLine.setRetainSizeWhenHidden(true);
+    lblLastScan->setSizePolicy(oneLine);
 
     auto* rows = new QVBoxLayout(topWidget);
     rows->setContentsMargins(0, 0, 0, 0);

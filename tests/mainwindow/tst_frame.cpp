@@ -172,6 +172,12 @@ class TestFrame : public MainWindowTest
         sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "21/11/2026 04:32\n");
         click("btnScan");
         QTRY_VERIFY(endsFlush("lnkLastScan"));
+        // The other rows keep their places when the last one goes.
+        const int above = find<QWidget>("lnkUpdateNow")->y();
+        click("btnUpdate");
+        QApplication::processEvents();
+        QCOMPARE(find<QWidget>("lnkUpdateNow")->y(), above);
+        click("btnScan");
     }
 
     void noButtonIsDead()
