@@ -31,11 +31,7 @@ class Process
             ::prctl(PR_SET_DUMPABLE, 1);
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             prepare();
-            if (::write(ready[1], "x", 1) == 1) {
-                for (;;)
-                    ::pause();
-            }
-            ::_exit(1);
+            announceAndWait(ready[1]);
         }
         char byte = 0;
         if (::read(ready[0], &byte, 1) != 1)
@@ -51,7 +47,7 @@ class Process
         ::waitpid(pid_, nullptr, 0);
     }
 
-    /// Has it close itself to its own user by what `prepare` set up for SIGUSR1.
+    /// Has it close itself to its own user.
     void close() const
     {
         char target[8];
@@ -72,6 +68,21 @@ class Process
     }
 
   private:
+    [[noreturn]] static void announceAndWait(int ready)
+    {
+        sigset_t close;
+        sigemptyset(&close);
+        sigaddset(&close, SIGUSR1);
+        ::sigprocmask(SIG_BLOCK, &close, nullptr);
+        int signal = 0;
+        if (::write(ready, "x", 1) == 1 && ::sigwait(&close, &signal) == 0) {
+            ::prctl(PR_SET_DUMPABLE, 0);
+            for (;;)
+                ::pause();
+        }
+        ::_exit(1);
+    }
+
     pid_t pid_ = -1;
 };
 
@@ -198,7 +209,6 @@ void TestMemory::passesOverWhatClosesItself()
     QFETCH(QByteArray, content);
     ScanWorld world;
     const Process process([&content] {
-        ::signal(SIGUSR1, [](int) { ::prctl(PR_SET_DUMPABLE, 0); });
         for (int i = 0; i < 300; ++i) { // more than a scan holds at a time
             mapCode(content.constData());
             ::mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
