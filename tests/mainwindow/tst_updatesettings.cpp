@@ -336,10 +336,11 @@ class TestUpdateSettings : public MainWindowTest
             QVERIFY2(!VMainWidget::isValidPort(bad), bad);
 
         const std::string longest(64, 'a');
+        const std::string tooLong(65, 'a');
         for (const char* good : {"u", "user1", "a.b.c", "a.b-c_d", " padded ", longest.c_str()})
             QVERIFY2(VMainWidget::isValidProxyAuth(good), good);
         for (const char* bad : {"", " ", ".u", "u.", "-u", "u-", "_u", "u_", "a-b.c", "a.-b", "a b",
-                                "caf\xc3\xa9", (longest + "a").c_str()})
+                                "caf\xc3\xa9", tooLong.c_str()})
             QVERIFY2(!VMainWidget::isValidProxyAuth(bad), bad);
         QVERIFY(!VMainWidget::isValidProxyAuth(nullptr));
     }
