@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
@@ -19,48 +18,24 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 /// An open log. Writing never fails visibly: a full disk costs the log and nothing else.
-class ScanLog
+struct ScanLog
 {
-  public:
-    ScanLog(base::UniqueFd fd, unsigned level)
-        : fd_(std::move(fd))
-        , level_(level)
-    {
-    }
-    ScanLog(const ScanLog&) = delete;
-    ScanLog& operator=(const ScanLog&) = delete;
-    ~ScanLog() { flush(); }
+    base::UniqueFd fd;
+    unsigned level;
 
-    bool wants(unsigned level) const { return level <= level_; }
-
-    void write(unsigned level, std::string_view text)
+    /// Nothing is held back: a message that waits in memory is lost to whoever watches the log, and to
+    /// everybody when the program is killed.
+    void write(std::string_view text) const
     {
-        buffer_ += text;
-        if (level <= LOGLEVEL_INFECTED || buffer_.size() >= 65536 || Clock::now() >= due_)
-            flush();
-    }
-
-  private:
-    void flush()
-    {
-        for (std::string_view rest = buffer_; !rest.empty();) {
-            const ssize_t done = ::write(fd_.get(), rest.data(), rest.size());
+        while (!text.empty()) {
+            const ssize_t done = ::write(fd.get(), text.data(), text.size());
             if (done > 0)
-                rest.remove_prefix(static_cast<std::size_t>(done));
+                text.remove_prefix(static_cast<std::size_t>(done));
             else if (done == 0 || errno != EINTR)
                 break;
         }
-        buffer_.clear();
-        due_ = Clock::now() + std::chrono::seconds(1);
     }
-
-    base::UniqueFd fd_;
-    unsigned level_;
-    std::string buffer_;
-    Clock::time_point due_ = Clock::now();
 };
 
 // The one log behind LogMe, which takes no object.
@@ -108,20 +83,26 @@ std::string formatted(const char* format, va_list arguments)
     return text;
 }
 
+/// How many of the line ends that `text` ends in are its own: those that `format` ends in, or one of a whole
+/// line that came through "%s".
+std::size_t lineEnds(std::string_view text, std::string_view format)
+{
+    const std::size_t own = format.size() - (format.find_last_not_of('\n') + 1);
+    return own == 0 && text.ends_with('\n') ? 1 : own;
+}
+
 /// Escapes what would let a file's name pass for a line of the log, or command a terminal: control
 /// characters, and newlines within the text, unless all of them are the format's own.
-std::string harmless(const std::string& text, std::string_view format)
+std::string harmless(std::string_view text, std::string_view format)
 {
     const bool ownNewlines =
         std::count(text.begin(), text.end(), '\n') == std::count(format.begin(), format.end(), '\n');
-    const std::size_t first = text.find_first_not_of('\n');
-    const std::size_t last = text.find_last_not_of('\n');
+    const std::size_t end = text.size() - (ownNewlines ? text.size() : lineEnds(text, format));
     std::string result;
     for (std::size_t at = 0; at < text.size(); ++at) {
         const auto byte = static_cast<unsigned char>(text[at]);
-        const bool inside = first <= at && at <= last && last != std::string::npos;
         char escape[8] = {text[at], '\0'};
-        if (byte == '\n' && inside && !ownNewlines)
+        if (byte == '\n' && at < end)
             std::snprintf(escape, sizeof escape, "\\n");
         else if (byte != '\n' && byte != '\t' && (byte < ' ' || byte == 0x7f))
             std::snprintf(escape, sizeof escape, "\\x%02x", byte);
@@ -141,7 +122,7 @@ bool openScanLog(const std::string& directory, unsigned level)
     if (!fd)
         return false;
     const std::lock_guard lock(logMutex);
-    currentLog.emplace(std::move(fd), std::max<unsigned>(level, LOGLEVEL_MINIMUM));
+    currentLog = ScanLog{std::move(fd), std::max<unsigned>(level, LOGLEVEL_MINIMUM)};
     return true;
 }
 
@@ -150,13 +131,13 @@ bool openScanLog(const std::string& directory, unsigned level)
 void LogMe(unsigned char level, const char* format, ...)
 {
     const std::lock_guard lock(logMutex);
-    if (!currentLog || !currentLog->wants(level) || !format)
+    if (!currentLog || level > currentLog->level || !format)
         return;
     va_list arguments;
     va_start(arguments, format);
     const std::string text = formatted(format, arguments);
     va_end(arguments);
-    currentLog->write(level, harmless(text, format));
+    currentLog->write(harmless(text, format));
 }
 
 void CloseLog()

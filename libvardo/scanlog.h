@@ -8,9 +8,8 @@ namespace vardo {
 /// that was open. The folder is created when missing; an existing file is never written to. False, with
 /// no log open, when the file cannot be made.
 ///
-/// Messages above `level` (0 counts as LOGLEVEL_MINIMUM) are dropped, those above LOGLEVEL_INFECTED may lie
-/// in a buffer until CloseLog or the next message after a second. Callable from any thread, as LogMe and
-/// CloseLog are.
+/// Messages above `level` (0 counts as LOGLEVEL_MINIMUM) are dropped, all others are in the file when LogMe
+/// returns. Callable from any thread, as LogMe and CloseLog are.
 bool openScanLog(const std::string& directory, unsigned level);
 
 } // namespace vardo
