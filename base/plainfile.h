@@ -1,0 +1,41 @@
+#pragma once
+
+#include "base/uniquefd.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+
+namespace base {
+
+/// Opens a file in a directory that others may write to, without following a link or waiting for anybody.
+/// What is no regular file of one name is refused. `flags` and `mode` are those of open(). Holds nothing on
+/// failure, with errno set.
+inline UniqueFd openPlainFile(int directory, const char* name, int flags, mode_t mode = 0)
+{
+    UniqueFd file(::openat(directory, name, flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode));
+    struct stat status = {};
+    if (file && (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink != 1)) {
+        file.reset();
+        errno = EPERM;
+    }
+    return file;
+}
+
+/// Writes all of `text`, over interruptions and short writes. False with errno set on failure.
+inline bool writeAll(int fd, std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t count = ::write(fd, text.data(), text.size());
+        if (count < 0 && errno != EINTR)
+            return false;
+        if (count > 0)
+            text.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+} // namespace base

@@ -1,0 +1,150 @@
+#include "quarantine/recordfile.h"
+
+#include "base/plainfile.h"
+#include "quarantine/paths.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include <sys/file.h>
+
+namespace quarantine {
+
+namespace {
+
+/// More than this is no record file of ours.
+constexpr std::size_t largestFile = 64 << 20;
+
+const char* nameIn(const char* path)
+{
+    return std::strrchr(path, '/') + 1;
+}
+
+/// Locks `file` against other processes, if that can be had in time.
+void lock(int file)
+{
+    using namespace std::chrono_literals;
+    // Waiting longer again and again would let one who never gives the lock back slow down a whole scan.
+    static std::atomic<bool> patient = true;
+    const auto end = std::chrono::steady_clock::now() + (patient ? 2000ms : 20ms);
+    while (::flock(file, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= end) {
+            patient = false;
+            return;
+        }
+        std::this_thread::sleep_for(1ms);
+    }
+    patient = true;
+}
+
+/// Appends all of `line` or nothing.
+bool appendWhole(int file, const std::string& line)
+{
+    // One write: a reader never meets half a record.
+    const ssize_t written = ::write(file, line.data(), line.size());
+    if (written == static_cast<ssize_t>(line.size()))
+        return true;
+    // Half a record, from a disk that is full, would take the next one along.
+    struct stat status = {};
+    if (written > 0 && ::fstat(file, &status) == 0)
+        (void)!::ftruncate(file, status.st_size - written);
+    return false;
+}
+
+std::optional<std::string> readAll(int file)
+{
+    std::string content;
+    for (char piece[65'536];;) {
+        const ssize_t count = ::read(file, piece, sizeof piece);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0 || content.size() > largestFile)
+            return std::nullopt;
+        if (count == 0)
+            return content;
+        content.append(piece, static_cast<std::size_t>(count));
+    }
+}
+
+base::UniqueFd openDirectoryOf(const std::string& path)
+{
+    return base::UniqueFd(
+        ::open(path.substr(0, path.rfind('/')).c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+} // namespace
+
+RecordFile::RecordFile()
+    : directory_(openDirectoryOf(recordsPath))
+{
+    if (directory_)
+        lock(directory_.get());
+}
+
+bool RecordFile::append(const Record& record)
+{
+    constexpr int flags = O_RDWR | O_APPEND;
+    constexpr mode_t groupMode = 0664;
+    const char* name = nameIn(recordsPath);
+    base::UniqueFd file = base::openPlainFile(directory_.get(), name, flags);
+    if (!file && errno == ENOENT) {
+        file = base::openPlainFile(directory_.get(), name, flags | O_CREAT | O_EXCL, groupMode);
+        if (file)
+            ::fchmod(file.get(), groupMode); // whatever the umask took away
+    }
+    return file && appendWhole(file.get(), toLine(record));
+}
+
+std::optional<std::string> RecordFile::read() const
+{
+    const base::UniqueFd file = base::openPlainFile(directory_.get(), nameIn(recordsPath), O_RDONLY);
+    return file ? readAll(file.get()) : std::nullopt;
+}
+
+RecordFile::Outcome RecordFile::rewrite(Need need, const Edit& edit, const Notice& notice)
+{
+    const base::UniqueFd old =
+        base::openPlainFile(directory_.get(), nameIn(recordsPath), need == Need::Writing ? O_RDWR : O_RDONLY);
+    const std::optional<std::string> content = old ? readAll(old.get()) : std::nullopt;
+    const base::UniqueFd file = content ? create() : base::UniqueFd();
+    if (!file)
+        return Outcome::NotOpened;
+    if (notice)
+        notice(newRecordsPath);
+    const bool replaced = replaceBy(file.get(), edit(*content));
+    if (notice)
+        notice(recordsPath);
+    return replaced ? Outcome::Done : Outcome::NotReplaced;
+}
+
+bool RecordFile::clear()
+{
+    const base::UniqueFd file = create();
+    return file && replaceBy(file.get(), {});
+}
+
+/// The new record file, still under its temporary name. Whatever was left or planted there goes.
+base::UniqueFd RecordFile::create()
+{
+    const char* name = nameIn(newRecordsPath);
+    ::unlinkat(directory_.get(), name, 0);
+    base::UniqueFd file = base::openPlainFile(directory_.get(), name, O_WRONLY | O_CREAT | O_EXCL, 0666);
+    if (file)
+        ::fchmod(file.get(), 0666); // whatever the umask took away
+    return file;
+}
+
+bool RecordFile::replaceBy(int file, const std::string& content)
+{
+    const int directory = directory_.get();
+    const char* newName = nameIn(newRecordsPath);
+    if (base::writeAll(file, content) && ::fsync(file) == 0 &&
+        ::renameat(directory, newName, directory, nameIn(recordsPath)) == 0)
+        return true;
+    ::unlinkat(directory, newName, 0);
+    return false;
+}
+
+} // namespace quarantine
