@@ -1,24 +1,10 @@
 #pragma once
 
-#include "base/result.h"
-
-#include <cerrno>
-#include <cstring>
-#include <string>
+#include "base/systemerror.h"
 
 namespace vardo {
 
-/// What the errno value `code` means, in English whatever the locale is, since it ends up in logs.
-inline std::string describeError(int code)
-{
-    const char* text = ::strerrordesc_np(code);
-    return text ? text : "Error " + std::to_string(code);
-}
-
-/// The failure that errno tells of now, or `code` when given.
-inline base::Error systemError(int code = errno)
-{
-    return {code, describeError(code)};
-}
+using base::describeError;
+using base::systemError;
 
 } // namespace vardo

@@ -1,6 +1,6 @@
 #include "engine/vardo.h"
 #include "scan/loglayout/scanlog.h"
-#include "tools/vardoscan/escape.h"
+#include "tools/escape.h"
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/report.h"
 

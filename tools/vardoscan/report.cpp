@@ -1,7 +1,7 @@
 #include "tools/vardoscan/report.h"
 
 #include "scan/loglayout/scanlog.h"
-#include "tools/vardoscan/escape.h"
+#include "tools/escape.h"
 #include "tools/vardoscan/options.h"
 
 #include <array>
@@ -40,14 +40,11 @@ constexpr std::array counters{
     Counter{"Objects not scanned", "not_scanned", &QS_InterfaceScanStatistics::scScanError, false},
 };
 
-/// One member of a JSON object, with its bytes in a second one where the text cannot carry them.
+/// What is null is left out.
 void printMember(const char* key, const char* value)
 {
-    if (!value)
-        return;
-    std::printf(",\"%s\":%s", key, jsonString(value).c_str());
-    if (!isUtf8(value))
-        std::printf(",\"%s_bytes\":\"%s\"", key, hexadecimal(value).c_str());
+    if (value)
+        std::printf("%s", jsonMember(key, value).c_str());
 }
 
 std::size_t terminalWidth()

@@ -1,4 +1,4 @@
-#include "tools/vardoscan/escape.h"
+#include "tools/escape.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -57,6 +57,15 @@ void forEachCharacter(std::string_view text, const Visit& visit)
     }
 }
 
+/// Every byte of `text` as two digits.
+std::string hexadecimal(std::string_view text)
+{
+    std::string digits;
+    for (const char byte : text)
+        digits += formatted("%02x", static_cast<unsigned int>(static_cast<unsigned char>(byte)));
+    return digits;
+}
+
 } // namespace
 
 std::string escapeForTerminal(std::string_view text)
@@ -96,10 +105,8 @@ bool isUtf8(std::string_view text)
     return all;
 }
 
-std::string hexadecimal(std::string_view text)
+std::string jsonMember(const std::string& key, std::string_view text)
 {
-    std::string digits;
-    for (const char byte : text)
-        digits += formatted("%02x", static_cast<unsigned int>(static_cast<unsigned char>(byte)));
-    return digits;
+    const std::string member = ",\"" + key + "\":" + jsonString(text);
+    return isUtf8(text) ? member : member + ",\"" + key + "_bytes\":\"" + hexadecimal(text) + "\"";
 }
