@@ -1,13 +1,13 @@
 #include "mainwindow/vmainwidget.h"
 
 #include "kit/labels.h"
+#include "kit/visibletext.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
 #include "mainwindow/builders.h"
 #include "mainwindow/quarantinelocation.h"
 #include "mainwindow/quarantinestore.h"
-#include "scan/namebytes.h"
 
 #include <QGridLayout>
 #include <QLabel>
@@ -23,13 +23,20 @@ constexpr int noDefault = VMessageBox::BTN_NO | VMessageBox::BTN_DEFAULT;
 /// Where a row keeps the bytes of its file's name.
 constexpr int nameRole = Qt::UserRole;
 
+/// The newline of a short record belongs to its last field, and is nothing to see.
+QString shownField(std::string field)
+{
+    if (field.ends_with('\n'))
+        field.pop_back();
+    return visibleText(QString::fromStdString(field));
+}
+
 QTreeWidgetItem* makeRow(const quarantine::Record& record)
 {
-    auto* row = new QTreeWidgetItem;
-    // The field behind the last one of a short record is the end of its line.
-    for (std::size_t column = 0; column < record.size(); ++column)
-        row->setText(static_cast<int>(column), shownText(record[column].value_or("").c_str()).trimmed());
-    row->setData(0, nameRole, QByteArray::fromStdString(*record.front()));
+    auto* row =
+        new QTreeWidgetItem({shownField(record.name), shownField(record.date.value_or("")),
+                             shownField(record.size.value_or("")), shownField(record.virus.value_or(""))});
+    row->setData(0, nameRole, QByteArray::fromStdString(record.name));
     return row;
 }
 
@@ -105,12 +112,16 @@ void VMainWidget::slotDeleteQuarantine()
                  okDefault);
         return;
     }
-    const QList<QTreeWidgetItem*> selected = lstQuarantine->selectedItems();
-    if (!selected.isEmpty() &&
-        vMessage(this, tr("Do you want to Delete the Selected Quarantine File?"), VMessageBox::Question,
-                 VMessageBox::BTN_YES, noDefault) != VMessageBox::BTN_YES)
-        return;
-    for (const QTreeWidgetItem* row : selected) {
+    bool mustAsk = true;
+    for (int i = 0; i < lstQuarantine->topLevelItemCount(); ++i) {
+        const QTreeWidgetItem* row = lstQuarantine->topLevelItem(i);
+        if (!row->isSelected())
+            continue;
+        if (mustAsk &&
+            vMessage(this, tr("Do you want to Delete the Selected Quarantine File?"), VMessageBox::Question,
+                     VMessageBox::BTN_YES, noDefault) != VMessageBox::BTN_YES)
+            return;
+        mustAsk = false;
         const std::string name = nameOf(row);
         if (!quarantine::mayDelete(name))
             continue;

@@ -1,16 +1,14 @@
 #pragma once
 
-#include <array>
+#include "quarantine/record.h"
+
 #include <optional>
 #include <string>
 #include <vector>
 
-/// The record file of the quarantine and the quarantined files. Everybody may write the record file, so no
-/// more than a plain name in the quarantine directory is taken from it, and no link is followed.
+/// What the quarantine page does with the record file and the quarantined files. No more than a plain name
+/// in the quarantine directory is taken from a record, and no link is followed.
 namespace quarantine {
-
-/// The fields of a record: file name, date, size, virus name. Missing ones are null.
-using Record = std::array<std::optional<std::string>, 4>;
 
 /// Reads the records whose files exist and rewrites the record file with them alone. A field that was
 /// missing is then written as "(null)". Nothing when the files cannot be opened; no file has changed then.

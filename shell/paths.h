@@ -1,6 +1,8 @@
 #pragma once
 
-/// Every fixed path of the window, the one place to look for them.
+#include "quarantine/paths.h"
+
+/// Every fixed path of the window, the one place to look for them but for the records of the quarantine.
 namespace paths {
 
 inline constexpr char qsavConf[] = "/opt/Quillstone/etc/qsav.conf";
@@ -9,9 +11,7 @@ inline constexpr char updatesConf[] = "/opt/Quillstone/etc/updates.conf";
 inline constexpr char versionFile[] = "/opt/Quillstone/etc/vardo-ver";
 inline constexpr char guardFile[] = "/opt/Quillstone/var/run/vardogui.pid";
 inline constexpr char lastScan[] = "/opt/Quillstone/etc/vardo/.lastScan";
-inline constexpr char quarantineRecords[] = "/opt/Quillstone/etc/vardo/.quarantined";
-inline constexpr char quarantineRecordsTmp[] = "/opt/Quillstone/etc/vardo/.quarantined_tmp";
-inline constexpr char quarantineDir[] = "/var/Quillstone/var/quarantine/vardo";
+inline constexpr auto& quarantineDir = quarantine::directoryPath;
 inline constexpr char quarantineOpener[] = "/opt/Quillstone/etc/vardo/.rnWM.sh";
 inline constexpr char updateCrontab[] = "/opt/Quillstone/etc/qsavupdate";
 inline constexpr char updateNow[] = "/opt/Quillstone/usr/bin/updatenow";
