@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <limits>
 #include <sstream>
 
 #include <strings.h>
-#include <unistd.h>
 
 namespace vardo {
 
@@ -37,10 +37,18 @@ std::string decoded(std::string_view raw)
     return value.size() < 2 ? "" : value.substr(1, value.size() - 2);
 }
 
-bool parseNumber(std::string_view text, unsigned long& number)
+/// A number that is too small or too large counts as the least or the largest.
+std::optional<unsigned long> parsedNumber(std::string_view text)
 {
+    const bool negative = text.starts_with('-');
+    text.remove_prefix(negative);
+    unsigned long number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size();
+    if (error == std::errc::invalid_argument || end != text.data() + text.size())
+        return {};
+    if (error == std::errc::result_out_of_range)
+        number = std::numeric_limits<unsigned long>::max();
+    return negative ? 0 : number;
 }
 
 bool equalsIgnoringCase(const std::string& a, const char* b)
@@ -50,27 +58,30 @@ bool equalsIgnoringCase(const std::string& a, const char* b)
 
 } // namespace
 
-std::optional<ConfFile> ConfFile::read(const std::string& path)
+ConfFile ConfFile::parsed(const std::string& text)
 {
-    const std::optional<std::string> text = readRegularFile(path, largestFile);
-    if (!text)
-        return {};
     ConfFile file;
-    sfl::LineReader lines(*text);
+    sfl::LineReader lines(text);
     file.head_ = sfl::headOf(lines);
-    sfl::IniReader reader(*text);
+    sfl::IniReader reader(text);
     for (sfl::IniItem item; reader.next(item);)
         if (!item.heading)
             file.raw_[item.section + ":" + item.keyword] = item.raw;
     return file;
 }
 
+std::optional<ConfFile> ConfFile::read(const std::string& path)
+{
+    const base::Result<std::string> text = readRegularFile(path, largestFile);
+    return text ? std::optional(parsed(text.value())) : std::nullopt;
+}
+
 std::optional<ConfFile> ConfFile::readOrNew(const std::string& path)
 {
-    std::optional<ConfFile> file = read(path);
-    if (!file && ::access(path.c_str(), F_OK) != 0 && errno == ENOENT)
-        file.emplace();
-    return file;
+    const base::Result<std::string> text = readRegularFile(path, largestFile);
+    if (text)
+        return parsed(text.value());
+    return text.error().code == ENOENT ? std::optional(ConfFile()) : std::nullopt;
 }
 
 std::optional<std::string> ConfFile::text(std::string_view key) const
@@ -95,18 +106,16 @@ bool ConfFile::flag(std::string_view key, bool fallback) const
 unsigned long ConfFile::number(std::string_view key, unsigned long least, unsigned long most,
                                unsigned long fallback) const
 {
-    unsigned long number = 0;
     const std::optional<std::string> value = text(key);
-    return value && parseNumber(*value, number) ? std::clamp(number, least, most) : fallback;
+    const std::optional<unsigned long> number = value ? parsedNumber(*value) : std::nullopt;
+    return number ? std::clamp(*number, least, most) : fallback;
 }
 
 unsigned ConfFile::word(std::string_view key, const ConfWord* words, unsigned fallback) const
 {
     const std::optional<std::string> value = text(key);
-    unsigned long number = 0;
-    const bool isNumber = value && parseNumber(*value, number);
     for (; value && words->text; ++words)
-        if (isNumber ? number == words->value : equalsIgnoringCase(*value, words->text))
+        if (equalsIgnoringCase(*value, words->text) || *value == std::to_string(words->value))
             return words->value;
     return fallback;
 }

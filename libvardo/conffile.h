@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/result.h"
 #include "sfl/symtable.h"
 
 #include <functional>
@@ -40,7 +41,7 @@ class ConfFile
     std::string path(std::string_view key, const char* fallback) const;
     /// yes, no, on, off, true, false, 1 or 0 in any case of letters, else `fallback`.
     bool flag(std::string_view key, bool fallback) const;
-    /// A decimal number, moved into the range; `fallback` when it is none.
+    /// A decimal whole number, moved into the range; `fallback` when it is none.
     unsigned long number(std::string_view key, unsigned long least, unsigned long most,
                          unsigned long fallback) const;
     /// The number of one of `words` (the last has no text), which may also stand as that number.
@@ -56,6 +57,8 @@ class ConfFile
     bool save(const std::string& path) const;
 
   private:
+    static ConfFile parsed(const std::string& text);
+
     struct NameLess
     {
         using is_transparent = void;
@@ -73,8 +76,8 @@ bool isStorable(std::string_view text);
 /// before its `=`, and escapes stay as they are.
 std::string withoutQuotes(const std::string& text);
 
-/// The whole of a regular file of at most `most` bytes; nothing when it is not one or cannot be read.
-std::optional<std::string> readRegularFile(const std::string& path, std::size_t most);
+/// The whole of a regular file of at most `most` bytes.
+base::Result<std::string> readRegularFile(const std::string& path, std::size_t most);
 
 /// Puts `text` in the place of the file at `path` in one step, keeping its owner and mode where that is
 /// allowed; a new file gets mode 0660. False, with the file as it was, on any failure; a symbolic link or

@@ -6,9 +6,17 @@ namespace vardo {
 
 namespace {
 
+constexpr std::string_view blanks = " \t";
+
 char lower(char c)
 {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+std::string_view trimmed(std::string_view text)
+{
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
 bool endsWithExtension(std::string_view name, std::string_view extension)
@@ -27,8 +35,9 @@ std::vector<std::string> splitList(std::string_view text, std::string_view divid
     std::vector<std::string> items;
     while (!text.empty()) {
         const std::size_t end = std::min(text.find_first_of(dividers), text.size());
-        if (end > 0)
-            items.emplace_back(text.substr(0, end));
+        const std::string_view item = trimmed(text.substr(0, end));
+        if (!item.empty())
+            items.emplace_back(item);
         text.remove_prefix(std::min(end + 1, text.size()));
     }
     return items;
@@ -59,6 +68,8 @@ bool ExtensionFilter::passes(std::string_view name) const
 
 void DirectoryFilter::exclude(std::string path)
 {
+    if (!path.starts_with('/'))
+        return;
     while (path.size() > 1 && path.back() == '/')
         path.pop_back();
     struct stat status = {};

@@ -9,7 +9,8 @@
 
 namespace vardo {
 
-/// The items of a list whose items are divided by any of `dividers`; empty ones are dropped.
+/// The items of a list whose items are divided by any of `dividers`, without the blanks around them; empty
+/// ones are dropped.
 std::vector<std::string> splitList(std::string_view text, std::string_view dividers);
 
 /// Decides by the ends of file names which files are scanned.
@@ -38,7 +39,8 @@ class ExtensionFilter
 class DirectoryFilter
 {
   public:
-    /// Adds one directory. It may come into being later.
+    /// Adds one directory, which may come into being later. A path that is not absolute is passed over: what
+    /// it means would depend on where the program was started.
     void exclude(std::string path);
 
     /// True when the directory seen at `path`, with the attributes `status`, is one of them.

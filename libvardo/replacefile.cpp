@@ -1,6 +1,7 @@
 #include "libvardo/conffile.h"
 
 #include "base/uniquefd.h"
+#include "libvardo/systemerror.h"
 
 #include <cerrno>
 
@@ -85,21 +86,25 @@ class Replacement
 
 } // namespace
 
-std::optional<std::string> readRegularFile(const std::string& path, std::size_t most)
+base::Result<std::string> readRegularFile(const std::string& path, std::size_t most)
 {
     const base::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
-    if (!fd || ::fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode))
-        return {};
+    if (!fd || ::fstat(fd.get(), &status) != 0)
+        return systemError();
+    if (!S_ISREG(status.st_mode))
+        return systemError(EINVAL);
     std::string text;
     char buffer[8192];
     ssize_t got;
     while ((got = ::read(fd.get(), buffer, sizeof buffer)) > 0) {
         text.append(buffer, static_cast<std::size_t>(got));
         if (text.size() > most)
-            return {};
+            return systemError(EFBIG);
     }
-    return got == 0 ? std::optional(std::move(text)) : std::nullopt;
+    if (got < 0)
+        return systemError();
+    return text;
 }
 
 bool replaceFile(const std::string& path, std::string_view text)

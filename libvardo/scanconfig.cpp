@@ -331,6 +331,8 @@ bool ScanConfig::MakeAlert(const char* avConf)
 
 int ScanConfig::removeConfQoutes()
 {
-    const auto text = ScanConfFile ? vardo::readRegularFile(ScanConfFile, 1 << 20) : std::nullopt;
-    return text && vardo::replaceFile(ScanConfFile, vardo::withoutQuotes(*text)) ? 0 : -1;
+    if (!ScanConfFile)
+        return -1;
+    const auto text = vardo::readRegularFile(ScanConfFile, 1 << 20);
+    return text && vardo::replaceFile(ScanConfFile, vardo::withoutQuotes(text.value())) ? 0 : -1;
 }
