@@ -1,7 +1,5 @@
 #include "kit/vtextpane.h"
 
-#include "kit/visibletext.h"
-
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QGuiApplication>
@@ -12,44 +10,23 @@
 #include <QtMath>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace {
 
-/// A line of more bytes goes on in the next row, so that no picture has to lay out a text without end.
-constexpr qsizetype longestRowBytes = 8192;
 constexpr int pictureInterval = 16; // milliseconds: 60 pictures a second
 constexpr int dragScrollInterval = 50;
 constexpr int margin = 3;
-
-bool isContinuation(char byte)
-{
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
-}
-
-/// How many bytes at the start of `rest` make up a character, 0 if they are not UTF-8.
-qsizetype characterLength(QByteArrayView rest)
-{
-    const auto lead = static_cast<unsigned char>(rest.front());
-    const qsizetype length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    return length <= rest.size() && rest.first(length).isValidUtf8() ? length : 0;
-}
+constexpr int tabColumns = 8;
+constexpr qint64 indexedAtOnce = 2 << 20; // bytes, some milliseconds
+constexpr qint64 longestCopy = 64 << 20;
 
 } // namespace
 
-/// One row as it is shown: its text and, for each place in it, the offset of the byte there.
-struct VTextPane::Row
-{
-    QString text;
-    std::vector<qsizetype> offsets;
-
-    int placeOf(qsizetype offset) const
-    {
-        return static_cast<int>(std::lower_bound(offsets.begin(), offsets.end(), offset) - offsets.begin());
-    }
-};
-
-VTextPane::VTextPane(QWidget* parent, const char* name)
+VTextPane::VTextPane(QWidget* parent, const char* name, TextRows::Encoding encoding)
     : QAbstractScrollArea(parent)
+    , rows(encoding)
 {
     setObjectName(QLatin1StringView(name));
     viewport()->setCursor(Qt::IBeamCursor);
@@ -57,102 +34,59 @@ VTextPane::VTextPane(QWidget* parent, const char* name)
     verticalScrollBar()->setSingleStep(1);
 }
 
-void VTextPane::append(const QByteArray& utf8)
+void VTextPane::append(const QByteArray& bytes)
 {
-    const qsizetype start = bytes.size();
-    bytes.append(utf8);
-    indexFrom(start);
-    if (isVisible() && !repaintTimer.isActive())
-        repaintTimer.start(pictureInterval, Qt::PreciseTimer, this);
+    rows.append(bytes);
+    scheduleRefresh();
+}
+
+void VTextPane::setFile(std::unique_ptr<QFile> file)
+{
+    clear();
+    rows.setFile(std::move(file));
+    rows.indexMore(indexedAtOnce);
+    indexTimer.start(0, this);
+    scheduleRefresh();
 }
 
 void VTextPane::clear()
 {
-    bytes.clear();
-    rowStarts = {0};
-    longestRow = widest = 0;
-    longestBytes = 0;
+    indexTimer.stop();
+    rows.clear();
+    widest = 0;
+    measuredLongest = -1;
     anchor = cursor = 0;
     refresh();
 }
 
-/// Finds the rows that begin in the bytes from `start` on, which have just been added.
-void VTextPane::indexFrom(qsizetype start)
+void VTextPane::goToStart()
 {
-    const auto endRow = [this](qsizetype next) {
-        if (const qsizetype length = next - rowStarts.back(); length > longestBytes) {
-            longestBytes = length;
-            longestRow = static_cast<int>(rowStarts.size()) - 1;
-        }
-        rowStarts.push_back(next);
-    };
-    while (start < bytes.size()) {
-        const qsizetype lineEnd = bytes.indexOf('\n', start);
-        const qsizetype end = lineEnd < 0 ? bytes.size() : lineEnd + 1;
-        for (qsizetype cut = rowStarts.back() + longestRowBytes; cut < end; cut += longestRowBytes) {
-            for (int back = 0; back < 3 && isContinuation(bytes[cut]); ++back)
-                --cut;
-            endRow(cut);
-        }
-        if (lineEnd >= 0)
-            endRow(end);
-        start = end;
-    }
-}
-
-int VTextPane::lineCount() const
-{
-    const bool lastIsEmpty = rowStarts.back() == bytes.size();
-    return static_cast<int>(rowStarts.size()) - (lastIsEmpty ? 1 : 0);
-}
-
-/// The bytes of a row without its end of line.
-QByteArrayView VTextPane::rowBytes(int row) const
-{
-    const auto place = static_cast<std::size_t>(row);
-    const qsizetype end = place + 1 < rowStarts.size() ? rowStarts[place + 1] : bytes.size();
-    QByteArrayView view = QByteArrayView(bytes).sliced(rowStarts[place], end - rowStarts[place]);
-    if (view.endsWith('\n'))
-        view.chop(1);
-    if (view.endsWith('\r'))
-        view.chop(1);
-    return view;
-}
-
-VTextPane::Row VTextPane::shownRow(int row) const
-{
-    const QByteArrayView view = rowBytes(row);
-    const qsizetype base = rowStarts[static_cast<std::size_t>(row)];
-    Row shown;
-    for (qsizetype i = 0; i < view.size();) {
-        const qsizetype length = characterLength(view.sliced(i));
-        const QString character = length == 0 ? QString(QChar(QChar::ReplacementCharacter))
-                                              : visibleCharacter(QString::fromUtf8(view.sliced(i, length)));
-        shown.text += character;
-        shown.offsets.insert(shown.offsets.end(), static_cast<std::size_t>(character.size()), base + i);
-        i += std::max<qsizetype>(length, 1);
-    }
-    shown.offsets.push_back(base + view.size());
-    return shown;
+    verticalScrollBar()->setValue(0);
+    followsEnd = false;
 }
 
 QByteArray VTextPane::selectedText() const
 {
     const auto [from, to] = std::minmax(anchor, cursor);
-    return bytes.sliced(from, to - from);
+    return rows.bytes(from, to - from);
 }
 
 void VTextPane::selectAll()
 {
     anchor = 0;
-    cursor = bytes.size();
+    cursor = rows.size();
     viewport()->update();
+}
+
+bool VTextPane::canCopy() const
+{
+    return anchor != cursor && std::abs(anchor - cursor) <= longestCopy;
 }
 
 void VTextPane::copy()
 {
-    if (anchor != cursor)
-        QGuiApplication::clipboard()->setText(QString::fromUtf8(selectedText()));
+    if (canCopy())
+        QGuiApplication::clipboard()->setText(rows.decoded(selectedText()));
 }
 
 int VTextPane::rowHeight() const
@@ -165,14 +99,19 @@ int VTextPane::rowsInView() const
     return std::max(1, (viewport()->height() - 2 * margin) / rowHeight());
 }
 
+void VTextPane::scheduleRefresh()
+{
+    if (isVisible() && !repaintTimer.isActive())
+        repaintTimer.start(pictureInterval, Qt::PreciseTimer, this);
+}
+
 /// Brings the scroll bars and the picture up to the text.
 void VTextPane::refresh()
 {
     QScrollBar* bar = verticalScrollBar();
-    const bool atEnd = bar->value() == bar->maximum();
     bar->setPageStep(rowsInView());
     bar->setRange(0, std::max(0, lineCount() - rowsInView()));
-    if (atEnd)
+    if (followsEnd)
         bar->setValue(bar->maximum());
     measure();
     viewport()->update();
@@ -182,15 +121,16 @@ void VTextPane::refresh()
 /// measured: there may be a million.
 void VTextPane::measure()
 {
-    const int first = verticalScrollBar()->value();
-    const int end = std::min(first + rowsInView() + 1, lineCount());
-    const QFontMetrics metrics = fontMetrics();
-    if (longestRow < lineCount())
-        widest = std::max(widest, metrics.horizontalAdvance(shownRow(longestRow).text));
-    for (int row = first; row < end; ++row)
-        widest = std::max(widest, metrics.horizontalAdvance(shownRow(row).text));
+    std::vector<TextRows::Row> measured = rows.rows(verticalScrollBar()->value(), rowsInView() + 1);
+    if (rows.longest() != std::exchange(measuredLongest, rows.longest()))
+        std::ranges::move(rows.rows(rows.longest(), 1), std::back_inserter(measured));
+    for (const TextRows::Row& row : measured) {
+        QTextLayout layout(row.text);
+        layOut(layout);
+        widest = std::max(widest, qCeil(layout.lineAt(0).naturalTextWidth()));
+    }
     QScrollBar* bar = horizontalScrollBar();
-    bar->setSingleStep(metrics.averageCharWidth() * 4);
+    bar->setSingleStep(fontMetrics().averageCharWidth() * 4);
     bar->setPageStep(viewport()->width());
     bar->setRange(0, std::max(0, widest + 2 * margin - viewport()->width()));
 }
@@ -200,6 +140,7 @@ void VTextPane::layOut(QTextLayout& layout) const
     QTextOption option;
     option.setWrapMode(QTextOption::NoWrap);
     option.setTextDirection(Qt::LeftToRight);
+    option.setTabStopDistance(tabColumns * fontMetrics().horizontalAdvance(QLatin1Char('x')));
     layout.setTextOption(option);
     layout.setFont(font());
     layout.beginLayout();
@@ -216,17 +157,15 @@ void VTextPane::paintEvent(QPaintEvent*)
     selection.format.setBackground(palette().brush(QPalette::Highlight));
     selection.format.setForeground(palette().brush(QPalette::HighlightedText));
 
-    const int first = verticalScrollBar()->value();
-    const int end = std::min(first + rowsInView() + 1, lineCount());
-    for (int row = first; row < end; ++row) {
-        const Row shown = shownRow(row);
-        selection.start = shown.placeOf(from);
-        selection.length = shown.placeOf(to) - selection.start;
-        QTextLayout layout(shown.text);
+    QPoint place(margin - horizontalScrollBar()->value(), margin);
+    for (const TextRows::Row& row : rows.rows(verticalScrollBar()->value(), rowsInView() + 1)) {
+        selection.start = row.placeOf(from);
+        selection.length = row.placeOf(to) - selection.start;
+        QTextLayout layout(row.text);
         layOut(layout);
-        const QPoint place(margin - horizontalScrollBar()->value(), margin + (row - first) * rowHeight());
         layout.draw(&painter, place,
                     selection.length > 0 ? QList{selection} : QList<QTextLayout::FormatRange>{});
+        place.ry() += rowHeight();
     }
 }
 
@@ -240,8 +179,10 @@ void VTextPane::showEvent(QShowEvent*)
     refresh();
 }
 
-void VTextPane::scrollContentsBy(int, int)
+void VTextPane::scrollContentsBy(int, int dy)
 {
+    if (dy != 0)
+        followsEnd = verticalScrollBar()->value() == verticalScrollBar()->maximum();
     measure();
     viewport()->update();
 }
@@ -251,6 +192,7 @@ void VTextPane::changeEvent(QEvent* event)
     QAbstractScrollArea::changeEvent(event);
     if (event->type() == QEvent::FontChange) {
         widest = 0;
+        measuredLongest = -1;
         refresh();
     }
 }
@@ -260,11 +202,12 @@ void VTextPane::timerEvent(QTimerEvent* event)
     if (event->timerId() == repaintTimer.timerId()) {
         repaintTimer.stop();
         refresh();
+    } else if (event->timerId() == indexTimer.timerId()) {
+        if (!rows.indexMore(indexedAtOnce))
+            indexTimer.stop();
+        scheduleRefresh();
     } else if (event->timerId() == dragTimer.timerId()) {
-        const int above = std::min(dragPosition.y(), 0);
-        const int below = std::max(dragPosition.y() - viewport()->height(), 0);
-        verticalScrollBar()->setValue(verticalScrollBar()->value() + (above + below) / rowHeight());
-        selectTo(dragPosition);
+        scrollSelection();
     }
 }
 
@@ -283,24 +226,33 @@ void VTextPane::keyPressEvent(QKeyEvent* event)
 }
 
 /// The byte that is shown at, or nearest to, a position in the viewport.
-qsizetype VTextPane::offsetAt(QPoint position) const
+qint64 VTextPane::offsetAt(QPoint position) const
 {
     const int row = verticalScrollBar()->value() + qFloor(double(position.y() - margin) / rowHeight());
     if (row < 0)
         return 0;
-    if (row >= lineCount())
-        return bytes.size();
-    const Row shown = shownRow(row);
-    QTextLayout layout(shown.text);
+    const std::vector<TextRows::Row> shown = rows.rows(row, 1);
+    if (shown.empty())
+        return rows.size();
+    QTextLayout layout(shown.front().text);
     layOut(layout);
     const int x = position.x() - margin + horizontalScrollBar()->value();
-    return shown.offsets[static_cast<std::size_t>(layout.lineAt(0).xToCursor(x))];
+    return shown.front().offsets[static_cast<std::size_t>(layout.lineAt(0).xToCursor(x))];
 }
 
 void VTextPane::selectTo(QPoint position)
 {
     cursor = offsetAt(position);
     viewport()->update();
+}
+
+/// Goes on selecting while the pointer is held above or below the pane, the faster the further away.
+void VTextPane::scrollSelection()
+{
+    const int above = std::min(dragPosition.y(), 0);
+    const int below = std::max(dragPosition.y() - viewport()->height(), 0);
+    verticalScrollBar()->setValue(verticalScrollBar()->value() + (above + below) / rowHeight());
+    selectTo(dragPosition);
 }
 
 void VTextPane::mousePressEvent(QMouseEvent* event)
@@ -331,8 +283,8 @@ void VTextPane::mouseReleaseEvent(QMouseEvent* event)
         return;
     dragTimer.stop();
     QClipboard* clipboard = QGuiApplication::clipboard();
-    if (anchor != cursor && clipboard->supportsSelection())
-        clipboard->setText(QString::fromUtf8(selectedText()), QClipboard::Selection);
+    if (canCopy() && clipboard->supportsSelection())
+        clipboard->setText(rows.decoded(selectedText()), QClipboard::Selection);
 }
 
 /// The menu does not run a loop of its own: whoever is filling the pane goes on.
@@ -340,7 +292,7 @@ void VTextPane::contextMenuEvent(QContextMenuEvent* event)
 {
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    menu->addAction(tr("&Copy"), this, &VTextPane::copy)->setEnabled(anchor != cursor);
+    menu->addAction(tr("&Copy"), this, &VTextPane::copy)->setEnabled(canCopy());
     menu->addAction(tr("Select &All"), this, &VTextPane::selectAll);
     menu->popup(event->globalPos());
 }

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "kit/textrows.h"
+
 #include <QAbstractScrollArea>
 #include <QBasicTimer>
 #include <QByteArray>
 #include <QString>
-
-#include <vector>
 
 class QTextLayout;
 
@@ -19,23 +19,28 @@ class VTextPane : public QAbstractScrollArea
     Q_OBJECT
 
   public:
-    explicit VTextPane(QWidget* parent, const char* name = nullptr);
+    explicit VTextPane(QWidget* parent, const char* name = nullptr,
+                       TextRows::Encoding encoding = TextRows::Encoding::Utf8);
 
-    /// Adds exactly `utf8`; a line ends where the text says so.
-    void append(const QByteArray& utf8);
+    /// Adds exactly `bytes`; a line ends where the text says so.
+    void append(const QByteArray& bytes);
     void append(const QString& text) { append(text.toUtf8()); }
     void append(const char* utf8) { append(QByteArray(utf8)); }
+    /// Shows an open file without reading it whole, see TextRows; its rows come up as they are found.
+    void setFile(std::unique_ptr<QFile> file);
     void clear();
+    /// Goes to the first line and stays there, whatever is added.
+    void goToStart();
 
-    QByteArray text() const { return bytes; }
+    QByteArray text() const { return rows.bytes(0, rows.size()); }
     /// How many lines the pane shows; an end of line at the very end starts no further one.
-    int lineCount() const;
+    int lineCount() const { return rows.count(); }
     /// The selected bytes.
     QByteArray selectedText() const;
 
   public slots:
     void selectAll();
-    /// Puts the selection, if there is one, on the clipboard.
+    /// Puts the selection on the clipboard, if there is one that does not take hundreds of megabytes there.
     void copy();
 
   protected:
@@ -52,27 +57,25 @@ class VTextPane : public QAbstractScrollArea
     void contextMenuEvent(QContextMenuEvent* event) override;
 
   private:
-    struct Row;
-
-    void indexFrom(qsizetype start);
-    QByteArrayView rowBytes(int row) const;
-    Row shownRow(int row) const;
     int rowHeight() const;
     int rowsInView() const;
+    bool canCopy() const;
+    void scheduleRefresh();
     void refresh();
     void measure();
     void layOut(QTextLayout& layout) const;
-    qsizetype offsetAt(QPoint position) const;
+    qint64 offsetAt(QPoint position) const;
     void selectTo(QPoint position);
+    void scrollSelection();
 
-    QByteArray bytes;
-    std::vector<qsizetype> rowStarts{0}; ///< Where each row begins in `bytes`.
-    qsizetype longestBytes = 0;
-    int longestRow = 0;   ///< The one with most bytes, a fair guess at the widest.
-    int widest = 0;       ///< Pixels of the widest row measured so far.
-    qsizetype anchor = 0; ///< The selection lies between these two offsets.
-    qsizetype cursor = 0;
+    TextRows rows;
+    bool followsEnd = true;
+    int widest = 0;           ///< Pixels of the widest row measured so far.
+    int measuredLongest = -1; ///< The row with most bytes when it was last measured.
+    qint64 anchor = 0;        ///< The selection lies between these two offsets.
+    qint64 cursor = 0;
     QPoint dragPosition; ///< The pointer while a selection is dragged.
     QBasicTimer repaintTimer;
     QBasicTimer dragTimer;
+    QBasicTimer indexTimer;
 };
