@@ -42,6 +42,11 @@ exit "$(cat "/tmp/sandbox/$name.exit" 2>/dev/null || echo 0)"
 class Arguments
 {
   public:
+    explicit Arguments(std::vector<std::string> command)
+        : texts_(std::move(command))
+    {
+    }
+
     template <class... Texts>
     void add(const Texts&... texts)
     {
@@ -73,7 +78,7 @@ class Arguments
     }
 
   private:
-    std::vector<std::string> texts_ = {"bwrap"};
+    std::vector<std::string> texts_;
 };
 
 void addSystem(Arguments& bwrap)
@@ -94,7 +99,6 @@ void addSystem(Arguments& bwrap)
     for (const char* directory :
          {"/tmp", "/home", "/root", "/opt/Quillstone", "/var/Quillstone", "/etc/init.d"})
         bwrap.add("--tmpfs", directory);
-    bwrap.bind("/tmp/.X11-unix");
     bwrap.bind("/var/cache/fontconfig");
 }
 
@@ -137,6 +141,19 @@ void clearDirectory(const fs::path& path)
         fs::remove_all(entry, ignored);
 }
 
+int enterThrough(std::vector<std::string> command, char** argv, Ids ids)
+{
+    Arguments bwrap(std::move(command));
+    bwrap.add("--unshare-pid", "--unshare-ipc", "--die-with-parent");
+    addSystem(bwrap);
+    addBuild(bwrap);
+    addEnvironment(bwrap, ids);
+    bwrap.add("--chdir", VARDO_BINARY_DIR, "--", fs::read_symlink("/proc/self/exe").string());
+    for (char** argument = argv + 1; *argument; ++argument)
+        bwrap.add(*argument);
+    return bwrap.execute();
+}
+
 } // namespace
 
 bool inside()
@@ -146,16 +163,16 @@ bool inside()
 
 int enter(char** argv, Ids ids)
 {
-    Arguments bwrap;
-    bwrap.add("--unshare-user", "--unshare-pid", "--unshare-ipc", "--die-with-parent");
-    bwrap.add("--uid", std::to_string(ids.user), "--gid", std::to_string(ids.group));
-    addSystem(bwrap);
-    addBuild(bwrap);
-    addEnvironment(bwrap, ids);
-    bwrap.add("--chdir", VARDO_BINARY_DIR, "--", fs::read_symlink("/proc/self/exe").string());
-    for (char** argument = argv + 1; *argument; ++argument)
-        bwrap.add(*argument);
-    return bwrap.execute();
+    return enterThrough(
+        {"bwrap", "--unshare-user", "--uid", std::to_string(ids.user), "--gid", std::to_string(ids.group)},
+        argv, ids);
+}
+
+int enterAsRoot(char** argv)
+{
+    if (geteuid() == 0)
+        return enterThrough({"bwrap"}, argv, {});
+    return enterThrough({"unshare", "--user", "--map-root-user", "--map-auto", "bwrap"}, argv, {});
 }
 
 void makeInstallation()

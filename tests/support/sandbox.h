@@ -23,6 +23,10 @@ bool inside();
 /// Starts this program again inside, with these ids. Returns, with an exit code, only on failure.
 int enter(char** argv, Ids ids);
 
+/// The same as a root who may become any other user, as the scanning service does for its workers.
+/// An ordinary user needs a range of subordinate ids for it (package uidmap).
+int enterAsRoot(char** argv);
+
 /// Sets up a fresh installation, as far as the window needs one: directories, configuration files,
 /// the version file (installation kind 0), empty home directories, and stand-ins for runasroot,
 /// crontab (in PATH) and the cron script, which record their arguments. Only inside.

@@ -1,0 +1,131 @@
+#pragma once
+
+#include "tests/support/sandbox.h"
+#include "tests/support/virtualscreen.h"
+
+#include <QCoreApplication>
+#include <QList>
+#include <QLocalSocket>
+#include <QPoint>
+#include <QProcess>
+#include <QRect>
+#include <QStringList>
+#include <QTest>
+
+#include <functional>
+
+#include <sys/types.h>
+
+class QJsonArray;
+
+/// Tests of the whole product: the built window, its engine and its service in the sandbox, worked with
+/// mouse and keyboard on a virtual screen. A test looks like this:
+///
+///     product::install("[Scan]\nAction=quarantine\n[Log]\nLevel=all\n");
+///     sandbox::writeFile("/root/bad", ServiceHome::marker().toStdString());
+///     RealWindow window;
+///     QVERIFY(window.click("VMainWidget/lnkScanHome"));
+///     QVERIFY(window.waitFor("VScanStatisticsDialog"));
+///     QCOMPARE(window.text("VScanStatisticsDialog/lblQuarantinedValue"), "1");
+///     QVERIFY(window.click("VScanStatisticsDialog/btnOk"));
+///     QVERIFY(window.click("VMainWidget/btnClose"));
+///     QCOMPARE(window.exitCode(), 0);
+///
+/// with VARDO_WINDOW_TEST_MAIN(Class) at its end and vardo_window_test(NAME) in CMakeLists.txt.
+namespace product {
+
+/// A fresh installation, with test signatures and `settings` as its vardo.conf. Ends the services of an
+/// earlier one.
+void install(const QByteArray& settings);
+
+/// The directory that scans are logged to has one log; its whole text. Empty when it has none or several.
+QByteArray onlyLog();
+/// The record file of the quarantine.
+QByteArray quarantineRecords();
+
+/// Process ids of a user's scanning service, 0 when it does not run, and of its workers.
+pid_t service(unsigned int user = 0);
+QList<pid_t> workers(unsigned int user = 0);
+
+} // namespace product
+
+/// What can be seen of a widget of the program.
+struct SeenWidget
+{
+    struct Row
+    {
+        QStringList texts;
+        QRect place; ///< of the first column, behind its indent; on the screen
+        bool selected = false;
+        bool expanded = false;
+    };
+
+    bool exists = false;    ///< and is visible
+    bool reachable = false; ///< enabled, and a click on its middle gets to it
+    bool checked = false;
+    QString text;
+    QString className;
+    QRect place;     ///< on the screen
+    QList<Row> rows; ///< of a list, as far as they are in view
+};
+
+/// One start of the program. A widget is named "WINDOW/WIDGET", by object names or the widget's text, or
+/// "WINDOW" for the window itself: "VMessageBox/&Yes". Whatever waits gives up after half a minute, says what
+/// was on the screen, and leaves a picture in the working directory.
+class RealWindow
+{
+  public:
+    explicit RealWindow(sandbox::Ids user = {0, 0});
+    /// Kills what has not ended.
+    ~RealWindow();
+
+    SeenWidget find(const QString& name);
+    QString text(const QString& name) { return find(name).text; }
+    /// The texts of all labels of the window, to find out what a message box says.
+    QStringList texts(const QString& window);
+
+    bool waitFor(const QString& name);
+    bool waitForEnd(const QString& name);
+    /// Clicks, when it can be reached, the middle of the widget (of a check box, its mark) or `at` from its
+    /// upper left corner.
+    bool click(const QString& name, QPoint at = {-1, -1});
+    /// Clicks the first column of the row whose first text is `row`, `x` from its left edge.
+    bool clickRow(const QString& list, const QString& row, int x = 10);
+    /// Clicks a place on the screen.
+    void clickAt(QPoint place);
+    /// Presses keys, in the notation of xdotool: "ctrl+a".
+    void press(const QString& keys);
+    void drag(QPoint from, QPoint to);
+
+    /// Milliseconds until the event loop of the program answers; -1 when it does not within half a minute.
+    qint64 answerTime();
+    QByteArray clipboard();
+
+    bool isRunning() const { return process_.state() != QProcess::NotRunning; }
+    /// Waits for the end; -1 after a crash or when there is none.
+    int exitCode();
+    qint64 pid() const { return process_.processId(); }
+    void kill() { process_.kill(); }
+
+  private:
+    QByteArray ask(const QByteArray& request);
+    QJsonArray widgets();
+    bool waitUntil(const QString& wanted, const std::function<bool()>& condition);
+
+    QString socketName_;
+    QLocalSocket socket_;
+    QProcess process_;
+};
+
+/// QTEST_MAIN for a class of such tests.
+#define VARDO_WINDOW_TEST_MAIN(Class)                                                                        \
+    int main(int argc, char** argv)                                                                          \
+    {                                                                                                        \
+        if (!sandbox::inside())                                                                              \
+            return sandbox::enterAsRoot(argv);                                                               \
+        QTEST_SET_MAIN_SOURCE_PATH                                                                           \
+        QCoreApplication application(argc, argv);                                                            \
+        const VirtualScreen screen;                                                                          \
+        Class test;                                                                                          \
+        return screen.isUp() ? QTest::qExec(&test, argc, argv) : EXIT_FAILURE;                               \
+    }
