@@ -1,12 +1,14 @@
 #include "sfl/inifile.h"
 
+#include "base/uniquefd.h"
+
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,21 +40,38 @@ std::string findFile(const std::string& name)
 }
 
 /// The content of a regular file; empty for anything else, which might never end.
-std::string readText(const std::string& path)
+std::string readText(const char* path)
 {
-    std::error_code ignored;
-    std::ostringstream text;
-    if (std::filesystem::is_regular_file(path, ignored))
-        text << std::ifstream(path, std::ios::binary).rdbuf();
-    return std::move(text).str();
+    const base::UniqueFd file(::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat status = {};
+    std::string text;
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
+        return text;
+    std::array<char, 16'384> piece;
+    for (ssize_t count; (count = ::read(file.get(), piece.data(), piece.size())) != 0;) {
+        if (count > 0)
+            text.append(piece.data(), static_cast<std::size_t>(count));
+        else if (errno != EINTR)
+            break;
+    }
+    return text;
 }
 
+/// Puts `text` into the file in place of its content. A FIFO that nobody reads is an error, not a wait.
 bool writeText(const char* path, std::string_view text)
 {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << text;
-    file.close();
-    return file.good();
+    const base::UniqueFd file(
+        ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
+    if (!file)
+        return false;
+    while (!text.empty()) {
+        const ssize_t count = ::write(file.get(), text.data(), text.size());
+        if (count > 0)
+            text.remove_prefix(static_cast<std::size_t>(count));
+        else if (errno != EINTR)
+            return false;
+    }
+    return true;
 }
 
 void assume(SymTable* table, const std::string& name, const std::string& value)
@@ -88,6 +107,34 @@ std::string valueOf(const std::string& raw)
     return value.empty() ? value : value.substr(1);
 }
 
+/// The value as a line can carry it: what goes beyond the reader's buffer is left out, and so are the
+/// characters that no line holds and that would change the reading of others.
+std::string quoted(std::string_view value)
+{
+    std::string raw = "\"";
+    for (const char c : value) {
+        const bool lost = c == '\t' || c == '\r' || c == '\x1a';
+        const std::string piece = sfl::escaped(lost ? " " : std::string_view(&c, 1));
+        if (raw.size() + piece.size() + 1 > sfl::lineLimit)
+            break;
+        raw += piece;
+    }
+    return raw + '"';
+}
+
+/// Appends the line of a key, or two where the reader would cut one.
+void appendKey(std::string& text, std::string_view keyword, std::string_view value)
+{
+    const std::string start = "    " + std::string(keyword) + " = ";
+    if (start.size() + 2 > sfl::lineLimit)
+        return;
+    const std::size_t room = sfl::lineLimit - start.size();
+    std::string raw = quoted(value);
+    if (raw.size() > room)
+        raw.insert(room - 1, "-\n");
+    text.append(start).append(raw).append("\n");
+}
+
 void appendSymbols(std::string& text, const SymTable& table)
 {
     std::optional<std::string_view> section;
@@ -100,8 +147,7 @@ void appendSymbols(std::string& text, const SymTable& table)
             section = name.substr(0, colon);
             text.append("\n[").append(*section).append("]\n");
         }
-        text.append("    ").append(name.substr(colon + 1)).append(" = \"");
-        text.append(sfl::escaped(symbol->value)).append("\"\n");
+        appendKey(text, name.substr(colon + 1), symbol->value);
     }
 }
 
@@ -127,7 +173,7 @@ SymTable* ini_dyn_load(SymTable* table, const char* filename)
         return table;
 
     describeFile(table, filename, path);
-    const std::string text = readText(path);
+    const std::string text = readText(path.c_str());
     sfl::IniReader reader(text);
     for (sfl::IniItem item; reader.next(item);) {
         if (item.heading)

@@ -15,7 +15,9 @@ SymTable* ini_dyn_load(SymTable* table, const char* filename);
 
 /// Replaces the content of `filename` by the table, sorted, below a line "#*END". What the file has
 /// above such a line stays; without one all of it goes. Returns 0, or -1 when the file cannot be
-/// written. Line ends have a carriage return when the file that this thread read last had.
+/// written. Line ends have a carriage return when the file that this thread read last had. Every value comes
+/// back as it was from a load, but for what a line cannot carry: tabs, carriage returns and Ctrl-Z become
+/// blanks, and what is longer than lineLimit with its escapes and quotes is cut.
 int ini_dyn_save(SymTable* table, const char* filename);
 
 /// The pieces of the syntax, for readers with needs of their own.
@@ -25,7 +27,8 @@ inline constexpr std::size_t lineLimit = 1024;
 inline constexpr std::string_view endMark = "#*END";
 
 /// Divides a text into lines: at most lineLimit characters, the rest of a longer one being the next
-/// line; tabs widened with blanks to multiples of 8; carriage returns dropped; the text ends at a Ctrl-Z.
+/// line; tabs widened with blanks to multiples of 8; carriage returns and NULs dropped; the text ends at a
+/// Ctrl-Z.
 class LineReader
 {
   public:

@@ -61,6 +61,8 @@ bool LineReader::next(std::string& line)
             carriageReturn_ = true;
             continue;
         }
+        if (c == '\0')
+            continue; // would end a symbol's text in its midst
         if (line.size() == lineLimit)
             return true;
         if (c == '\t')

@@ -2,10 +2,10 @@
 
 #include <QtTest>
 
-#include <map>
-#include <random>
 #include <string>
 #include <vector>
+
+#include <sys/stat.h>
 
 using Table = sfl::SymTablePtr;
 
@@ -43,7 +43,6 @@ class TestSfl : public QObject
   private slots:
     void init();
     void textFunctions();
-    void searchFindsWhatAPlainSearchFinds();
     void tableKeepsNamesAndValues();
     void sortingKeepsSectionsTogether();
     void values_data();
@@ -54,8 +53,8 @@ class TestSfl : public QObject
     void equalNamesAndMissingFiles();
     void saveKeepsOnlyTheHead();
     void saveFollowsLineEnds();
-    void anythingSavedIsReadBack();
-    void hostileInputIsSurvived();
+    void savedValuesAreReadBack();
+    void whatIsNoFileIsNotWaitedFor();
 
   private:
     std::string path(const char* name = "a.ini") const { return (dir_->path() + "/" + name).toStdString(); }
@@ -97,31 +96,11 @@ void TestSfl::textFunctions()
     QCOMPARE(text.c_str(), "two words");
     std::string blanks = "  \n ";
     QCOMPARE(trim(blanks.data()), "");
-    std::string bytes = " \xe9\x80 ";
-    QCOMPARE(trim(bytes.data()), "\xe9\x80");
 
     std::string hay = "abcabd";
     QCOMPARE(strfind_r(hay.data(), ""), hay.data());
     QCOMPARE(strfind_r(hay.data(), "abd"), hay.data() + 3);
     QVERIFY(!strfind_r(hay.data(), "abcabda"));
-}
-
-void TestSfl::searchFindsWhatAPlainSearchFinds()
-{
-    std::mt19937 random(7);
-    const auto word = [&](unsigned longest) {
-        std::string made(random() % (longest + 1), ' ');
-        for (char& c : made)
-            c = "ab\xff"[random() % 3];
-        return made;
-    };
-    for (int i = 0; i < 20000; ++i) {
-        std::string hay = word(12);
-        const std::string needle = word(4);
-        const char* found = strfind_r(hay.data(), needle.c_str());
-        const std::size_t expected = hay.find(needle);
-        QCOMPARE(found ? static_cast<std::size_t>(found - hay.data()) : std::string::npos, expected);
-    }
 }
 
 void TestSfl::tableKeepsNamesAndValues()
@@ -155,10 +134,10 @@ void TestSfl::sortingKeepsSectionsTogether()
     const std::vector<std::string> expected = {"a", "a:x", "a:y", "a b:x", "a1:x", "\xe4:x"};
     QCOMPARE(namesOf(table), expected);
     const _SYMBOL* last = table->symbols;
-    while (last->next)
+    while (last->next) {
+        QCOMPARE(last->next->prev, last);
         last = last->next;
-    for (std::size_t i = expected.size(); i-- > 0; last = last->prev)
-        QCOMPARE(last->name, expected[i].c_str());
+    }
 }
 
 void TestSfl::values_data()
@@ -280,7 +259,6 @@ void TestSfl::saveKeepsOnlyTheHead()
     QCOMPARE(read(), "# mine\na       key\n [old]\n" + body);
 
     QCOMPARE(ini_dyn_save(table.get(), (path("no") + "/dir").c_str()), -1);
-    QCOMPARE(ini_dyn_save(table.get(), "/dev/full"), -1);
 }
 
 void TestSfl::saveFollowsLineEnds()
@@ -293,45 +271,41 @@ void TestSfl::saveFollowsLineEnds()
     QCOMPARE(read("unix.ini"), "head\n#*END\n\n[s]\n    x = \"1\"\n");
 }
 
-void TestSfl::anythingSavedIsReadBack()
+void TestSfl::savedValuesAreReadBack()
 {
-    std::mt19937 random(11);
-    const auto text = [&](std::string_view alphabet, unsigned shortest, unsigned longest) {
-        std::string made(shortest + random() % (longest - shortest + 1), ' ');
-        for (char& c : made)
-            c = alphabet[random() % alphabet.size()];
-        return made;
-    };
-    for (int round = 0; round < 100; ++round) {
-        std::map<std::string, std::string> expected;
-        for (int i = 0; i < 20; ++i)
-            expected[text("aB:1 .", 0, 4) + "x:" + text("kK_9\xfc", 1, 4)] =
-                text("a \\\"n($);#-=[]\n\xe4", 0, 12);
+    // What a plain copy of the file would cut, change or take for something else. Any text is tried by
+    // fuzzing.
+    const std::string full(1022, 'v');
+    const std::pair<std::string, std::string> values[] = {{"", ""},
+                                                          {" a;b#c ", " a;b#c "},
+                                                          {"-", "-"},
+                                                          {"\\\"(\n$(HOME)", "\\\"(\n$(HOME)"},
+                                                          {full, full},
+                                                          {full + "x", full},
+                                                          {std::string(511, '('), std::string(511, '(')},
+                                                          {full + "\\", full},
+                                                          {"a\tb\rc\x1a d", "a b c  d"}};
+    for (const auto& [value, back] : values) {
         const Table table = emptyTable();
-        for (const auto& [name, value] : expected)
-            put(table, name, value);
-        QCOMPARE(ini_dyn_save(table.get(), path("b.ini").c_str()), 0);
-        const Table again(ini_dyn_load(nullptr, path("b.ini").c_str()));
-        std::map<std::string, std::string> found;
-        for (const _SYMBOL* symbol = again->symbols; symbol; symbol = symbol->next)
-            found[symbol->name] = symbol->value;
-        for (const auto& [name, value] : expected)
-            QCOMPARE(found[name], value);
+        put(table, "s:key", value);
+        put(table, "s:next", "kept");
+        QCOMPARE(ini_dyn_save(table.get(), path().c_str()), 0);
+        const Table again(ini_dyn_load(nullptr, path().c_str()));
+        QCOMPARE(valueIn(again, "s:key"), back);
+        QCOMPARE(valueIn(again, "s:next"), "kept");
     }
 }
 
-void TestSfl::hostileInputIsSurvived()
+void TestSfl::whatIsNoFileIsNotWaitedFor()
 {
-    constexpr std::string_view bad("[]=\"\\-;#!$()\n\r\t \x1a\xff\0ab:", 22);
-    std::mt19937 random(13);
-    for (int round = 0; round < 200; ++round) {
-        QByteArray bytes(static_cast<int>(random() % 4000), ' ');
-        for (char& c : bytes)
-            c = bad[random() % bad.size()];
-        const Table table = load(bytes);
-        QCOMPARE(ini_dyn_save(table.get(), path("c.ini").c_str()), 0);
+    const std::string fifo = path("fifo");
+    QCOMPARE(mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::string& name : {fifo, std::string("/")}) {
+        const Table table(ini_dyn_load(nullptr, name.c_str()));
+        QCOMPARE(table->size, 3);
+        QCOMPARE(ini_dyn_save(table.get(), name.c_str()), -1);
     }
-    QVERIFY(Table(ini_dyn_load(nullptr, "/"))); // a directory has no lines
+    QCOMPARE(ini_dyn_save(emptyTable().get(), "/dev/full"), -1);
 }
 
 QTEST_GUILESS_MAIN(TestSfl)
