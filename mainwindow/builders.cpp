@@ -7,6 +7,7 @@
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
 
+#include <QGridLayout>
 #include <QGroupBox>
 #include <QHeaderView>
 #include <QIcon>
@@ -93,6 +94,21 @@ QTreeWidget* fileList(QWidget* parent, const char* name, const QStringList& colu
     tree->sortByColumn(1, Qt::DescendingOrder);
     tree->header()->setSectionsClickable(false);
     return tree;
+}
+
+QGridLayout* listGrid(QWidget* page, QTreeWidget* list, int columns)
+{
+    auto* grid = new QGridLayout(page);
+    grid->setContentsMargins(15, 15, 15, 15);
+    grid->setSpacing(10);
+    grid->addWidget(list, 0, 0, 1, columns);
+    return grid;
+}
+
+void fillRow(QGridLayout* grid, int row, int column, std::initializer_list<QWidget*> widgets)
+{
+    for (QWidget* widget : widgets)
+        grid->addWidget(widget, row, column++);
 }
 
 void setRows(QTreeWidget* list, const QList<QTreeWidgetItem*>& rows)

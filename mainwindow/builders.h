@@ -6,11 +6,13 @@
 #include <QString>
 #include <QStringList>
 
+#include <initializer_list>
+
+class QGridLayout;
 class QGroupBox;
 class QLabel;
 class QLineEdit;
 class QSpacerItem;
-
 class QTreeWidget;
 class QTreeWidgetItem;
 class QWidget;
@@ -41,6 +43,11 @@ void setTextColour(QWidget* widget, QColor colour);
 QTreeWidget* list(QWidget* parent, const char* name, const QStringList& columns);
 /// A list of files, newest first by its column 1; the user cannot change the order.
 QTreeWidget* fileList(QWidget* parent, const char* name, const QStringList& columns);
+
+/// The grid of a page with a list on top, over all columns, and rows of other widgets below.
+QGridLayout* listGrid(QWidget* page, QTreeWidget* list, int columns);
+/// Puts widgets side by side into a row of the grid, from this column on.
+void fillRow(QGridLayout* grid, int row, int column, std::initializer_list<QWidget*> widgets);
 
 /// Replaces the rows of a list, which takes them over, without a signal of a changed selection.
 void setRows(QTreeWidget* list, const QList<QTreeWidgetItem*>& rows);

@@ -10,14 +10,9 @@ namespace {
 
 void layOut(QWidget* page, QTreeWidget* list, std::initializer_list<QWidget*> buttons)
 {
-    auto* grid = new QGridLayout(page);
-    grid->setContentsMargins(15, 15, 15, 15);
-    grid->setSpacing(10);
-    grid->addWidget(list, 0, 0, 1, 4);
-    int column = 0;
-    grid->addItem(build::stretch(), 1, column++);
-    for (QWidget* button : buttons)
-        grid->addWidget(button, 1, column++);
+    QGridLayout* grid = build::listGrid(page, list, 4);
+    grid->addItem(build::stretch(), 1, 0);
+    build::fillRow(grid, 1, 1, buttons);
 }
 
 } // namespace

@@ -60,18 +60,12 @@ void VMainWidget::buildQuarantinePage(QWidget* page)
     btnDeleteAllQuar = build::textButton(page, "btnDeleteAllQuar");
     btnCancelQuarantine = build::textButton(page, "btnCancelQuarantine");
 
-    auto* grid = new QGridLayout(page);
-    grid->setContentsMargins(15, 15, 15, 15);
-    grid->setSpacing(10);
-    grid->addWidget(lstQuarantine, 0, 0, 1, 7);
+    QGridLayout* grid = build::listGrid(page, lstQuarantine, 7);
     grid->addWidget(lblQuarPath, 1, 0);
     grid->addWidget(lnkQuarPath, 1, 1, 1, 6, Qt::AlignLeft);
-    grid->addWidget(lblQuarCount, 2, 0);
-    grid->addWidget(lblQuarCountValue, 2, 1);
     grid->addItem(build::stretch(), 2, 2);
-    int column = 3;
-    for (VPushButton* button : {btnQuarRefresh, btnDeleteQuar, btnDeleteAllQuar, btnCancelQuarantine})
-        grid->addWidget(button, 2, column++);
+    build::fillRow(grid, 2, 0, {lblQuarCount, lblQuarCountValue});
+    build::fillRow(grid, 2, 3, {btnQuarRefresh, btnDeleteQuar, btnDeleteAllQuar, btnCancelQuarantine});
 }
 
 void VMainWidget::showQuarantine()

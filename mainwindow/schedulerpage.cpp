@@ -20,14 +20,8 @@ void VMainWidget::buildSchedulerPage(QWidget* page)
     btnDeleteSchedule = build::textButton(page, "btnDeleteSchedule");
     btnPurgeSchedule = build::textButton(page, "btnPurgeSchedule");
 
-    auto* grid = new QGridLayout(page);
-    grid->setContentsMargins(15, 15, 15, 15);
-    grid->setSpacing(10);
-    grid->addWidget(lstSchedule, 0, 0, 1, 6);
+    QGridLayout* grid = build::listGrid(page, lstSchedule, 6);
     grid->addWidget(lblScheduleWarning, 1, 0);
     grid->addItem(build::stretch(), 1, 1);
-    grid->addWidget(btnAddJob, 1, 2);
-    grid->addWidget(btnEditSchedule, 1, 3);
-    grid->addWidget(btnDeleteSchedule, 1, 4);
-    grid->addWidget(btnPurgeSchedule, 1, 5);
+    build::fillRow(grid, 1, 2, {btnAddJob, btnEditSchedule, btnDeleteSchedule, btnPurgeSchedule});
 }
