@@ -26,6 +26,12 @@ int weight(int status)
     return -1;
 }
 
+base::Result<std::string> renamed(const ScannedFile& file, const std::string& extension)
+{
+    const auto name = renameFile(file, extension);
+    return name ? "now named " + name.value() : name;
+}
+
 void join(std::string& remark, const std::string& more)
 {
     if (!remark.empty() && !more.empty())
@@ -97,6 +103,10 @@ bool ScanReporter::reportFile(ScanItem& item)
 
     ActionPlan plan = plan_;
     const unsigned int action = chosenAction(fullName, verdict.status, plan);
+    // Whoever stopped the scan while the question was open gets no action that the front-end takes no note
+    // of.
+    if (plan_.action == SCANACT_PROMPT && !call({}, OBJTYPE_FILE, 0, {}, {}))
+        return false;
     const bool cure = plan_.disinfect && verdict.status == SCANSTAT_INFECTED;
     statistics_.scCureFailed += cure;
     if (action == SCANACT_LOG) {
@@ -144,7 +154,7 @@ int ScanReporter::act(const ScanItem& item, unsigned int action, const ActionPla
 {
     struct Deed
     {
-        base::Result<std::string> result;
+        base::Result<std::string> remark;
         int done;
         int failed;
     };
@@ -154,21 +164,30 @@ int ScanReporter::act(const ScanItem& item, unsigned int action, const ActionPla
         case SCANACT_DELETE:
             return {deleteFile(file), SCANSTAT_DELETED, SCANSTAT_DELETE_FAILED};
         case SCANACT_RENAME:
-            return {renameFile(file, plan.extension), SCANSTAT_RENAMED, SCANSTAT_RENAME_FAILED};
+            return {renamed(file, plan.extension), SCANSTAT_RENAMED, SCANSTAT_RENAME_FAILED};
         default:
-            return {quarantineFile(file, plan.quarantineDir, [this] { return beat(); }), SCANSTAT_QUARANTINED,
-                    SCANSTAT_QUARANTINE_FAILED};
+            return {quarantined(file, item.outcome->verdict().virus, plan.quarantineDir),
+                    SCANSTAT_QUARANTINED, SCANSTAT_QUARANTINE_FAILED};
         }
     };
     const Deed deed = perform();
-    if (!deed.result) {
-        remark = deed.result.error().text;
+    if (!deed.remark) {
+        remark = deed.remark.error().text;
         return deed.failed;
     }
     noteOwnChange(item);
-    if (action == SCANACT_RENAME)
-        remark = "now named " + deed.result.value();
+    remark = deed.remark.value();
     return deed.done;
+}
+
+base::Result<std::string> ScanReporter::quarantined(const ScannedFile& file, const std::string& virus,
+                                                    const std::string& directory)
+{
+    const auto result = quarantineFile(file, virus, directory, [this] { return beat(); });
+    if (!result)
+        return result.error();
+    const std::string& problem = result.value().noteProblem;
+    return problem.empty() ? "" : "its origin could not be noted: " + problem;
 }
 
 ScannedFile ScanReporter::scannedFile(const ScanItem& item) const

@@ -1,9 +1,9 @@
 #include "scan/vprogresswidget.h"
 
 #include "kit/vtextpane.h"
+#include "quarantine/quarantined.h"
 #include "scan/loglayout/scanlog.h"
 #include "scan/namebytes.h"
-#include "scan/quarantinerecord.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -41,7 +41,7 @@ int VProgressWidget::scanCallBack(const char* objName, int objectType, int statu
     if (cancelScan)
         return CALLBACK_STOP;
     const char* name = objName ? objName : "";
-    if (virus && (statusCode & SCANSTAT_QUARANTINED) && !appendQuarantineRecord(name, virus))
+    if (virus && (statusCode & SCANSTAT_QUARANTINED) && !quarantine::recordQuarantined(name, virus))
         return CALLBACK_RECORD_FAILED;
     auto* pForm = static_cast<VProgressWidget*>(cdata);
     if (!pForm)
@@ -72,7 +72,7 @@ void VProgressWidget::showCounters()
 void VProgressWidget::showDirectory(const char* name)
 {
     showLine(tr("Scanning directory ").toUtf8() + name + '\n');
-    LogMe(LOGLEVEL_ALL, "Scanning directory %s\n", name);
+    scanlog::writeDirectory(name);
 }
 
 void VProgressWidget::showObject(const char* name, int type, int status, const char* virus,
@@ -80,14 +80,12 @@ void VProgressWidget::showObject(const char* name, int type, int status, const c
 {
     const bool process = scanlog::isProcess(type);
     const std::string file = process ? std::string() : fileOf(name);
-    const unsigned char level = scanlog::statusLevel(status);
     if (process || isShown(file, status)) {
-        const std::string line =
-            (process ? scanlog::processPrefix : "") + scanlog::objectLine(name, status, virus, remark);
-        LogMe(level, "%s", line.c_str());
+        const std::string line = scanlog::objectLine(name, type, status, virus, remark);
+        scanlog::writeObject(line, status);
         showLine(QByteArray::fromStdString(line));
     } else if (!file.empty() && ::getuid() != 0) {
-        LogMe(level, "%s [%s]\n", file.c_str(), "Access Denied");
+        scanlog::writeAccessDenied(file, status);
         showLine(file.c_str() + (" [" + tr("Access Denied").toUtf8()) + "]\n");
     }
 }

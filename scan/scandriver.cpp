@@ -24,8 +24,6 @@
 
 namespace {
 
-constexpr char cancelled[] = "Scan cancelled before completion";
-
 /// The words of the window, by SCANACT_ code. Those of the log differ.
 constexpr std::array actionNames = {"Log", "Delete", "Rename", "Quarantine", "Prompt"};
 
@@ -81,7 +79,7 @@ int VProgressWidget::PerformMemoryScan(QApplication* a, Vardo* scan)
     }
     start();
     logScanConfiguration(nullptr);
-    LogMe(LOGLEVEL_MINIMUM, "Memory Scan started\n");
+    scanlog::writeLine(scanlog::memoryScanStarted);
     const int ret = scan->DoMemoryScan(scanCallBack, this, true);
     scan->SetOption(SCANOPT_MEMSCAN, &saved);
     pause();
@@ -115,12 +113,12 @@ void VProgressWidget::pause()
 void VProgressWidget::reportScan(int result)
 {
     if (result < 0) {
-        const QByteArray text = tr("SCAN ERROR: ").toUtf8() + vardo->ScanError();
+        const QByteArray text = tr(scanlog::scanError).toUtf8() + vardo->ScanError();
         vMessage(this, shownText(text), VMessageBox::Warning, VMessageBox::BTN_OK);
-        LogMe(LOGLEVEL_MINIMUM, "%s\n", text.constData());
+        scanlog::writeLine(text.constData());
     } else if (result == SCANRESULT_CANCELLED) {
-        vMessage(this, tr(cancelled), VMessageBox::Information, VMessageBox::BTN_OK);
-        LogMe(LOGLEVEL_MINIMUM, "%s\n", cancelled);
+        vMessage(this, tr(scanlog::cancelled), VMessageBox::Information, VMessageBox::BTN_OK);
+        scanlog::writeLine(scanlog::cancelled);
     } else {
         reportStatistics();
     }
@@ -142,12 +140,12 @@ void VProgressWidget::reportStatistics()
 
 void VProgressWidget::reportMemoryScan(int result)
 {
-    QByteArray text = tr("Memory scan completed successfully").toUtf8();
+    QByteArray text = tr(scanlog::memoryScanDone).toUtf8();
     if (result < 0)
-        text = QByteArray("SCAN ERR: ") + vardo->ScanError();
+        text = QByteArray(scanlog::memoryScanError) + vardo->ScanError();
     else if (result == SCANRESULT_CANCELLED)
-        text = tr(cancelled).toUtf8();
-    LogMe(LOGLEVEL_MINIMUM, "%s\n", text.constData());
+        text = tr(scanlog::cancelled).toUtf8();
+    scanlog::writeLine(text.constData());
     vMessage(this, shownText(text), result < 0 ? VMessageBox::Warning : VMessageBox::Information,
              VMessageBox::BTN_OK);
 }

@@ -86,14 +86,14 @@ void writeLimits(const scanlog::Configuration& configuration)
         writeRow("Max file scan size", "\t\t", std::to_string(configuration.maxSize).c_str());
 }
 
-void writeAsterisks()
-{
-    LogMe(LOGLEVEL_MINIMUM, "*******************************************************");
-}
-
 void writeDashes()
 {
     LogMe(LOGLEVEL_MINIMUM, "-------------------------------------------------------\n");
+}
+
+unsigned char statusLevel(int status)
+{
+    return status & (SCANSTAT_CLEAN | SCANSTAT_ERROR) ? LOGLEVEL_ALL : LOGLEVEL_INFECTED;
 }
 
 } // namespace
@@ -121,12 +121,11 @@ std::optional<scanlog::Configuration> scanlog::readConfiguration(Vardo& scan)
 
 void scanlog::writeBanner()
 {
-    writeAsterisks();
+    LogMe(LOGLEVEL_MINIMUM, "*******************************************************");
     LogMe(LOGLEVEL_MINIMUM, "\n\t  Vardo Anti-Virus for Linux\n");
     LogMe(LOGLEVEL_MINIMUM, "\t  Copyright (C) Quillstone, GNU General Public License 2\n");
     LogMe(LOGLEVEL_MINIMUM, "\t http://www.quillstone.example/\n");
-    writeAsterisks();
-    LogMe(LOGLEVEL_MINIMUM, "\n\n");
+    LogMe(LOGLEVEL_MINIMUM, "*******************************************************\n\n");
 }
 
 void scanlog::writeConfiguration(const Configuration& configuration)
@@ -168,6 +167,11 @@ void scanlog::writeStatistics(const QS_InterfaceScanStatistics& stats)
     writeDashes();
 }
 
+void scanlog::writeLine(const char* text)
+{
+    LogMe(LOGLEVEL_MINIMUM, "%s\n", text);
+}
+
 unsigned int scanlog::infectedCount(const QS_InterfaceScanStatistics& stats)
 {
     return stats.scQuarantined + stats.scRenamed + stats.scCured + stats.scDeleted;
@@ -189,15 +193,15 @@ const char* scanlog::statusWord(int status)
     return found != std::end(statusWords) ? found->word : "UNKNOWN STATUS";
 }
 
-unsigned char scanlog::statusLevel(int status)
+bool scanlog::isProcess(int objectType)
 {
-    return status & (SCANSTAT_CLEAN | SCANSTAT_ERROR) ? LOGLEVEL_ALL : LOGLEVEL_INFECTED;
+    return (objectType & (OBJTYPE_PROCESS | OBJTYPE_PROCESS_ALT)) != 0;
 }
 
-std::string scanlog::objectLine(const char* name, int status, const char* virus, const char* remark)
+std::string scanlog::objectLine(const char* name, int type, int status, const char* virus, const char* remark)
 {
-    std::string line(name);
-    line.append(" ").append(statusWord(status));
+    std::string line(isProcess(type) ? "PID: " : "");
+    line.append(name).append(" ").append(statusWord(status));
     if (virus)
         line.append(" [").append(virus).append("]");
     if (remark)
@@ -205,7 +209,17 @@ std::string scanlog::objectLine(const char* name, int status, const char* virus,
     return line.append("\n");
 }
 
-bool scanlog::isProcess(int objectType)
+void scanlog::writeDirectory(const char* name)
 {
-    return (objectType & (OBJTYPE_PROCESS | OBJTYPE_PROCESS_ALT)) != 0;
+    LogMe(LOGLEVEL_ALL, "Scanning directory %s\n", name);
+}
+
+void scanlog::writeObject(const std::string& line, int status)
+{
+    LogMe(statusLevel(status), "%s", line.c_str());
+}
+
+void scanlog::writeAccessDenied(const std::string& file, int status)
+{
+    LogMe(statusLevel(status), "%s [%s]\n", file.c_str(), "Access Denied");
 }
