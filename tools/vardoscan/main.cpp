@@ -1,6 +1,6 @@
 #include "engine/vardo.h"
-#include "scan/loglayout/scanlog.h"
 #include "tools/escape.h"
+#include "tools/vardoscan/log.h"
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/report.h"
 
@@ -10,6 +10,7 @@
 #include <ctime>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <pwd.h>
 #include <unistd.h>
@@ -33,6 +34,7 @@ int onResult(const char* name, int type, int status, const char* virus, const ch
 {
     if (report)
         static_cast<Report*>(report)->object(name, type, status, virus, remark);
+    logObject(name, type, status, virus, remark);
     return interrupted ? CALLBACK_STOP : CALLBACK_CONTINUE;
 }
 
@@ -66,6 +68,10 @@ bool configure(Vardo& engine, Options& options)
         bits &= ~static_cast<unsigned int>(SCANFLAG_INCLUDE_EXTENSIONS | SCANFLAG_EXCLUDE_EXTENSIONS);
     bits = (bits | options.setBits) & ~options.unsetBits;
     engine.SetOption(SCANOPT_SCANOPTS, &bits);
+    if (options.logLevel)
+        engine.SetOption(SCANOPT_LOGLEVEL, &*options.logLevel);
+    if (!options.logLocation.empty() && engine.SetOption(SCANOPT_LOGLOCATION, options.logLocation.data()) < 0)
+        return false;
     if (options.maxSize)
         engine.SetOption(SCANOPT_MAXSIZE, &*options.maxSize);
     if (options.maxDepth)
@@ -76,7 +82,11 @@ bool configure(Vardo& engine, Options& options)
     if (!options.excludeDirs.empty() && engine.SetOption(SCANOPT_EXCLUDEDIRS, &directories) < 0)
         return false;
     engine.SetActionData(options.quarantineDir.empty() ? nullptr : options.quarantineDir.c_str(),
-                         options.extension.empty() ? nullptr : options.extension.c_str(), false);
+                         options.extension.c_str(), false);
+    // The log tells this by an option.
+    std::string& data = options.action == SCANACT_RENAME ? options.extension : options.quarantineDir;
+    if (!data.empty() && engine.SetOption(SCANOPT_ACTDATA, data.data()) < 0)
+        return false;
     return true;
 }
 
@@ -92,23 +102,38 @@ int printVersion(Options& options)
     return NothingFound;
 }
 
+/// Adds what is to be scanned; the number of paths that are not there.
+std::size_t addPaths(Vardo& engine, const std::vector<std::string>& paths)
+{
+    std::size_t missing = 0;
+    for (const std::string& path : paths) {
+        if (engine.AddObject(path.c_str()) >= 0)
+            continue;
+        ++missing;
+        fail(engine.ScanError());
+        logObject(path.c_str(), OBJTYPE_FILE, SCANSTAT_ERROR, nullptr, engine.ScanError());
+    }
+    return missing;
+}
+
 int scan(Options& options)
 {
     chooseConfiguration(options);
     Vardo engine(options.scanConf.c_str());
     if (!configure(engine, options))
         return fail("cannot use " + options.scanConf);
-    std::size_t missing = 0;
-    for (const std::string& path : options.paths) {
-        if (engine.AddObject(path.c_str()) < 0) {
-            ++missing;
-            fail(engine.ScanError());
-        }
-    }
-    if (missing > 0 && missing == options.paths.size())
+    const bool unlogged = options.log && !startLog(engine, options);
+    if (unlogged)
+        fail("cannot write a scan log");
+    const std::size_t missing = addPaths(engine, options.paths);
+    if (missing > 0 && missing == options.paths.size()) {
+        endLog(engine, options, -1);
         return SomethingWrong;
-    if (engine.VardoAVInit(options.avConf.c_str(), onResult, true) < 0)
+    }
+    if (engine.VardoAVInit(options.avConf.c_str(), onResult, true) < 0) {
+        endLog(engine, options, interrupted ? static_cast<int>(SCANRESULT_CANCELLED) : -1);
         return fail(interrupted ? "interrupted" : engine.ScanError());
+    }
 
     Report report(options);
     const auto start = std::chrono::steady_clock::now();
@@ -116,6 +141,7 @@ int scan(Options& options)
                                       : engine.DoScan(onResult, &report, nullptr);
     const auto duration =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
+    endLog(engine, options, result);
     if (result < 0)
         return fail(engine.ScanError());
     report.summary(*engine.GetStatistics(), duration, result != SCANRESULT_CANCELLED);
@@ -123,7 +149,7 @@ int scan(Options& options)
         return SomethingWrong;
     if (report.foundSomething())
         return SomethingFound;
-    return missing > 0 || report.hadErrors() ? SomethingWrong : NothingFound;
+    return missing > 0 || unlogged || report.hadErrors() ? SomethingWrong : NothingFound;
 }
 
 } // namespace
@@ -136,6 +162,9 @@ int main(int argc, char** argv)
     action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         ::sigaction(signal, &action, nullptr);
+    // When nobody reads on, the log is to end as it should; each further line would send another one.
+    action.sa_flags = SA_RESTART;
+    ::sigaction(SIGPIPE, &action, nullptr);
 
     std::string error;
     std::optional<Options> options = parseOptions(argc, argv, error);

@@ -1,5 +1,6 @@
 #include "tools/vardoscan/options.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
@@ -25,6 +26,8 @@ enum Id : int {
     ExcludeDir,
     MaxSize,
     MaxDepth,
+    Log,
+    LogLevel,
     Json,
     All,
     NoProgress,
@@ -56,7 +59,7 @@ constexpr std::array bitSwitches{
     BitSwitch{"no-follow-links", 0, SCANFLAG_FOLLOW_SYMLINKS},
 };
 
-constexpr std::array<option, 17> plainOptions{{
+constexpr std::array<option, 19> plainOptions{{
     {"help", no_argument, nullptr, Help},
     {"version", no_argument, nullptr, Version},
     {"quiet", no_argument, nullptr, Quiet},
@@ -71,6 +74,8 @@ constexpr std::array<option, 17> plainOptions{{
     {"exclude-dir", required_argument, nullptr, ExcludeDir},
     {"max-size", required_argument, nullptr, MaxSize},
     {"max-depth", required_argument, nullptr, MaxDepth},
+    {"log", optional_argument, nullptr, Log},
+    {"log-level", required_argument, nullptr, LogLevel},
     {"json", no_argument, nullptr, Json},
     {"all", no_argument, nullptr, All},
     {"no-progress", no_argument, nullptr, NoProgress},
@@ -86,16 +91,31 @@ std::vector<option> optionTable()
     return table;
 }
 
+/// The place of `word` in `words`, which are in the order of their codes.
+template <std::size_t Count>
+std::optional<unsigned int> codeOf(std::string_view word, const std::array<std::string_view, Count>& words)
+{
+    const auto found = std::find(words.begin(), words.end(), word);
+    if (found == words.end())
+        return std::nullopt;
+    return static_cast<unsigned int>(found - words.begin());
+}
+
 bool takeAction(std::string_view word, Options& options)
 {
     constexpr std::array<std::string_view, 4> words{"log", "delete", "rename", "quarantine"};
-    for (unsigned int code = 0; code < words.size(); ++code) {
-        if (words[code] == word) {
-            options.action = code;
-            return true;
-        }
-    }
-    return false;
+    const auto code = codeOf(word, words);
+    options.action = code.value_or(SCANACT_LOG);
+    return code.has_value();
+}
+
+bool takeLogLevel(std::string_view word, Options& options)
+{
+    constexpr std::array<std::string_view, 3> words{"minimum", "infected", "all"};
+    const auto code = codeOf(word, words);
+    options.log = true;
+    options.logLevel = LOGLEVEL_MINIMUM + code.value_or(0);
+    return code.has_value();
 }
 
 /// A number, with K, M or G behind it when `units` are allowed.
@@ -166,6 +186,12 @@ bool takeArgument(int id, const char* argument, Options& options)
     case RenameExtension:
         options.extension = argument;
         return *argument && !std::strchr(argument, '/');
+    case Log:
+        options.log = true;
+        options.logLocation = argument;
+        return argument[0] == '/';
+    case LogLevel:
+        return takeLogLevel(argument, options);
     case Include:
     case Exclude:
         addList(options.extensions, argument);
@@ -193,6 +219,9 @@ void takeSwitch(int id, Options& options)
         break;
     case Memory:
         options.memory = true;
+        break;
+    case Log:
+        options.log = true;
         break;
     case Json:
         options.json = true;
@@ -284,6 +313,12 @@ What is printed:
       --json                   one JSON object a line
       --no-progress            no progress on the terminal
   -q, --quiet                  nothing but errors
+
+What is logged:
+      --log[=DIR]              write a scan log, as the window does; below DIR
+                               in place of the configured location
+      --log-level=minimum|infected|all
+                               the same, with more or less of it
 
       --config=FILE            scan configuration
       --engine-config=FILE     configuration of the scanning service

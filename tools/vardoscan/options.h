@@ -19,7 +19,7 @@ struct Options
 
     unsigned int action = SCANACT_LOG; ///< never the configured one: nothing is changed unasked
     std::string quarantineDir;
-    std::string extension;
+    std::string extension = "qst"; ///< of renamed files
 
     unsigned int setBits = 0;   ///< SCANFLAG_ bits to set
     unsigned int unsetBits = 0; ///< and to clear
@@ -27,6 +27,10 @@ struct Options
     std::string excludeDirs; ///< divided by semicolons
     std::optional<unsigned long> maxSize;
     std::optional<unsigned char> maxDepth;
+
+    bool log = false;                     ///< writes a scan log
+    std::string logLocation;              ///< empty: the configured one
+    std::optional<unsigned int> logLevel; ///< a LOGLEVEL_ code
 
     bool json = false;
     bool quiet = false;

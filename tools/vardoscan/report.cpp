@@ -87,9 +87,10 @@ void Report::objectText(const char* name, int type, int status, const char* viru
     const std::string safeName = escapeForTerminal(name);
     const std::string safeVirus = escapeForTerminal(virus ? virus : "");
     const std::string safeRemark = escapeForTerminal(remark ? remark : "");
-    const std::string line = scanlog::objectLine(
-        safeName.c_str(), status, virus ? safeVirus.c_str() : nullptr, remark ? safeRemark.c_str() : nullptr);
-    std::printf("%s%s", scanlog::isProcess(type) ? scanlog::processPrefix : "", line.c_str());
+    const std::string line =
+        scanlog::objectLine(safeName.c_str(), type, status, virus ? safeVirus.c_str() : nullptr,
+                            remark ? safeRemark.c_str() : nullptr);
+    std::fputs(line.c_str(), stdout);
 }
 
 void Report::objectJson(const char* name, int type, int status, const char* virus, const char* remark)

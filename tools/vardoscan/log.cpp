@@ -1,0 +1,40 @@
+#include "tools/vardoscan/log.h"
+
+#include "scan/loglayout/scanlog.h"
+#include "tools/vardoscan/options.h"
+
+#include <string>
+
+bool startLog(Vardo& engine, const Options& options)
+{
+    if (engine.LogInit(nullptr, -1) < 0)
+        return false;
+    scanlog::writeBanner();
+    if (options.memory)
+        scanlog::writeLine(scanlog::memoryScanStarted);
+    else if (const auto configuration = scanlog::readConfiguration(engine))
+        scanlog::writeConfiguration(*configuration);
+    return true;
+}
+
+void logObject(const char* name, int type, int status, const char* virus, const char* remark)
+{
+    if (type == OBJTYPE_DIRECTORY)
+        scanlog::writeDirectory(name);
+    else if (scanlog::hasStatus(status))
+        scanlog::writeObject(scanlog::objectLine(name, type, status, virus, remark), status);
+}
+
+void endLog(Vardo& engine, const Options& options, int result)
+{
+    const char* error = options.memory ? scanlog::memoryScanError : scanlog::scanError;
+    if (result == SCANRESULT_CANCELLED)
+        scanlog::writeLine(scanlog::cancelled);
+    else if (result < 0)
+        scanlog::writeLine((std::string(error) + engine.ScanError()).c_str());
+    else if (options.memory)
+        scanlog::writeLine(scanlog::memoryScanDone);
+    else
+        scanlog::writeStatistics(*engine.GetStatistics());
+    CloseLog();
+}

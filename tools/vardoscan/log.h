@@ -1,0 +1,15 @@
+#pragma once
+
+#include "engine/vardo.h"
+
+struct Options;
+
+/// Opens the scan log that the engine's options name and writes its head. False, with no log, when the file
+/// cannot be made; the other functions do nothing then.
+bool startLog(Vardo& engine, const Options& options);
+
+/// Writes the line of one result callback; a beat has none.
+void logObject(const char* name, int type, int status, const char* virus, const char* remark);
+
+/// Writes how a scan with this result of the engine went, and closes the log.
+void endLog(Vardo& engine, const Options& options, int result);
