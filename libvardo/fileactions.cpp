@@ -1,10 +1,9 @@
 #include "libvardo/fileactions.h"
 
 #include "libvardo/systemerror.h"
+#include "quarantine/newfile.h"
 
 #include <climits>
-#include <cstdio>
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -49,32 +48,15 @@ base::Result<std::string> renameFile(const ScannedFile& file, const std::string&
                          [&file](const std::string& name) { return moveScanned(file, file.parent, name); });
 }
 
-base::Result<bool> moveNoReplace(int fromDirectory, const std::string& from, int toDirectory,
-                                 const std::string& to)
-{
-    if (::renameat2(fromDirectory, from.c_str(), toDirectory, to.c_str(), RENAME_NOREPLACE) == 0)
-        return true;
-    if (errno != EINVAL && errno != ENOSYS)
-        return systemError();
-    // A file system that cannot do that, such as NFS: a link does not replace either.
-    if (::linkat(fromDirectory, from.c_str(), toDirectory, to.c_str(), 0) != 0)
-        return systemError();
-    if (::unlinkat(fromDirectory, from.c_str(), 0) == 0)
-        return true;
-    const base::Error error = systemError();
-    ::unlinkat(toDirectory, to.c_str(), 0);
-    return error;
-}
-
 base::Result<bool> moveScanned(const ScannedFile& file, int directory, const std::string& name)
 {
-    if (const auto moved = moveNoReplace(file.parent, file.leaf, directory, name); !moved)
+    if (const auto moved = quarantine::moveNoReplace(file.parent, file.leaf, directory, name); !moved)
         return moved;
     struct stat status = {};
     if (::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
         fileId(status).sameContent(file.id))
         return true;
-    if (const auto back = moveNoReplace(directory, name, file.parent, file.leaf); !back)
+    if (const auto back = quarantine::moveNoReplace(directory, name, file.parent, file.leaf); !back)
         return base::Error{ESTALE, changedError().text + "; what took its place is now named " + name};
     return changedError();
 }

@@ -2,6 +2,7 @@
 
 #include "base/result.h"
 #include "libvardo/fileid.h"
+#include "quarantine/digest.h"
 
 #include <functional>
 #include <string>
@@ -19,9 +20,6 @@ struct ScannedFile
     FileId id;        ///< its state when it was scanned
 };
 
-/// Called every now and then during a long action; false gives it up.
-using ActionBeat = std::function<bool()>;
-
 /// Fails when `file` is not what was scanned any more.
 base::Result<FileId> verifyUnchanged(const ScannedFile& file);
 
@@ -32,22 +30,22 @@ base::Result<std::string> deleteFile(const ScannedFile& file);
 /// its directory. The result is the new name.
 base::Result<std::string> renameFile(const ScannedFile& file, const std::string& extension);
 
+/// A file that is in quarantine.
+struct Quarantined
+{
+    std::string name;        ///< there
+    std::string noteProblem; ///< why it was not noted how to restore it; normally empty
+};
+
 /// Moves the file under the first free name of the series "NAME", "NAME-0", "NAME-1" … into `directory`,
-/// with the mode 0600 and its owner, across file systems too. The last part of `directory` is created
-/// when missing. At every moment the whole file is in one of the two places. The result is the new name.
-base::Result<std::string> quarantineFile(const ScannedFile& file, const std::string& directory,
-                                         const ActionBeat& beat);
+/// with the mode 0600 and its owner, across file systems too, after noting how to restore it. The last
+/// part of `directory` is created when missing. At every moment the whole file is in one of the two
+/// places. A note that cannot be made does not save the file from quarantine.
+base::Result<Quarantined> quarantineFile(const ScannedFile& file, const std::string& virus,
+                                         const std::string& directory, const quarantine::Beat& beat);
 
-/// The part of quarantineFile for a quarantine on another file system; it works on the same one too.
-base::Result<std::string> copyToQuarantine(const ScannedFile& file, const std::string& directory,
-                                           const ActionBeat& beat);
-
-/// Moves `from` in `fromDirectory` to `to` in `toDirectory`, EEXIST when there is something already.
-base::Result<bool> moveNoReplace(int fromDirectory, const std::string& from, int toDirectory,
-                                 const std::string& to);
-
-/// Moves the file, like moveNoReplace, and moves it back if it turns out that another file took its
-/// name at the last moment.
+/// Moves the file, like quarantine::moveNoReplace, and moves it back if it turns out that another file took
+/// its name at the last moment.
 base::Result<bool> moveScanned(const ScannedFile& file, int directory, const std::string& name);
 
 /// Calls `take` with the names of a series until it does not fail with EEXIST: "STEM" + `end`,

@@ -1,58 +1,19 @@
+#include "base/pathof.h"
 #include "base/uniquefd.h"
 #include "libvardo/fileactions.h"
 #include "libvardo/systemerror.h"
+#include "quarantine/restorenotes.h"
 
-#include <cstdio>
-#include <vector>
+#include <ctime>
+#include <optional>
 
 #include <fcntl.h>
-#include <sys/random.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace vardo {
 
 namespace {
-
-constexpr std::size_t copyPiece = 1 << 20;
-
-/// A file in the making that disappears unless it is kept.
-class TemporaryFile
-{
-  public:
-    TemporaryFile(int directory, std::string name)
-        : directory_(directory)
-        , name_(std::move(name))
-        , fd_(::openat(directory, name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600))
-    {
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile()
-    {
-        if (fd_ && !name_.empty())
-            ::unlinkat(directory_, name_.c_str(), 0);
-    }
-
-    int fd() const { return fd_.get(); }
-    const std::string& name() const { return name_; }
-    void rename(std::string name) { name_ = std::move(name); }
-    void keep() { name_.clear(); }
-
-  private:
-    int directory_;
-    std::string name_;
-    base::UniqueFd fd_;
-};
-
-std::string temporaryName()
-{
-    std::uint64_t number = 0;
-    while (::getrandom(&number, sizeof number, 0) != sizeof number) {
-    }
-    char name[32];
-    std::snprintf(name, sizeof name, ".incoming-%016llx", static_cast<unsigned long long>(number));
-    return name;
-}
 
 base::Result<base::UniqueFd> openQuarantine(const std::string& directory)
 {
@@ -67,119 +28,171 @@ base::Result<base::UniqueFd> openQuarantine(const std::string& directory)
     return fd;
 }
 
-bool writeAll(int fd, const char* data, std::size_t size)
+/// The path of `file` without links; empty when there is none, such as one too long for the kernel.
+std::string originOf(const ScannedFile& file)
 {
-    while (size > 0) {
-        const ssize_t written = ::write(fd, data, size);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written < 0)
-            return false;
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    return true;
+    const base::Result<std::string> directory = base::pathOf(file.parent);
+    struct stat named = {};
+    struct stat open = {};
+    if (!directory || ::stat(directory.value().c_str(), &named) != 0 || ::fstat(file.parent, &open) != 0 ||
+        named.st_dev != open.st_dev || named.st_ino != open.st_ino)
+        return {};
+    return (directory.value() == "/" ? "" : directory.value()) + "/" + file.leaf;
 }
 
-base::Result<bool> copyContent(int from, int to, const ActionBeat& beat)
+/// One file on its way into the quarantine. What is done and not kept in the end is undone.
+class Quarantining
 {
-    std::vector<char> piece(copyPiece);
-    for (off_t offset = 0;;) {
-        const ssize_t size = ::pread(from, piece.data(), piece.size(), offset);
-        if (size < 0 && errno == EINTR)
-            continue;
-        if (size < 0)
-            return systemError();
-        if (size == 0)
-            return true;
-        if (!writeAll(to, piece.data(), static_cast<std::size_t>(size)))
-            return systemError();
-        offset += size;
-        if (!beat())
-            return systemError(ECANCELED);
+  public:
+    Quarantining(const ScannedFile& file, const std::string& virus, int directory,
+                 const quarantine::Beat& beat)
+        : file_(file)
+        , virus_(virus)
+        , directory_(directory)
+        , beat_(beat)
+        , notes_(quarantine::RestoreNotes::open(directory, true))
+    {
     }
+
+    base::Result<Quarantined> run();
+
+  private:
+    bool mayMove() const;
+    base::Result<Quarantined> move();
+    base::Result<Quarantined> copy();
+    base::Result<std::string> takeName(const quarantine::Digest& content,
+                                       const std::function<base::Result<bool>(const std::string&)>& take);
+    void addNote(const std::string& name, const quarantine::Digest& content);
+    base::Result<bool> takeOverAttributes(int copy) const;
+    Quarantined kept(std::string name);
+
+    const ScannedFile& file_;
+    const std::string& virus_;
+    const int directory_;
+    const quarantine::Beat& beat_;
+    const base::Result<quarantine::RestoreNotes> notes_;
+    struct stat status_ = {};
+    std::optional<quarantine::NewFile> note_;
+    std::string noteProblem_;
+};
+
+base::Result<Quarantined> Quarantining::run()
+{
+    if (::fstat(file_.fd, &status_) != 0)
+        return systemError();
+    if (mayMove()) {
+        base::Result<Quarantined> moved = move();
+        if (moved || moved.error().code != EXDEV)
+            return moved;
+    }
+    return copy();
+}
+
+/// A copy can be locked up. A file of somebody else's cannot, nor one that has other names.
+bool Quarantining::mayMove() const
+{
+    struct stat there = {};
+    return (::geteuid() == 0 || ::geteuid() == status_.st_uid) && status_.st_nlink == 1 &&
+           ::fstat(directory_, &there) == 0 && there.st_dev == status_.st_dev;
+}
+
+base::Result<Quarantined> Quarantining::move()
+{
+    const auto content = quarantine::digestFile(file_.fd, -1, beat_);
+    if (!content)
+        return content.error();
+    base::Result<std::string> name = takeName(content.value(), [this](const std::string& candidate) {
+        return moveScanned(file_, directory_, candidate);
+    });
+    if (!name)
+        return name.error();
+    if (::fchmod(file_.fd, 0600) == 0)
+        return kept(std::move(name).value());
+    const base::Error error = systemError();
+    quarantine::moveNoReplace(directory_, name.value(), file_.parent, file_.leaf);
+    return error;
+}
+
+base::Result<Quarantined> Quarantining::copy()
+{
+    // No quarantined file is ever among the notes, so what is left there of a killed process can be told.
+    auto copy = quarantine::NewFile::create(notes_ ? notes_.value().directory() : directory_);
+    if (!copy)
+        return copy.error();
+    const auto content = quarantine::digestFile(file_.fd, copy.value().fd(), beat_);
+    if (!content)
+        return content.error();
+    if (const auto done = takeOverAttributes(copy.value().fd()); !done)
+        return done.error();
+    base::Result<std::string> name = takeName(content.value(), [&](const std::string& candidate) {
+        return copy.value().publish(directory_, candidate);
+    });
+    if (!name)
+        return name.error();
+    if (const auto removed = deleteFile(file_); !removed)
+        return removed.error();
+    copy.value().keep();
+    return kept(std::move(name).value());
+}
+
+/// The note is there before the file: whatever happens in between, no file comes without one.
+base::Result<std::string>
+Quarantining::takeName(const quarantine::Digest& content,
+                       const std::function<base::Result<bool>(const std::string&)>& take)
+{
+    return takeFirstFree(file_.leaf, "", [&](const std::string& candidate) -> base::Result<bool> {
+        struct stat taken = {};
+        if (::fstatat(directory_, candidate.c_str(), &taken, AT_SYMLINK_NOFOLLOW) == 0)
+            return systemError(EEXIST);
+        addNote(candidate, content);
+        return take(candidate);
+    });
+}
+
+void Quarantining::addNote(const std::string& name, const quarantine::Digest& content)
+{
+    note_.reset();
+    if (!notes_) {
+        noteProblem_ = notes_.error().text;
+        return;
+    }
+    quarantine::dropRestoreNotes(directory_, name); // of an earlier file, deleted by now
+    base::Result<quarantine::NewFile> note =
+        notes_.value().add({name, originOf(file_), virus_, content, status_.st_uid, status_.st_gid,
+                            status_.st_mode & 0777, status_.st_atim, status_.st_mtim, std::time(nullptr)});
+    noteProblem_ = note ? "" : note.error().text;
+    if (note)
+        note_ = std::move(note).value();
 }
 
 /// Owner first: a change of owner may take mode bits away, never give any.
-base::Result<bool> takeOverAttributes(const ScannedFile& file, int to)
+base::Result<bool> Quarantining::takeOverAttributes(int copy) const
 {
-    struct stat status = {};
-    if (::fstat(file.fd, &status) != 0)
-        return systemError();
-    if (::geteuid() == 0 && ::fchown(to, status.st_uid, status.st_gid) != 0)
-        return systemError();
-    const timespec times[] = {status.st_atim, status.st_mtim};
-    if (::fchmod(to, 0600) != 0 || ::futimens(to, times) != 0 || ::fsync(to) != 0)
+    const timespec times[] = {status_.st_atim, status_.st_mtim};
+    if ((::geteuid() == 0 && ::fchown(copy, status_.st_uid, status_.st_gid) != 0) ||
+        ::fchmod(copy, 0600) != 0 || ::futimens(copy, times) != 0)
         return systemError();
     return true;
 }
 
-base::Result<std::string> copyInto(const ScannedFile& file, int directory, const ActionBeat& beat)
+Quarantined Quarantining::kept(std::string name)
 {
-    TemporaryFile copy(directory, temporaryName());
-    if (copy.fd() < 0)
-        return systemError();
-    if (const auto copied = copyContent(file.fd, copy.fd(), beat); !copied)
-        return copied.error();
-    if (const auto done = takeOverAttributes(file, copy.fd()); !done)
-        return done.error();
-
-    base::Result<std::string> name =
-        takeFirstFree(file.leaf, "", [&copy, directory](const std::string& candidate) {
-            return moveNoReplace(directory, copy.name(), directory, candidate);
-        });
-    if (!name)
-        return name;
-    copy.rename(name.value());
-    if (::fsync(directory) != 0)
-        return systemError();
-    if (const auto removed = deleteFile(file); !removed)
-        return removed;
-    copy.keep();
-    return name;
-}
-
-base::Result<std::string> moveInto(const ScannedFile& file, int directory)
-{
-    struct stat status = {};
-    if (::fstat(file.fd, &status) != 0)
-        return systemError();
-    if (::geteuid() != 0 && ::geteuid() != status.st_uid)
-        return systemError(EXDEV); // somebody else's: a copy can be locked up, the file cannot
-    base::Result<std::string> name =
-        takeFirstFree(file.leaf, "", [&file, directory](const std::string& candidate) {
-            return moveScanned(file, directory, candidate);
-        });
-    if (!name || ::fchmod(file.fd, 0600) == 0)
-        return name;
-    const base::Error error = systemError();
-    moveNoReplace(directory, name.value(), file.parent, file.leaf);
-    return error;
+    if (note_)
+        note_->keep();
+    return {std::move(name), noteProblem_};
 }
 
 } // namespace
 
-base::Result<std::string> quarantineFile(const ScannedFile& file, const std::string& directory,
-                                         const ActionBeat& beat)
+base::Result<Quarantined> quarantineFile(const ScannedFile& file, const std::string& virus,
+                                         const std::string& directory, const quarantine::Beat& beat)
 {
     if (const auto same = verifyUnchanged(file); !same)
         return same.error();
     const base::Result<base::UniqueFd> opened = openQuarantine(directory);
     if (!opened)
         return opened.error();
-    base::Result<std::string> moved = moveInto(file, opened.value().get());
-    if (!moved && moved.error().code == EXDEV)
-        return copyInto(file, opened.value().get(), beat);
-    return moved;
-}
-
-base::Result<std::string> copyToQuarantine(const ScannedFile& file, const std::string& directory,
-                                           const ActionBeat& beat)
-{
-    const base::Result<base::UniqueFd> opened = openQuarantine(directory);
-    if (!opened)
-        return opened.error();
-    return copyInto(file, opened.value().get(), beat);
+    return Quarantining(file, virus, opened.value().get(), beat).run();
 }
 
 } // namespace vardo

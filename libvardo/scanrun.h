@@ -53,6 +53,8 @@ class ScanReporter
     void addPart(const ScanItem& item);
     unsigned int chosenAction(const std::string& name, int found, ActionPlan& plan);
     int act(const ScanItem& item, unsigned int action, const ActionPlan& plan, std::string& remark);
+    base::Result<std::string> quarantined(const ScannedFile& file, const std::string& virus,
+                                          const std::string& directory);
     ScannedFile scannedFile(const ScanItem& item) const;
     void noteOwnChange(const ScanItem& item);
     bool call(const std::string& name, int type, int status, const std::string& virus,

@@ -1,0 +1,184 @@
+#include "quarantine/restore.h"
+
+#include "base/plainfile.h"
+#include "base/systemerror.h"
+#include "quarantine/record.h"
+#include "quarantine/restorenotes.h"
+#include "quarantine/rightsof.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace quarantine {
+
+namespace {
+
+constexpr char noNote[] = "it was not noted where this file was";
+
+base::Error because(const char* text, int code = 0)
+{
+    return {code, text};
+}
+
+/// The directory of `path`, reached component by component without following a link.
+base::Result<base::UniqueFd> openParent(const std::string& path)
+{
+    if (!path.starts_with('/'))
+        return because("where it was is not known");
+    base::UniqueFd directory(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    std::size_t start = 1;
+    for (std::size_t slash; (slash = path.find('/', start)) != path.npos; start = slash + 1) {
+        const std::string part = path.substr(start, slash - start);
+        if (!isPlainName(part))
+            return because("where it was is no plain path");
+        const int flags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC; // it need not be listed
+        directory.reset(::openat(directory.get(), part.c_str(), flags));
+        if (!directory)
+            return base::Error{errno, path.substr(0, slash) + ": " + base::describeError(errno)};
+    }
+    directory.reset(::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory)
+        return base::systemError();
+    return directory;
+}
+
+/// One restoration, step by step.
+class Restoration
+{
+  public:
+    Restoration(int quarantine, const RestoreNotes& notes, std::string name)
+        : quarantine_(quarantine)
+        , notes_(notes)
+        , name_(std::move(name))
+    {
+    }
+
+    base::Result<std::string> run();
+
+  private:
+    std::optional<StoredNote> chooseNote(const Digest& content) const;
+    base::Result<bool> moveBack(const StoredNote& stored) const;
+    base::Result<bool> putBack(const RestoreNote& note) const;
+    base::Result<bool> takeAttributes(int copy, const RestoreNote& note) const;
+    bool removeFromQuarantine() const;
+
+    const int quarantine_;
+    const RestoreNotes& notes_;
+    const std::string name_;
+    base::UniqueFd file_;
+    struct stat status_ = {};
+};
+
+base::Result<std::string> Restoration::run()
+{
+    const int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    file_.reset(::openat(quarantine_, name_.c_str(), flags));
+    if (!file_ || ::fstat(file_.get(), &status_) != 0)
+        return base::systemError();
+    if (!S_ISREG(status_.st_mode))
+        return because("not a file");
+    const base::Result<Digest> content = digestFile(file_.get());
+    if (!content)
+        return content.error();
+    const std::optional<StoredNote> stored = chooseNote(content.value());
+    if (!stored)
+        return because(notes_.of(name_).empty() ? noNote : "it is not the file that was quarantined");
+
+    if (const auto moved = moveBack(*stored); !moved)
+        return moved.error();
+    for (const StoredNote& note : notes_.of(name_))
+        notes_.drop(note);
+    return stored->note.origin;
+}
+
+base::Result<bool> Restoration::moveBack(const StoredNote& stored) const
+{
+    const RightsOf author(stored.author);
+    if (!author)
+        return because("cannot act with the rights of the note's author", EPERM);
+    if (const auto back = putBack(stored.note); !back)
+        return back;
+    if (!removeFromQuarantine())
+        return base::Error{errno, "restored, but still in quarantine too: " + base::describeError(errno)};
+    return true;
+}
+
+std::optional<StoredNote> Restoration::chooseNote(const Digest& content) const
+{
+    std::optional<StoredNote> newest;
+    for (StoredNote& stored : notes_.of(name_)) {
+        if (stored.isAbout(status_) && stored.note.content == content &&
+            (!newest || stored.note.quarantined > newest->note.quarantined))
+            newest = std::move(stored);
+    }
+    return newest;
+}
+
+/// Always as a copy: what is checked is then what is written, and nothing else that has the file open, or
+/// another name of it, comes along.
+base::Result<bool> Restoration::putBack(const RestoreNote& note) const
+{
+    const auto parent = openParent(note.origin);
+    if (!parent)
+        return parent.error();
+    const int directory = parent.value().get();
+    const std::string leaf = note.origin.substr(note.origin.rfind('/') + 1);
+    if (!isPlainName(leaf))
+        return because("where it was is no plain path");
+    struct stat there = {};
+    if (::fstatat(directory, leaf.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0)
+        return because("something else is at its place by now", EEXIST);
+    base::Result<NewFile> copy = NewFile::create(directory);
+    if (!copy)
+        return copy.error();
+    const base::Result<Digest> content = digestFile(file_.get(), copy.value().fd());
+    if (!content)
+        return content.error();
+    if (content.value() != note.content)
+        return because("it changes just now");
+    if (const auto taken = takeAttributes(copy.value().fd(), note); !taken)
+        return taken;
+    const auto published = copy.value().publish(directory, leaf);
+    if (published)
+        copy.value().keep();
+    return published;
+}
+
+/// Permissions come last: by then the file belongs to whom they are meant for.
+base::Result<bool> Restoration::takeAttributes(int copy, const RestoreNote& note) const
+{
+    const timespec times[] = {note.accessed, note.modified};
+    if ((::geteuid() == 0 && ::fchown(copy, note.owner, note.group) != 0) || ::futimens(copy, times) != 0 ||
+        ::fchmod(copy, note.mode & 0777) != 0)
+        return base::systemError();
+    return true;
+}
+
+/// Takes away nothing but the file that was restored.
+bool Restoration::removeFromQuarantine() const
+{
+    struct stat now = {};
+    if (::fstatat(quarantine_, name_.c_str(), &now, AT_SYMLINK_NOFOLLOW) != 0)
+        return false;
+    if (now.st_dev == status_.st_dev && now.st_ino == status_.st_ino)
+        return ::unlinkat(quarantine_, name_.c_str(), 0) == 0;
+    errno = ESTALE;
+    return false;
+}
+
+} // namespace
+
+base::Result<std::string> restoreFile(int quarantine, const std::string& name)
+{
+    if (!isPlainName(name))
+        return because("not the name of a file in quarantine");
+    const auto notes = RestoreNotes::open(quarantine);
+    if (!notes) {
+        struct stat status = {};
+        const bool exists = ::fstatat(quarantine, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+        return exists ? because(noNote) : base::systemError();
+    }
+    return Restoration(quarantine, notes.value(), name).run();
+}
+
+} // namespace quarantine
