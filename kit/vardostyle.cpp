@@ -71,7 +71,8 @@ class VardoStyle : public QProxyStyle
     {
         if (hint == SH_UnderlineShortcut)
             return 1;
-        if (hint == SH_ComboBox_Popup)
+        // The highlight leaves a tree's branches as they are.
+        if (hint == SH_ComboBox_Popup || hint == SH_ItemView_ShowDecorationSelected)
             return 0;
         return QProxyStyle::styleHint(hint, option, widget, returnData);
     }
@@ -122,6 +123,8 @@ void VardoStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* opt
         drawFrame(painter, option->rect, option->palette.base());
     else if (element == PE_PanelLineEdit && frame && frame->lineWidth > 0)
         drawFrame(painter, option->rect, option->palette.base(), focus);
+    else if (element == PE_FrameFocusRect && option->state.testFlag(State_KeyboardFocusChange))
+        drawFrame(painter, option->rect, Qt::NoBrush); // Fusion would veil the row in the highlight's colour.
     else
         QProxyStyle::drawPrimitive(element, option, painter, widget);
 }
