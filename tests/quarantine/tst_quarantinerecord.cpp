@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QProcess>
 #include <QTest>
 
 #include <csignal>
@@ -229,6 +230,29 @@ class TestQuarantineRecord : public QObject
         fs::create_symlink("other", records.parent_path());
         QVERIFY(!recordQuarantined("/here", "v"));
         QVERIFY(!fs::exists("/opt/Quillstone/etc/other/.quarantined"));
+    }
+
+    void rootsChmodFollowsNoLink()
+    {
+        const auto chmod = [] {
+            QStringList words;
+            for (const std::string& word :
+                 sandbox::asUser({0, 0}, {RUNASROOT, "/bin/chmod", "666", newRecordsPath}))
+                words << QString::fromStdString(word);
+            const QString program = words.takeFirst();
+            return QProcess::execute(program, words);
+        };
+        const fs::path victim = "/opt/Quillstone/etc/victim";
+        for (const fs::path& path : {victim, newRecords}) {
+            sandbox::writeFile(path, "");
+            fs::permissions(path, fs::perms(0600));
+        }
+        QCOMPARE(chmod(), 0);
+        QCOMPARE(fs::status(newRecords).permissions(), fs::perms(0666));
+        fs::remove(newRecords);
+        fs::create_symlink(victim, newRecords);
+        QVERIFY(chmod() != 0);
+        QCOMPARE(fs::status(victim).permissions(), fs::perms(0600));
     }
 
     void lockThatIsNeverGivenBackDelaysOnce()
