@@ -14,9 +14,8 @@
 
 std::vector<QWidget*> VMainWidget::notYetAvailable() const
 {
-    return {lnkSelect,        lnkUpdateNow,      lnkUpdateNow1,     lnkViewScanLog,     lnkViewUpdateLog,
-            btnAddJob,        btnEditSchedule,   btnDeleteSchedule, btnPurgeSchedule,   btnViewScanLog,
-            btnDeleteScanLog, btnDeleteScanLogs, btnViewUpdateLog,  btnDeleteUpdateLog, btnDeleteUpdateLogs};
+    return {lnkSelect,       lnkUpdateNow,      lnkUpdateNow1,   btnAddJob,
+            btnEditSchedule, btnDeleteSchedule, btnPurgeSchedule};
 }
 
 void VMainWidget::connectWidgets()
@@ -50,6 +49,14 @@ void VMainWidget::connectClicks()
         {btnCancelScanSetting, &VMainWidget::slotCancelSetting},
         {btnCancelUpdateSetting, &VMainWidget::slotCancelSetting},
         {btnCancelQuarantine, &VMainWidget::slotCancelSetting},
+        {lnkViewScanLog, &VMainWidget::showScanLog},
+        {btnViewScanLog, &VMainWidget::slotViewScanLogs},
+        {btnDeleteScanLog, &VMainWidget::slotDeleteScanLogs},
+        {btnDeleteScanLogs, &VMainWidget::slotDeleteAllScanLogs},
+        {lnkViewUpdateLog, &VMainWidget::showUpdateLog},
+        {btnViewUpdateLog, &VMainWidget::slotViewUpdateLogs},
+        {btnDeleteUpdateLog, &VMainWidget::slotDeleteUpdateLogs},
+        {btnDeleteUpdateLogs, &VMainWidget::slotDeleteAllUpdateLogs},
         {lnkQuarantine, &VMainWidget::showQuarantine},
         {btnQuarRefresh, &VMainWidget::showQuarantine},
         {btnDeleteQuar, &VMainWidget::slotDeleteQuarantine},
@@ -87,6 +94,10 @@ void VMainWidget::connectChanges()
         connect(edit, &QLineEdit::textChanged, this, &VMainWidget::updateValueChanged);
     connect(updateTime, &QTimeEdit::timeChanged, this, &VMainWidget::updateValueChanged);
 
+    connect(lstScanLogs, &QTreeWidget::itemSelectionChanged, this, &VMainWidget::slotScanLogSelection);
+    connect(lstScanLogs, &QTreeWidget::itemDoubleClicked, this, &VMainWidget::slotViewScanLogs);
+    connect(lstUpdateLogs, &QTreeWidget::itemSelectionChanged, this, &VMainWidget::slotUpdateLogSelection);
+    connect(lstUpdateLogs, &QTreeWidget::itemDoubleClicked, this, &VMainWidget::slotViewUpdateLogs);
     connect(lstQuarantine, &QTreeWidget::itemSelectionChanged, this, &VMainWidget::slotQuarSelection);
     connect(this, &VMainWidget::scanSettingsModified, this, &VMainWidget::slotScanValueChanged);
     connect(this, &VMainWidget::updateSettingsModified, this, &VMainWidget::slotUpdateValueChanged);

@@ -1,18 +1,65 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "engine/vardo.h"
+#include "kit/framelessflags.h"
+#include "kit/visibletext.h"
+#include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
 #include "mainwindow/builders.h"
+#include "reports/logfiles.h"
+#include "reports/vshowlogdialog.h"
+#include "scan/namebytes.h"
+#include "scan/placement.h"
+#include "shell/paths.h"
 
+#include <QDateTime>
 #include <QGridLayout>
+#include <QStackedWidget>
 #include <QTreeWidget>
 
+#include <cmath>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
+
+constexpr char updateLogName[] = "updates.log";
+constexpr std::size_t locationSize = 2048;
+constexpr int okDefault = VMessageBox::BTN_OK | VMessageBox::BTN_DEFAULT;
+constexpr int noDefault = VMessageBox::BTN_NO | VMessageBox::BTN_DEFAULT;
+/// Where a row keeps the bytes of its file's name.
+constexpr int nameRole = Qt::UserRole;
 
 void layOut(QWidget* page, QTreeWidget* list, std::initializer_list<QWidget*> buttons)
 {
     QGridLayout* grid = build::listGrid(page, list, 4);
     grid->addItem(build::stretch(), 1, 0);
     build::fillRow(grid, 1, 1, buttons);
+}
+
+/// Whole KiB with two decimals that are always 0, or bytes below one KiB. From a million KiB on the number
+/// has an exponent.
+QString sizeText(qint64 bytes)
+{
+    const float kib = std::trunc(static_cast<float>(bytes / 1024) * 100) / 100;
+    return kib >= 1 ? QString::number(double(kib), 'g', 6) + QLatin1Char('K') : QString::number(bytes);
+}
+
+QTreeWidgetItem* makeRow(const logfiles::File& file)
+{
+    const QDateTime modified = QDateTime::fromSecsSinceEpoch(file.modified);
+    // The order of the rows is the order of these texts.
+    const QString time = modified.date().toString(QStringLiteral("yyyy MM dd ")) +
+                         modified.time().toString(QStringLiteral("hh:mm:ss"));
+    auto* row = new QTreeWidgetItem({visibleText(shownText(file.name.c_str())), time, sizeText(file.size)});
+    row->setData(0, nameRole, QByteArray::fromStdString(file.name));
+    return row;
+}
+
+std::string nameOf(const QTreeWidgetItem* row)
+{
+    return row->data(0, nameRole).toByteArray().toStdString();
 }
 
 } // namespace
@@ -33,4 +80,161 @@ void VMainWidget::buildUpdateLogPage(QWidget* page)
     btnDeleteUpdateLog = build::textButton(page, "btnDeleteUpdateLog");
     btnDeleteUpdateLogs = build::textButton(page, "btnDeleteUpdateLogs");
     layOut(page, lstUpdateLogs, {btnViewUpdateLog, btnDeleteUpdateLog, btnDeleteUpdateLogs});
+}
+
+void VMainWidget::showScanLog()
+{
+    showLogPage(ScanLogPage, &VMainWidget::readLogDir);
+}
+
+void VMainWidget::showUpdateLog()
+{
+    showLogPage(UpdateLogPage, &VMainWidget::readUpdateLogEntry);
+}
+
+void VMainWidget::showLogPage(Page page, void (VMainWidget::*read)())
+{
+    wgtstkMain->setCurrentIndex(page);
+    (this->*read)();
+    showTitle(page);
+    releaseMenuButton();
+}
+
+std::optional<std::string> VMainWidget::scanLogLocation()
+{
+    std::array<char, locationSize + 1> location{};
+    if (!scanner || scanner->GetOption(SCANOPT_LOGLOCATION, location.data()) < 0)
+        return std::nullopt;
+    return location.data();
+}
+
+void VMainWidget::readLogDir()
+{
+    build::setRows(lstScanLogs, {});
+    const std::optional<std::string> location = scanLogLocation();
+    if (!location)
+        return;
+    const auto files = logfiles::list(logfiles::openScanFolder(*location).get());
+    if (!files)
+        return;
+    QList<QTreeWidgetItem*> rows;
+    for (const logfiles::File& file : *files)
+        rows << makeRow(file);
+    build::setRows(lstScanLogs, rows);
+    btnDeleteScanLogs->setEnabled(!rows.isEmpty());
+    btnDeleteScanLog->setEnabled(false);
+    btnViewScanLog->setEnabled(false);
+}
+
+void VMainWidget::readUpdateLogEntry()
+{
+    QList<QTreeWidgetItem*> rows;
+    if (auto file = logfiles::find(AT_FDCWD, paths::updateLog)) {
+        file->name = updateLogName;
+        rows << makeRow(*file);
+    }
+    build::setRows(lstUpdateLogs, rows);
+    btnDeleteUpdateLogs->setEnabled(!rows.isEmpty());
+    btnDeleteUpdateLog->setEnabled(false);
+    btnViewUpdateLog->setEnabled(false);
+}
+
+void VMainWidget::slotScanLogSelection()
+{
+    btnViewScanLog->setEnabled(true);
+    btnDeleteScanLog->setEnabled(true);
+}
+
+void VMainWidget::slotUpdateLogSelection()
+{
+    btnDeleteUpdateLog->setEnabled(true);
+    btnViewUpdateLog->setEnabled(true);
+}
+
+template <class Log>
+void VMainWidget::viewLog(Log log)
+{
+    VShowLogDialog dialog(this, nullptr, true, FRAMELESS_FLAGS);
+    dialog.showLogs(std::move(log));
+    centreOn(dialog, *this);
+    dialog.exec();
+}
+
+/// Shows the current row, which need not be a selected one.
+void VMainWidget::slotViewScanLogs()
+{
+    const QTreeWidgetItem* row = lstScanLogs->currentItem();
+    const std::optional<std::string> location = scanLogLocation();
+    if (row && location)
+        viewLog(logfiles::open(logfiles::openScanFolder(*location).get(), nameOf(row)));
+}
+
+void VMainWidget::slotViewUpdateLogs()
+{
+    if (lstUpdateLogs->topLevelItemCount() > 0)
+        viewLog(paths::updateLog);
+}
+
+void VMainWidget::slotDeleteScanLogs()
+{
+    deleteScanLogs(tr("Do you want to Delete the Selected Log File?"), true);
+}
+
+void VMainWidget::slotDeleteAllScanLogs()
+{
+    deleteScanLogs(tr("Do you want to delete all the Log Files?"), false);
+}
+
+void VMainWidget::deleteScanLogs(const QString& question, bool selectedOnly)
+{
+    const std::optional<std::string> location = scanLogLocation();
+    if (lstScanLogs->topLevelItemCount() == 0 || !location)
+        return;
+    const base::UniqueFd folder = logfiles::openScanFolder(*location);
+    if (!mayDeleteLogs(logfiles::mayDelete(folder.get())))
+        return;
+    std::vector<std::string> names;
+    for (int i = 0; i < lstScanLogs->topLevelItemCount(); ++i) {
+        const QTreeWidgetItem* row = lstScanLogs->topLevelItem(i);
+        if (!selectedOnly || row->isSelected())
+            names.push_back(nameOf(row));
+    }
+    if (!names.empty() && !wantsDeleted(question))
+        return;
+    for (const std::string& name : names)
+        logfiles::remove(folder.get(), name);
+    readLogDir();
+}
+
+void VMainWidget::slotDeleteUpdateLogs()
+{
+    deleteUpdateLog(tr("Do you want to Delete the Selected Log File?"));
+}
+
+void VMainWidget::slotDeleteAllUpdateLogs()
+{
+    deleteUpdateLog(tr("Do you want to delete all the Log Files?"));
+}
+
+/// There is only one file, so the selection does not count.
+void VMainWidget::deleteUpdateLog(const QString& question)
+{
+    if (lstUpdateLogs->topLevelItemCount() == 0 || !mayDeleteLogs(access(paths::updateLog, W_OK) == 0) ||
+        !wantsDeleted(question))
+        return;
+    logfiles::remove(AT_FDCWD, paths::updateLog);
+    readUpdateLogEntry();
+}
+
+bool VMainWidget::mayDeleteLogs(bool permitted)
+{
+    if (!permitted)
+        vMessage(this, tr("Not enough permission to delete logs"), VMessageBox::Information, okDefault);
+    return permitted;
+}
+
+bool VMainWidget::wantsDeleted(const QString& question)
+{
+    return vMessage(this, question, VMessageBox::Question, VMessageBox::BTN_YES, noDefault) ==
+           VMessageBox::BTN_YES;
 }

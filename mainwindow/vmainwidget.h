@@ -114,6 +114,21 @@ class VMainWidget : public RoundedWindow<QWidget>
     void slotChkProxyAuth(int state);
     void slotChkProxy(int state);
 
+    // Log pages
+    void showScanLog();
+    void showUpdateLog();
+    /// Lists the scan logs, the newest first.
+    void readLogDir();
+    void readUpdateLogEntry();
+    void slotScanLogSelection();
+    void slotUpdateLogSelection();
+    void slotViewScanLogs();
+    void slotViewUpdateLogs();
+    void slotDeleteScanLogs();
+    void slotDeleteAllScanLogs();
+    void slotDeleteUpdateLogs();
+    void slotDeleteAllUpdateLogs();
+
     // Quarantine page
     void showQuarantine();
     /// Lists the records of the quarantine and drops those whose files are gone.
@@ -212,6 +227,19 @@ class VMainWidget : public RoundedWindow<QWidget>
     bool updateSettingsValid();
     void takeConnectionSettings();
     void takeAlertSettings();
+
+    // Log pages
+    /// The directory of the scan logs as the engine gives it now; nothing when it does not.
+    std::optional<std::string> scanLogLocation();
+    void showLogPage(Page page, void (VMainWidget::*read)());
+    /// Runs the viewer on what VShowLogDialog::showLogs takes.
+    template <class Log>
+    void viewLog(Log log);
+    void deleteScanLogs(const QString& question, bool selectedOnly);
+    void deleteUpdateLog(const QString& question);
+    /// Hands `permitted` back, after a notice when it is false.
+    bool mayDeleteLogs(bool permitted);
+    bool wantsDeleted(const QString& question);
 
     // Close sequence
     void beforeShutdownEffect();

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "base/uniquefd.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+/// Log files lie in folders that a whole group writes to: links in the place of a file, or of the folder of
+/// the scan logs, are not followed, and nothing but a regular file is read.
+///
+/// `name` is one name in the open directory `folder`, or a path with AT_FDCWD as `folder`.
+namespace logfiles {
+
+struct File
+{
+    std::string name;
+    time_t modified;
+    off_t size;
+};
+
+/// Opens the folder of the scan logs below `location`, to be used by the functions below.
+base::UniqueFd openScanFolder(const std::string& location);
+
+/// The logs in the folder; nothing when it cannot be read.
+std::optional<std::vector<File>> list(int folder);
+
+/// What is there by that name, whatever it is.
+std::optional<File> find(int folder, const std::string& name);
+
+/// Opens a log for reading; holds nothing when there is none.
+base::UniqueFd open(int folder, const std::string& name);
+
+/// Whether the folder lets its files be deleted.
+bool mayDelete(int folder);
+
+/// Deletes what is there by that name, if that can be done.
+void remove(int folder, const std::string& name);
+
+} // namespace logfiles
