@@ -28,7 +28,7 @@ void lock(int file)
     using namespace std::chrono_literals;
     // Waiting longer again and again would let one who never gives the lock back slow down a whole scan.
     static std::atomic<bool> patient = true;
-    const auto end = std::chrono::steady_clock::now() + (patient ? 2000ms : 20ms);
+    const auto end = std::chrono::steady_clock::now() + (patient ? 3000ms : 20ms);
     while (::flock(file, LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= end) {
             patient = false;

@@ -264,7 +264,7 @@ class TestQuarantineRecord : public QObject
         for (int i = 0; i < 10; ++i)
             QVERIFY(recordQuarantined("/here", "v"));
         QCOMPARE(rewriteWith("x"), RecordFile::Outcome::Done);
-        QVERIFY2(timer.elapsed() >= 2000 && timer.elapsed() < 10'000,
+        QVERIFY2(timer.elapsed() >= 3000 && timer.elapsed() < 10'000,
                  qPrintable(QString::number(timer.elapsed())));
     }
 
