@@ -14,8 +14,7 @@
 
 std::vector<QWidget*> VMainWidget::notYetAvailable() const
 {
-    return {lnkSelect,       lnkUpdateNow,      lnkUpdateNow1,   btnAddJob,
-            btnEditSchedule, btnDeleteSchedule, btnPurgeSchedule};
+    return {lnkUpdateNow, lnkUpdateNow1, btnAddJob, btnEditSchedule, btnDeleteSchedule, btnPurgeSchedule};
 }
 
 void VMainWidget::connectWidgets()
@@ -39,6 +38,7 @@ void VMainWidget::connectClicks()
         {lnkHelp, &VMainWidget::showHelpMenu},
         {lnkFeedback, &VMainWidget::showFeedback},
         {lnkLastScan, &VMainWidget::slotFullScan},
+        {lnkSelect, &VMainWidget::slotScanSelected},
         {lnkScanHome, &VMainWidget::slotScanHome},
         {lnkScanEntire, &VMainWidget::slotScanEntire},
         {lnkScanMem, &VMainWidget::slotScanMemory},

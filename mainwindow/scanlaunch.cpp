@@ -6,6 +6,7 @@
 #include "kit/vpushbutton.h"
 #include "scan/placement.h"
 #include "scan/vprogresswidget.h"
+#include "schedule/vobjectselectiondialog.h"
 
 #include <memory>
 #include <string_view>
@@ -30,18 +31,46 @@ const char* homeDirectory()
 
 } // namespace
 
-void VMainWidget::runScan(const QString& caption, Perform perform, bool restoreOptions)
+void VMainWidget::runScan(const QString& caption, Perform perform, RestoreOptions restore)
 {
     scanInProgress = true;
     auto window = std::make_unique<VProgressWidget>(nullptr, caption.toUtf8().constData(), FRAMELESS_FLAGS);
     centreOn(*window, *this);
     scanner->ResetResult();
     ((*window).*perform)(qapp, scanner);
+    if (restore == RestoreOptions::BeforeWindowGoes)
+        scanner->ReadConfiguration(nullptr);
     window.reset();
     scanInProgress = false;
-    if (restoreOptions)
+    if (restore == RestoreOptions::AtEnd)
         scanner->ReadConfiguration(nullptr);
     btnScan->animateClick();
+}
+
+VardoObject* VMainWidget::selectObjects()
+{
+    VardoObject* chosen = nullptr;
+    VObjectSelectionDialog dialog(this, nullptr, true, FRAMELESS_FLAGS);
+    centreOn(dialog, *this);
+    dialog.setReturnObjectPtr(&chosen);
+    dialog.exec();
+    return chosen;
+}
+
+void VMainWidget::slotScanSelected()
+{
+    if (scanInProgress)
+        return;
+    scanner->ClearObjects();
+    VardoObject* chosen = selectObjects();
+    if (!chosen)
+        return;
+    // When this fails the scan runs all the same, over what the engine then holds.
+    if (scanner->SetObjectList(chosen) < 0)
+        vMessage(this, tr("Error! Try again"), VMessageBox::Critical, okDefault);
+    chosen->ClearList();
+    runScan(tr("Scan progress for selected objects"), &VProgressWidget::PerformScan,
+            RestoreOptions::BeforeWindowGoes);
 }
 
 void VMainWidget::slotScanMemory()
@@ -50,7 +79,7 @@ void VMainWidget::slotScanMemory()
         return;
     scanner->ClearObjects();
     // The driver restores the one option that it changes.
-    runScan(tr("Scan progress for memory"), &VProgressWidget::PerformMemoryScan, false);
+    runScan(tr("Scan progress for memory"), &VProgressWidget::PerformMemoryScan, RestoreOptions::Never);
 }
 
 void VMainWidget::slotScanHome()
@@ -68,7 +97,7 @@ void VMainWidget::slotScanHome()
         return;
     }
     scanner->UnsetScanOption(SCANFLAG_FOLLOW_SYMLINKS);
-    runScan(tr("Scan progress for home directories"), &VProgressWidget::PerformScan, true);
+    runScan(tr("Scan progress for home directories"), &VProgressWidget::PerformScan, RestoreOptions::AtEnd);
 }
 
 void VMainWidget::slotScanEntire()
@@ -80,7 +109,7 @@ void VMainWidget::slotScanEntire()
         vMessage(this, tr("Error! Try again"), VMessageBox::Critical, okDefault);
     scanner->UnsetScanOption(SCANFLAG_FOLLOW_SYMLINKS);
     scanner->SetScanOption(SCANFLAG_CROSS_FS);
-    runScan(tr("Scan progress for computer"), &VProgressWidget::PerformScan, true);
+    runScan(tr("Scan progress for computer"), &VProgressWidget::PerformScan, RestoreOptions::AtEnd);
 }
 
 void VMainWidget::slotFullScan()

@@ -31,6 +31,7 @@ class VProgressWidget;
 class VPushButton;
 class VRadioButton;
 class Vardo;
+class __VardoObject;
 class vUpdate;
 
 /// The one top-level window: a title area, three menu buttons and a stack of nine pages.
@@ -91,6 +92,7 @@ class VMainWidget : public RoundedWindow<QWidget>
     void showFeedback();
 
     // Scan page
+    void slotScanSelected();
     void slotScanMemory();
     void slotScanHome();
     void slotScanEntire();
@@ -199,9 +201,13 @@ class VMainWidget : public RoundedWindow<QWidget>
 
     // Scan launch
     using Perform = int (VProgressWidget::*)(QApplication*, Vardo*);
-    /// Runs a scan in a progress window from its preparation to the refreshed scan page. `restoreOptions`
-    /// reads the configuration again afterwards, which drops the launcher's own option bits.
-    void runScan(const QString& caption, Perform perform, bool restoreOptions);
+    /// When a launcher reads the configuration again, which drops its own option bits.
+    enum class RestoreOptions { Never, BeforeWindowGoes, AtEnd };
+    /// Runs a scan in a progress window from its preparation to the refreshed scan page.
+    void runScan(const QString& caption, Perform perform, RestoreOptions restore);
+    /// Lets the user choose in the tree. The list is the caller's to end with ClearList; null when the user
+    /// left without a choice.
+    __VardoObject* selectObjects();
 
     // Title area and help page
     /// Opens `url` in the first browser of the configuration that starts. Returns 0, or -1 if none did.

@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QStackedWidget>
 #include <QTest>
+#include <QTreeWidget>
 
 #include <memory>
 
@@ -56,12 +57,26 @@ class TestScanLaunch : public QObject
         return calls;
     }
 
-    /// A file scan's calls around what its launcher prepares and restores.
-    static QStringList fileScan(const QStringList& preparation)
+    /// A file scan's calls between what its launcher prepares and how it ends.
+    static QStringList fileScan(const QStringList& preparation,
+                                const QStringList& end = {"progress window gone", "ReadConfiguration (null)"})
     {
         return preparation +
                QStringList({"ResetResult", "SetActionData /var/Quillstone/var/quarantine/vardo qst 0",
-                            "LogInit (null) -1", "DoScan", "CloseLog", "ReadConfiguration (null)"});
+                            "LogInit (null) -1", "DoScan", "CloseLog"}) +
+               end;
+    }
+
+    /// Checks "/" in the tree and starts the scan.
+    void chooseAll()
+    {
+        boxes->handle([this](QWidget* dialog) {
+            QCOMPARE(dialog->geometry(), QRect(30 + 57, 20 + 57, 610, 450));
+            auto* tree = dialog->findChild<QTreeWidget*>("lstDirView");
+            QTest::mouseClick(tree->viewport(), Qt::LeftButton, {},
+                              tree->visualItemRect(tree->topLevelItem(0)).center());
+            QTest::mouseClick(dialog->findChild<QAbstractButton*>("btnScan"), Qt::LeftButton);
+        });
     }
 
   private slots:
@@ -78,6 +93,8 @@ class TestScanLaunch : public QObject
         const Step look = run([this] {
             caption = progressWindow()->findChild<QLabel*>("lblTitle")->text();
             QCOMPARE(progressWindow()->geometry(), QRect(30 + 82, 20 + 164, 560, 236));
+            QObject::connect(progressWindow(), &QObject::destroyed,
+                             [] { scriptedEngine().call("progress window gone"); });
         });
         scriptedEngine().scanScript = scriptedEngine().memoryScript = {look};
         scriptedEngine().clearJournal();
@@ -89,6 +106,40 @@ class TestScanLaunch : public QObject
         boxes.reset();
         window.reset();
         engine.reset();
+    }
+
+    void customScanTakesWhatWasChosen()
+    {
+        chooseAll();
+        closeStatistics();
+        QTest::mouseClick(window->findChild<QAbstractButton*>("lnkSelect"), Qt::LeftButton);
+        QCOMPARE(caption, "Scan progress for selected objects");
+        // The options come back while the progress window is still there.
+        QCOMPARE(changes(), fileScan({"ClearObjects", "SetObjectList d:/"},
+                                     {"ReadConfiguration (null)", "progress window gone"}));
+    }
+
+    void choiceThatIsRefusedIsScannedAllTheSame()
+    {
+        scriptedEngine().setResult("SetObjectList", -1);
+        chooseAll();
+        boxes->answer(VMessageBox::BTN_OK);
+        closeStatistics();
+        start("slotScanSelected");
+        QCOMPARE(boxes->texts(),
+                 QStringList({"VObjectSelectionDialog", "Error! Try again", "VScanStatisticsDialog"}));
+        QVERIFY(changes().contains("DoScan"));
+    }
+
+    void nothingChosenNothingScanned()
+    {
+        boxes->handle([](QWidget* dialog) { dialog->close(); });
+        start("slotScanSelected");
+        QCOMPARE(changes(), QStringList("ClearObjects"));
+        // And a scan can be started afterwards.
+        closeStatistics();
+        start("slotScanEntire");
+        QVERIFY(changes().contains("DoScan"));
     }
 
     void homeScanTakesOwnHomeOnly()
@@ -169,7 +220,7 @@ class TestScanLaunch : public QObject
     {
         scriptedEngine().scanScript.push_back(run([this] {
             scriptedEngine().clearJournal();
-            for (const char* slot : {"slotScanHome", "slotScanEntire", "slotScanMemory"})
+            for (const char* slot : {"slotScanSelected", "slotScanHome", "slotScanEntire", "slotScanMemory"})
                 start(slot);
             start("slotFullScan"); // asks, and does nothing after the answer
             QVERIFY(changes().isEmpty());
