@@ -88,6 +88,14 @@ QByteArray product::onlyLog()
     return logs.size() == 1 ? contentOf(logs.first().filePath()) : QByteArray();
 }
 
+QByteArrayList product::logEntries()
+{
+    const QByteArray log = onlyLog();
+    const qsizetype start = log.indexOf("\nScanning directory ") + 1;
+    const qsizetype end = log.indexOf("\n--------------------Scan Statistics", start);
+    return log.mid(start, end < 0 ? -1 : end - start).split('\n');
+}
+
 QByteArray product::quarantineRecords()
 {
     return contentOf("/opt/Quillstone/etc/vardo/.quarantined");
@@ -130,7 +138,7 @@ RealWindow::RealWindow(sandbox::Ids user)
     process_.start(first, command);
 }
 
-RealWindow::~RealWindow()
+void RealWindow::kill()
 {
     process_.kill();
     process_.waitForFinished(patience);
@@ -145,12 +153,14 @@ QByteArray RealWindow::ask(const QByteArray& request)
         if (!socket_.waitForConnected(100))
             QTest::qWait(20);
     }
+    if (socket_.state() != QLocalSocket::ConnectedState)
+        return {};
     socket_.write(request + '\n');
     while (isRunning() && !socket_.canReadLine() && !timer.hasExpired(patience)) {
         if (!socket_.waitForReadyRead(100))
             QCoreApplication::processEvents(); // for the end of the program
     }
-    return socket_.readLine().trimmed();
+    return socket_.isOpen() ? socket_.readLine().trimmed() : QByteArray();
 }
 
 QJsonArray RealWindow::widgets()
@@ -184,7 +194,7 @@ bool RealWindow::waitUntil(const QString& wanted, const std::function<bool()>& c
 {
     if (QTest::qWaitFor([&] { return !isRunning() || condition(); }, patience) && condition())
         return true;
-    const QString picture = QString("window-%1.png").arg(QTest::currentTestFunction());
+    const QString picture = QString(VARDO_PICTURES "/%1.png").arg(QTest::currentTestFunction());
     VirtualScreen::savePicture(picture);
     QStringList shown;
     for (const QJsonValue& value : widgets())

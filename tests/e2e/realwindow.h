@@ -40,6 +40,8 @@ void install(const QByteArray& settings);
 
 /// The directory that scans are logged to has one log; its whole text. Empty when it has none or several.
 QByteArray onlyLog();
+/// The lines of that log between its head and its statistics, or its end.
+QByteArrayList logEntries();
 /// The record file of the quarantine.
 QByteArray quarantineRecords();
 
@@ -76,8 +78,7 @@ class RealWindow
 {
   public:
     explicit RealWindow(sandbox::Ids user = {0, 0});
-    /// Kills what has not ended.
-    ~RealWindow();
+    ~RealWindow() { kill(); }
 
     SeenWidget find(const QString& name);
     QString text(const QString& name) { return find(name).text; }
@@ -105,7 +106,7 @@ class RealWindow
     /// Waits for the end; -1 after a crash or when there is none.
     int exitCode();
     qint64 pid() const { return process_.processId(); }
-    void kill() { process_.kill(); }
+    void kill();
 
   private:
     QByteArray ask(const QByteArray& request);

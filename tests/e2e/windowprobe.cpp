@@ -16,9 +16,15 @@
 
 namespace {
 
+/// Not mapToGlobal: the platform's window may still believe to be where it was made.
+QPoint onScreen(const QWidget* widget, QPoint point)
+{
+    return widget->window()->geometry().topLeft() + widget->mapTo(widget->window(), point);
+}
+
 QJsonArray onScreen(const QWidget* widget, const QRect& rect)
 {
-    const QPoint corner = widget->mapToGlobal(rect.topLeft());
+    const QPoint corner = onScreen(widget, rect.topLeft());
     return {corner.x(), corner.y(), rect.width(), rect.height()};
 }
 
@@ -41,8 +47,12 @@ bool isReachable(QWidget* widget)
     if (!window || !window->isExposed() || !widget->isEnabled())
         return false;
     const QWidget* modal = QApplication::activeModalWidget();
-    const QWidget* hit = QApplication::widgetAt(widget->mapToGlobal(widget->rect().center()));
-    return (!modal || modal == widget->window()) && hit && (hit == widget || widget->isAncestorOf(hit));
+    const bool blocked =
+        modal && modal != widget->window() && modal->windowModality() == Qt::ApplicationModal;
+    const QPoint middle = widget->rect().center();
+    const QWidget* hit = widget->window()->childAt(widget->mapTo(widget->window(), middle));
+    return !blocked && QApplication::topLevelAt(onScreen(widget, middle)) == widget->window() &&
+           (widget->isWindow() || hit == widget || widget->isAncestorOf(hit));
 }
 
 /// The rows of the list that are in view, with the place of their first column.

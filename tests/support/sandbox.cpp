@@ -108,6 +108,7 @@ void addBuild(Arguments& bwrap)
     const fs::path installed = "/opt/Quillstone";
     bwrap.bind(VARDO_SOURCE_DIR);
     bwrap.bind(VARDO_BINARY_DIR);
+    bwrap.add("--bind-try", VARDO_PICTURES, VARDO_PICTURES);
     bwrap.bind(tree / "usr", installed / "usr");
     bwrap.bind(tree / "var/www", installed / "var/www");
     bwrap.add("--dir", (installed / "sbin").string());

@@ -1,0 +1,152 @@
+#include "tests/e2e/realwindow.h"
+#include "tests/qsavd/servicehome.h"
+
+#include <QDir>
+#include <QFile>
+
+namespace {
+
+constexpr char quarantine[] = "/var/Quillstone/var/quarantine/vardo";
+constexpr char home[] = "/root";
+
+/// The head of a log at level 3 of a scan that asks.
+constexpr char head[] = "*******************************************************\n"
+                        "\t  Vardo Anti-Virus for Linux\n"
+                        "\t  Copyright (C) Quillstone, GNU General Public License 2\n"
+                        "\t http://www.quillstone.example/\n"
+                        "*******************************************************\n"
+                        "\n"
+                        "-------------------------------------------------------\n"
+                        "\t\tScan Configuration\n"
+                        "-------------------------------------------------------\n"
+                        "Scan packed\t\t\t: Yes\n"
+                        "Scan archives\t\t\t: Yes\n"
+                        "Scan mails\t\t\t: Yes\n"
+                        "Use heuristics scanning\t\t: Yes\n"
+                        "Recursive\t\t\t: Yes\n"
+                        "Follow symbolic links\t\t: No\n"
+                        "Cross file system\t\t: No\n"
+                        "Scan action\t\t\t: Prompt\n"
+                        "Log level\t\t\t: 3\n"
+                        "\n"
+                        "Scanning directory /root\n";
+
+QStringList filesIn(const char* directory)
+{
+    return QDir(directory).entryList(QDir::Files);
+}
+
+} // namespace
+
+/// A scan with the action "prompt" through the real window.
+class TestWindowPrompt : public QObject
+{
+    Q_OBJECT
+
+  private slots:
+    void init();
+    void everyAnswerIsCarriedOut();
+    void stopsBehindAnOpenPrompt();
+    void failureIsLogged();
+};
+
+void TestWindowPrompt::init()
+{
+    product::install("[Scan]\nAction=prompt\n[Log]\nLevel=all\n");
+    for (const char* name : {"1-nothing", "2-delete", "3-rename", "4-quarantine", "5-close"})
+        sandbox::writeFile(std::string("/root/") + name, ServiceHome::marker().toStdString());
+    sandbox::writeFile("/root/6-clean", "harmless");
+}
+
+void TestWindowPrompt::everyAnswerIsCarriedOut()
+{
+    RealWindow window;
+    QVERIFY(window.click("VMainWidget/lnkScanHome"));
+    const QStringList names = filesIn(home);
+    const char* answers[] = {"lnkNothing", "lnkDelete", "lnkRename", "lnkQuarantine", "btnScanCancel"};
+    for (int i = 0; i < 5; ++i) {
+        QTRY_COMPARE_WITH_TIMEOUT(window.text("VGetUserAction/lblObjectName"), "/root/" + names[i], 30'000);
+        // Nothing is done to those that were not asked about yet.
+        QCOMPARE(filesIn(home).filter(names[i]), QStringList(names[i]));
+        QCOMPARE(filesIn(home).mid(filesIn(home).indexOf(names[i])), names.mid(i));
+        QVERIFY(window.click(QString("VGetUserAction/") + answers[i]));
+    }
+    QVERIFY(window.waitFor("VScanStatisticsDialog"));
+
+    QStringList shown;
+    for (const char* name : {"Dirs", "Objs", "Infected", "Suspicious", "Cured", "CureFailed", "Deleted",
+                             "Renamed", "Quarantined", "Viruses", "Encrypted", "ActionErrors"})
+        shown << window.text(QString("VScanStatisticsDialog/lbl%1Value").arg(name));
+    QCOMPARE(shown.join(' '), "1 6 3 0 0 0 1 1 1 3 0 0");
+    QCOMPARE(window.text("VProgressWidget/lblVirusCntValue"), "3");
+    QCOMPARE(window.text("VProgressWidget/lblActionValue"), "Prompt");
+    QVERIFY(window.click("VScanStatisticsDialog/btnOk"));
+    QVERIFY(window.waitForEnd("VProgressWidget"));
+
+    QCOMPARE(product::onlyLog(),
+             head + QByteArray("/root/1-nothing INFECTED [Vardo.Marker]\n"
+                               "/root/2-delete DELETED [Vardo.Marker]\n"
+                               "/root/3-rename RENAMED [Vardo.Marker]"
+                               " (now named 3-rename.qst)\n"
+                               "/root/4-quarantine QUARANTINED [Vardo.Marker]\n"
+                               "/root/5-close INFECTED [Vardo.Marker]\n"
+                               "/root/6-clean CLEAN\n"
+                               "--------------------Scan Statistics--------------------\n"
+                               "Scanned directories\t\t1\n"
+                               "Scanned objects\t\t\t6\n"
+                               "Infected objects\t\t3\n"
+                               "Suspicious objects\t\t0\n"
+                               "Disinfected objects\t\t0\n"
+                               "Uncurable objects\t\t0\n"
+                               "Viruses found\t\t\t3\n"
+                               "Deleted objects\t\t\t1\n"
+                               "Rename objects\t\t\t1\n"
+                               "Quarantined objects\t\t1\n"
+                               "Corrupt objects\t\t\t0\n"
+                               "Encrypted objects\t\t0\n"
+                               "Actions failed\t\t\t0\n"
+                               "-------------------------------------------------------\n"));
+    QCOMPARE(filesIn(home), QStringList({"1-nothing", "3-rename.qst", "5-close", "6-clean"}));
+    QCOMPARE(filesIn(quarantine), QStringList("4-quarantine"));
+    const QByteArray record = product::quarantineRecords();
+    QVERIFY2(record.startsWith("4-quarantine~#^|~") && record.count('\n') == 1, record.constData());
+}
+
+void TestWindowPrompt::stopsBehindAnOpenPrompt()
+{
+    RealWindow window;
+    QVERIFY(window.click("VMainWidget/lnkScanHome"));
+    QVERIFY(window.click("VGetUserAction/lnkQuarantine"));
+    QTRY_COMPARE_WITH_TIMEOUT(window.text("VGetUserAction/lblObjectName"), "/root/2-delete", 30'000);
+    const QString time = window.text("VProgressWidget/lblTime");
+    QTRY_VERIFY(window.text("VProgressWidget/lblTime") > time); // the window is alive
+    QVERIFY(window.click("VProgressWidget/btnStop"));
+    QVERIFY(window.click("VGetUserAction/lnkDelete"));
+    QTRY_COMPARE_WITH_TIMEOUT(window.texts("VMessageBox"), QStringList("Scan cancelled before completion"),
+                              30'000);
+    QVERIFY(window.click("VMessageBox/Ok"));
+    QVERIFY(window.waitForEnd("VProgressWidget"));
+    QCOMPARE(product::onlyLog(), head + QByteArray("/root/1-nothing QUARANTINED [Vardo.Marker]\n"
+                                                   "Scan cancelled before completion\n"));
+    QCOMPARE(filesIn(home).size(), 5);
+    QCOMPARE(filesIn(quarantine), QStringList("1-nothing"));
+    QCOMPARE(product::quarantineRecords().count('\n'), 1);
+}
+
+void TestWindowPrompt::failureIsLogged()
+{
+    RealWindow window;
+    QVERIFY(window.waitFor("VMainWidget"));
+    QVERIFY(QDir("/var/Quillstone/var/lib/signatures").removeRecursively());
+    QVERIFY(window.click("VMainWidget/lnkScanHome"));
+    QVERIFY(window.waitFor("VMessageBox"));
+    const QString error = window.texts("VMessageBox").value(0);
+    QVERIFY2(error.startsWith("SCAN ERROR: ") && error.size() > 20, qPrintable(error));
+    QVERIFY(window.click("VMessageBox/Ok"));
+    QVERIFY(window.waitForEnd("VProgressWidget"));
+    QCOMPARE(product::onlyLog(), QByteArray(head).chopped(25) + error.toUtf8() + '\n');
+    QCOMPARE(filesIn(home).size(), 6);
+}
+
+VARDO_WINDOW_TEST_MAIN(TestWindowPrompt)
+#include "tst_windowprompt.moc"
