@@ -1,4 +1,6 @@
 #include "engine/vardo.h"
+#include "quarantine/paths.h"
+#include "quarantine/quarantined.h"
 #include "tools/escape.h"
 #include "tools/vardoscan/log.h"
 #include "tools/vardoscan/options.h"
@@ -8,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,13 +32,25 @@ void interrupt(int)
     interrupted = 1;
 }
 
-int onResult(const char* name, int type, int status, const char* virus, const char* remark,
-             QS_ResultContextData* report)
+/// What the callbacks of a scan need.
+struct Scan
 {
-    if (report)
-        static_cast<Report*>(report)->object(name, type, status, virus, remark);
+    Report report;
+    bool listed; ///< what is quarantined is for the window's list
+};
+
+int onResult(const char* name, int type, int status, const char* virus, const char* remark,
+             QS_ResultContextData* data)
+{
+    auto* scan = static_cast<Scan*>(data);
+    const bool moved = scan && scan->listed && virus && (status & SCANSTAT_QUARANTINED);
+    const bool recorded = !moved || quarantine::recordQuarantined(name, virus);
+    if (scan)
+        scan->report.object(name, type, status, virus, remark);
     logObject(name, type, status, virus, remark);
-    return interrupted ? CALLBACK_STOP : CALLBACK_CONTINUE;
+    if (interrupted)
+        return CALLBACK_STOP;
+    return recorded ? CALLBACK_CONTINUE : CALLBACK_RECORD_FAILED;
 }
 
 int fail(const std::string& text)
@@ -102,6 +117,16 @@ int printVersion(Options& options)
     return NothingFound;
 }
 
+/// True when infected files go into the quarantine directory that the window lists. A path in the options
+/// goes before the engine's own directory.
+bool usesListedQuarantine(Vardo& engine)
+{
+    qs_fString data = {};
+    engine.GetOption(SCANOPT_ACTDATA, data);
+    std::error_code unknown;
+    return data[0] != '/' || std::filesystem::equivalent(data, quarantine::directoryPath, unknown);
+}
+
 /// Adds what is to be scanned; the number of paths that are not there.
 std::size_t addPaths(Vardo& engine, const std::vector<std::string>& paths)
 {
@@ -135,21 +160,23 @@ int scan(Options& options)
         return fail(interrupted ? "interrupted" : engine.ScanError());
     }
 
-    Report report(options);
+    Scan watched{Report(options), usesListedQuarantine(engine)};
     const auto start = std::chrono::steady_clock::now();
-    const int result = options.memory ? engine.DoMemoryScan(onResult, &report, true)
-                                      : engine.DoScan(onResult, &report, nullptr);
+    const int result = options.memory ? engine.DoMemoryScan(onResult, &watched, true)
+                                      : engine.DoScan(onResult, &watched, nullptr);
     const auto duration =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
     endLog(engine, options, result);
     if (result < 0)
         return fail(engine.ScanError());
-    report.summary(*engine.GetStatistics(), duration, result != SCANRESULT_CANCELLED);
+    if (*engine.ScanError())
+        fail(engine.ScanError()); // what is not in the quarantine's list
+    watched.report.summary(*engine.GetStatistics(), duration, result != SCANRESULT_CANCELLED);
     if (result == SCANRESULT_CANCELLED)
         return SomethingWrong;
-    if (report.foundSomething())
+    if (watched.report.foundSomething())
         return SomethingFound;
-    return missing > 0 || unlogged || report.hadErrors() ? SomethingWrong : NothingFound;
+    return missing > 0 || unlogged || watched.report.hadErrors() ? SomethingWrong : NothingFound;
 }
 
 } // namespace

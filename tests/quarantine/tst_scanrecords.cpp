@@ -1,0 +1,78 @@
+#include "quarantine/paths.h"
+#include "quarantine/record.h"
+#include "tests/support/sandbox.h"
+
+#include <QApplication>
+#include <QProcess>
+#include <QTest>
+
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char marker[] = "a text that stands for something harmful";
+
+std::vector<std::string> recordedNames()
+{
+    std::vector<std::string> names;
+    for (const quarantine::Record& record :
+         quarantine::parseRecords(sandbox::readFile(quarantine::recordsPath)))
+        names.push_back(record.name + ' ' + record.size.value_or("") + ' ' + record.virus.value_or(""));
+    return names;
+}
+
+} // namespace
+
+/// The command line scanner and the service, installed at their fixed places.
+class TestScanRecords : public QObject
+{
+    Q_OBJECT
+
+    QProcess scanner;
+
+    int scan(QStringList options)
+    {
+        for (const char* directory : {"/home/tester/a", "/home/tester/b"}) {
+            fs::create_directories(directory);
+            sandbox::writeFile(fs::path(directory) / "caf\xe9", marker);
+        }
+        scanner.start("/opt/Quillstone/usr/bin/vardoscan", options << "--action=quarantine"
+                                                                   << "/home/tester");
+        return scanner.waitForFinished() ? scanner.exitCode() : -1;
+    }
+
+  private slots:
+    void init()
+    {
+        sandbox::makeInstallation();
+        const QByteArray pattern = QByteArray(marker).toHex();
+        sandbox::writeFile("/var/Quillstone/var/lib/signatures/marker.ndb",
+                           "Vardo.Marker:0:*:" + pattern.toStdString() + '\n');
+    }
+
+    void whatIsQuarantinedIsRecorded()
+    {
+        QCOMPARE(scan({}), 1);
+        QCOMPARE(recordedNames(),
+                 std::vector<std::string>({"caf\xe9 40 Vardo.Marker", "caf\xe9-0 40 Vardo.Marker"}));
+        QCOMPARE(scanner.readAllStandardError(), QByteArray());
+
+        QCOMPARE(scan({"--quarantine-dir=/home/tester/jail"}), 1);
+        QVERIFY(fs::exists("/home/tester/jail/caf\xe9-0"));
+        QCOMPARE(recordedNames().size(), std::size_t(2)); // the window does not list that directory
+    }
+
+    void whatCannotBeRecordedIsTold()
+    {
+        fs::create_directory(quarantine::recordsPath);
+        QCOMPARE(scan({}), 1);
+        QVERIFY(fs::exists(fs::path(quarantine::directoryPath) / "caf\xe9-0"));
+        QCOMPARE(scanner.readAllStandardError(),
+                 QByteArray("vardoscan: 2 quarantined files could not be noted in the quarantine list\n"));
+    }
+};
+
+VARDO_SANDBOX_TEST_MAIN(TestScanRecords, 1000, 1000)
+#include "tst_scanrecords.moc"
