@@ -206,12 +206,16 @@ void VMainWidget::slotBrowseLogLocation()
 {
     if (!scanner)
         return;
-    const QString chosen =
-        QFileDialog::getExistingDirectory(this, tr("Vardo log location"), editLogLoc->text(),
-                                          QFileDialog::ShowDirsOnly | QFileDialog::DontUseNativeDialog);
-    if (chosen.isNull())
+    QFileDialog dialog(this, tr("Vardo log location"), editLogLoc->text());
+    dialog.setObjectName(QLatin1StringView("Log location"));
+    dialog.setFileMode(QFileDialog::Directory);
+    dialog.setOptions(QFileDialog::ShowDirsOnly | QFileDialog::DontUseNativeDialog);
+    if (dialog.exec() != QDialog::Accepted)
         return;
-    editLogLoc->setText(QDir(chosen).canonicalPath());
+    const QString chosen = QDir(dialog.selectedFiles().constFirst()).canonicalPath();
+    if (chosen.isEmpty()) // gone meanwhile
+        return;
+    editLogLoc->setText(chosen);
     emit scanSettingsModified();
 }
 

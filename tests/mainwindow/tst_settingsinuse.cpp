@@ -1,0 +1,404 @@
+#include "engine/vardo.h"
+#include "kit/framelessflags.h"
+#include "mainwindow/vmainwidget.h"
+#include "shell/paths.h"
+#include "shell/userconf.h"
+#include "tests/qsavd/zipwriter.h"
+#include "tests/support/modalboxes.h"
+#include "tests/support/sandbox.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFileDialog>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QStackedWidget>
+#include <QTest>
+
+#include <filesystem>
+#include <memory>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char marker[] = "a text that stands for something harmful";
+constexpr char signatures[] = "/var/Quillstone/var/lib/signatures/";
+constexpr char samples[] = "/usr/share/clamav-testfiles/";
+
+void write(const fs::path& path, const QByteArray& content)
+{
+    fs::create_directories(path.parent_path());
+    sandbox::writeFile(path, content.toStdString());
+}
+
+QByteArray sample(const char* name)
+{
+    return QByteArray::fromStdString(sandbox::readFile(fs::path(samples) / name));
+}
+
+} // namespace
+
+/// The page of the scan settings on the real engine: what a choice there comes to. The service cannot
+/// scan for root where there is no other user, so root's run is about the files alone.
+class TestSettingsInUse : public QObject
+{
+    Q_OBJECT
+
+    const fs::path home = sandbox::homeOf(TEST_USER);
+    const fs::path tree = home / "tree";
+    const fs::path conf = TEST_USER ? home / ".vardo/vardo.conf" : fs::path(paths::vardoConf);
+    std::string shared; ///< what the shared file held at first
+    std::unique_ptr<Vardo> engine;
+    std::unique_ptr<VMainWidget> window;
+    std::unique_ptr<ModalBoxes> boxes;
+
+    template <class Widget>
+    Widget* find(const char* name) const
+    {
+        auto* widget = window->findChild<Widget*>(QLatin1StringView(name));
+        if (!widget)
+            qFatal("no widget %s", name);
+        return widget;
+    }
+
+    bool isOn(const char* name) const { return find<QAbstractButton>(name)->isChecked(); }
+
+    void click(const char* name)
+    {
+        auto* button = find<QAbstractButton>(name);
+        QVERIFY2(button->isVisible() && button->isEnabled(), name);
+        QTest::mouseClick(button, Qt::LeftButton, {}, {8, button->height() / 2});
+    }
+
+    void save()
+    {
+        boxes->answer(VMessageBox::BTN_OK);
+        click("btnSaveScanSetting");
+        QCOMPARE(boxes->texts().last(), "Vardo setting saved successfully");
+    }
+
+  private slots:
+    void initTestCase()
+    {
+        write(paths::lastScan, "21/11/2026 04:32\n");
+        write(fs::path(signatures) / "marker.ndb", "Marker:0:*:" + QByteArray(marker).toHex() + "\n");
+        const QByteArray program = sample("clam.exe");
+        if (const auto body = program.indexOf("CLAMessageBoxA"); body >= 0)
+            write(fs::path(signatures) / "sample.ndb", "Sample:0:*:" + program.mid(body, 64).toHex() + "\n");
+        shared = sandbox::readFile(paths::vardoConf);
+    }
+
+    void init()
+    {
+        fs::remove_all(tree);
+        fs::remove_all(conf);
+        sandbox::writeFile(paths::vardoConf, shared);
+        if (TEST_USER) {
+            const std::unique_ptr<char, decltype(&free)> made(createUserConf(), free);
+            QCOMPARE(made.get(), conf.c_str());
+        }
+        engine = std::make_unique<Vardo>(conf.c_str());
+        window = std::make_unique<VMainWidget>(nullptr, nullptr, FRAMELESS_FLAGS);
+        window->setValues(qApp, conf.c_str(), engine.get());
+        window->setFixedSize(724, 564);
+        window->show();
+        boxes = std::make_unique<ModalBoxes>();
+        QTRY_VERIFY(!find<QAbstractButton>("btnScan")->isDown());
+        click("lnkScanSetting");
+    }
+
+    void cleanup()
+    {
+        boxes.reset();
+        window.reset();
+        engine.reset();
+    }
+
+    void whoseFileIsSaved()
+    {
+        struct stat before = {};
+        QCOMPARE(::stat(conf.c_str(), &before), 0);
+        click("chkMail");
+        save();
+        QVERIFY(sandbox::readFile(conf).find("ScanMails = \"no\"") != std::string::npos);
+        QVERIFY(sandbox::readFile(conf).find("firefox") != std::string::npos); // not a key of the page's
+        struct stat after = {};
+        QCOMPARE(::stat(conf.c_str(), &after), 0);
+        QCOMPARE(after.st_mode, before.st_mode);
+        QCOMPARE(sandbox::readFile(paths::vardoConf) == shared, TEST_USER != 0);
+        QCOMPARE(fs::exists(home / ".vardo"), TEST_USER != 0);
+        QCOMPARE(find<QAbstractButton>("lnkGlobalScanConf")->isEnabled(), TEST_USER != 0);
+
+        // A start later it is still so, and "Restore global settings" brings back the others.
+        Vardo later(conf.c_str());
+        unsigned int flags = 0;
+        QCOMPARE(later.ReadConfiguration(nullptr), 0);
+        QCOMPARE(later.GetOption(SCANOPT_SCANOPTS, &flags), 0);
+        QVERIFY(flags & SCANFLAG_NO_MAILS);
+        if (!TEST_USER)
+            return;
+        boxes->answer(VMessageBox::BTN_OK);
+        click("lnkGlobalScanConf");
+        QVERIFY(isOn("chkMail"));
+        QVERIFY(sandbox::readFile(conf).find("ScanMails = \"yes\"") != std::string::npos);
+        QVERIFY(sandbox::readFile(conf).find("= /home/tester/.vardo/qsav\n") != std::string::npos);
+        // Filling the page has marked it as modified.
+        boxes->answer(VMessageBox::BTN_NO);
+        click("btnCancelScanSetting");
+        QCOMPARE(boxes->texts().last(), "Do you want to save the changes?");
+    }
+
+    /// Neither a page that cannot be filled nor a save that fails loses or blocks anything.
+    void hostileConfigurations_data()
+    {
+        QTest::addColumn<std::function<void()>>("make");
+        using Make = std::function<void()>;
+        QTest::newRow("fifo") << Make([this] { fs::remove(conf), ::mkfifo(conf.c_str(), 0666); });
+        QTest::newRow("directory") << Make([this] { fs::remove(conf), fs::create_directory(conf); });
+        if (TEST_USER) // root may write everywhere
+            QTest::newRow("unwritable")
+                << Make([this] { fs::permissions(conf.parent_path(), fs::perms(0500)); });
+    }
+
+    void hostileConfigurations()
+    {
+        QFETCH(std::function<void()>, make);
+        const auto* pages = find<QStackedWidget>("wgtstkMain");
+        click("btnScan");
+        make();
+        click("lnkScanSetting");
+        click("chkHeuristic");
+        boxes->answer(VMessageBox::BTN_YES);
+        boxes->answer(VMessageBox::BTN_OK);
+        click("btnScan");
+        QCOMPARE(boxes->texts(), QStringList({"Do you want to save the changes?",
+                                              "Error saving Vardo configuration. Try later"}));
+        QCOMPARE(pages->currentIndex(), int(VMainWidget::ScanSettingPage));
+        click("btnCancelScanSetting"); // the mark has gone: no more questions
+        QCOMPARE(pages->currentIndex(), int(VMainWidget::ScanPage));
+        fs::permissions(conf.parent_path(), fs::perms(0755));
+    }
+
+#if TEST_USER
+  private:
+    using Statuses = QMap<QByteArray, int>; ///< by the names of the files
+
+    /// So much text around the marker that only a scan that unpacks finds it in a packed form.
+    static QByteArray hidden()
+    {
+        return QByteArray(2000, 'x') + marker;
+    }
+
+    static int noteStatus(const char* name, int type, int status, const char*, const char*, void* context)
+    {
+        if (type == OBJTYPE_FILE && status != 0)
+            static_cast<Statuses*>(context)->insert(QByteArray(name).split('=').first(), status);
+        return CALLBACK_CONTINUE;
+    }
+
+    static int chooseDelete(const char*, char*)
+    {
+        return PROMPT_DELETE;
+    }
+
+    QList<bool> boxStates() const
+    {
+        QList<bool> states;
+        for (const QCheckBox* box : find<QGroupBox>("grpSettings")->findChildren<QCheckBox*>())
+            states.append(box->isChecked());
+        return states;
+    }
+
+    /// What a scan with the saved settings, as after a new start, reports.
+    Statuses scan(const fs::path& object, QS_InterfaceScanStatistics* statistics = nullptr)
+    {
+        Vardo fresh(conf.c_str());
+        Statuses statuses;
+        if (fresh.ReadConfiguration(nullptr) < 0 || fresh.VardoAVInit(conf.c_str(), nullptr, true) < 0 ||
+            fresh.AddObject(object.c_str()) < 0 || fresh.DoScan(noteStatus, &statuses, chooseDelete) != 0)
+            QTest::qFail(fresh.ScanError(), __FILE__, __LINE__);
+        if (statistics)
+            *statistics = *fresh.GetStatistics();
+        return statuses;
+    }
+
+  private slots:
+    void controlsDecideWhatIsFound_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<int>("on");
+        QTest::addColumn<int>("off");
+        const QString inTree = QString::fromStdString(tree.string()) + '/';
+        constexpr int passedOver = 0;
+        const auto row = [](const char* control, const QString& file, const QByteArray& content, int off,
+                            int on = SCANSTAT_INFECTED) {
+            QTest::newRow(control) << content << file << on << off;
+        };
+        row("chkRecursive", inTree + "sub/f", marker, passedOver);
+        row("chkCrossFS", "/var/Quillstone/f", marker, passedOver); // a mount point
+        row("chkSymLink", inTree + "../elsewhere/f", marker, passedOver);
+        row("chkArchive", inTree + "f.zip", ZipWriter::single("f", hidden()), SCANSTAT_CLEAN);
+        row("chkMail", inTree + "f.eml",
+            "From: a@example.org\r\nTo: b@example.org\r\nSubject: x\r\nMIME-Version: 1.0\r\n"
+            "Content-Type: application/octet-stream; name=\"x.bin\"\r\n"
+            "Content-Transfer-Encoding: base64\r\n\r\n" +
+                hidden().toBase64() + "\r\n",
+            SCANSTAT_CLEAN);
+        row("chkPack", inTree + "f.exe", sample("clam-upx.exe"), SCANSTAT_CLEAN);
+        // A cursor whose header says that it is larger than it may be.
+        row("chkHeuristic", inTree + "f.ani",
+            QByteArray("RIFF\x48\0\0\0"
+                       "ACONanih\x40\0\0\0",
+                       20) +
+                QByteArray(64, '\1'),
+            SCANSTAT_CLEAN, SCANSTAT_SUSPECTED);
+    }
+
+    void controlsDecideWhatIsFound()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, file);
+        if (content.isEmpty())
+            QSKIP("the package clamav-testfiles is not installed");
+        const QByteArray control = QTest::currentDataTag();
+        const fs::path path = fs::path(file.toStdString()).lexically_normal();
+        const bool mounted = path.string().starts_with("/var/");
+        fs::create_directories(tree);
+        write(path, content);
+        if (control == "chkSymLink")
+            fs::create_symlink("../elsewhere", tree / "link");
+        const QByteArray reported = control == "chkSymLink" ? (tree / "link/f").c_str() : path.c_str();
+        for (const bool on : {true, false, true}) {
+            if (isOn(control) != on)
+                click(control);
+            save();
+            const QList<bool> shown = boxStates();
+            click("btnScan");
+            click("lnkScanSetting");
+            QCOMPARE(boxStates(), shown);
+            const Statuses statuses = scan(mounted ? "/var" : tree);
+            QTEST(statuses.value(reported), on ? "on" : "off");
+        }
+        fs::remove(path);
+    }
+
+    void keysDecideWhatIsFound_data()
+    {
+        QTest::addColumn<QString>("settings");
+        QTest::addColumn<QList<QByteArray>>("left");
+        const QString in = QString::fromStdString(tree.string()) + '/';
+        const auto row = [](const char* key, const QString& settings, const QList<QByteArray>& left) {
+            QTest::newRow(key) << settings << left;
+        };
+        row("OnlyExtensions", "Extensions=.EXE com", {"a.exe", "b.com", "sub/c.exe"});
+        row("SkipExtensions", "Extensions=\"*.EXE; zip\"", {"b.com", "d", "sub/deep/large.txt"});
+        row("SkipDirs", "ExcludeDirs=\"" + in + "none, " + in + "sub/deep/ ;sub\"",
+            {"a.exe", "b.com", "d", "sub/c.exe"});
+        row("LimitDepth", "MaxDepth=1", {"a.exe", "b.com", "d", "sub/c.exe"});
+        row("LimitSize", "MaxSize=1999", {"a.exe", "b.com", "d", "sub/c.exe"});
+    }
+
+    /// Those that only an editor can set.
+    void keysDecideWhatIsFound()
+    {
+        QFETCH(QString, settings);
+        QFETCH(QList<QByteArray>, left);
+        const QList<QByteArray> all{"a.exe", "b.com", "d", "sub/c.exe", "sub/deep/large.txt"};
+        for (const QByteArray& name : all)
+            write(tree / name.toStdString(), name.contains("large") ? hidden() : marker);
+        const QByteArray old = QByteArray::fromStdString(sandbox::readFile(conf));
+        for (const bool on : {true, false}) {
+            write(conf, old + "[Scan]\n" + settings.toUtf8() + '\n' + QTest::currentDataTag() +
+                            (on ? "=yes\n" : "=no\n"));
+            QList<QByteArray> found;
+            for (const QByteArray& name : scan(tree).keys(SCANSTAT_INFECTED))
+                found.append(name.mid(qsizetype(tree.string().size()) + 1));
+            QCOMPARE(found, on ? left : all);
+        }
+    }
+
+    void actionsDecideWhatBecomesOfAFind()
+    {
+        const fs::path file = tree / "bad.com";
+        const fs::path quarantined = fs::path(paths::quarantineDir) / "bad.com";
+        const fs::path renamed = tree / "bad.com.qst";
+        const struct
+        {
+            int status;
+            fs::path place; ///< empty: deleted
+        } outcomes[] = {{SCANSTAT_INFECTED, file},   {SCANSTAT_CURE_FAILED, file},
+                        {SCANSTAT_DELETED, {}},      {SCANSTAT_QUARANTINED, quarantined},
+                        {SCANSTAT_RENAMED, renamed}, {SCANSTAT_DELETED, {}},
+                        {SCANSTAT_DELETED, {}},      {SCANSTAT_QUARANTINED, quarantined},
+                        {SCANSTAT_RENAMED, renamed}, {SCANSTAT_DELETED, {}}};
+        auto* action = find<QComboBox>("cmbScanAction");
+        for (int index = 0; index < int(std::size(outcomes)); ++index) {
+            action->setCurrentIndex(index);
+            save();
+            write(file, marker);
+            QS_InterfaceScanStatistics statistics = {};
+            const Statuses statuses = scan(tree, &statistics);
+            QCOMPARE(statuses.value(file.c_str()), outcomes[index].status);
+            QCOMPARE(statistics.scCureFailed, unsigned(index >= 1 && index <= 5));
+            for (const fs::path& place : {file, quarantined, renamed}) {
+                QCOMPARE(fs::exists(place), place == outcomes[index].place);
+                fs::remove(place);
+            }
+            // What a rename put out of action is not found again.
+            QCOMPARE(scan(tree).size(), 0);
+        }
+    }
+
+    /// Through the window's own scan, which takes the settings without a new start.
+    void logSettingsHoldFromTheNextScanOn()
+    {
+        write(tree / "bad.txt", marker);
+        write(tree / "good.txt", "harmless");
+        boxes->handle([](QWidget* dialog) { qobject_cast<QDialog*>(dialog)->reject(); });
+        click("btnBrowseLogLoc");
+        click("btnCancelScanSetting"); // asks nothing: nothing was chosen
+        click("lnkScanSetting");
+        QCOMPARE(engine->VardoAVInit(conf.c_str(), nullptr, true), 0);
+        const struct
+        {
+            const char* level;
+            bool bad, good;
+        } levels[] = {
+            {"rdoLogAll", true, true}, {"rdoLogInfected", true, false}, {"rdoLogNone", false, false}};
+        for (const auto& [level, bad, good] : levels) {
+            const fs::path location = home / level;
+            fs::create_directories(location);
+            boxes->handle([&location](QWidget* dialog) {
+                QCOMPARE(dialog->windowTitle(), "Vardo log location");
+                qobject_cast<QFileDialog*>(dialog)->setDirectory(location.c_str());
+                static_cast<QDialog*>(dialog)->accept();
+            });
+            click("btnBrowseLogLoc");
+            click(level);
+            save();
+            click("btnCancelScanSetting");
+            boxes->handle([](QWidget* statistics) { statistics->close(); });
+            click("lnkScanHome");
+            std::string log;
+            for (const auto& entry : fs::directory_iterator(location / "vardo"))
+                log += sandbox::readFile(entry.path());
+            QVERIFY2(!log.empty(), level);
+            QCOMPARE(log.find("bad.txt") != std::string::npos, bad);
+            QCOMPARE(log.find("good.txt") != std::string::npos, good);
+            QTRY_VERIFY(isOn("btnScan") && !find<QAbstractButton>("btnScan")->isDown());
+            click("lnkScanSetting");
+        }
+        QVERIFY(fs::is_empty("/var/Quillstone/var/log/vardo"));
+    }
+#endif
+};
+
+VARDO_SANDBOX_TEST_MAIN(TestSettingsInUse, TEST_USER, TEST_USER)
+#include "tst_settingsinuse.moc"
