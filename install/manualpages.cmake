@@ -1,6 +1,6 @@
 # Manual pages are packed as the distribution packs them: gzip without a time stamp.
 find_program(GZIP gzip REQUIRED)
-set(VARDO_MANUALS ${CMAKE_SOURCE_DIR}/tools/vardoscan.1)
+set(VARDO_MANUALS ${CMAKE_SOURCE_DIR}/tools/vardoscan.1 ${CMAKE_SOURCE_DIR}/tools/vardoquarantine.1)
 foreach(page ${VARDO_MANUALS})
   get_filename_component(name ${page} NAME)
   set(packed ${CMAKE_CURRENT_BINARY_DIR}/${name}.gz)
