@@ -4,6 +4,7 @@
 #include "mainwindow/command.h"
 #include "quarantine/paths.h"
 #include "quarantine/recordfile.h"
+#include "quarantine/restorenotes.h"
 #include "shell/paths.h"
 
 #include <cerrno>
@@ -87,7 +88,11 @@ bool mayDelete(const std::string& name)
 void deleteFile(const std::string& name)
 {
     const base::UniqueFd directory = openDirectory();
-    if (isPlainName(name) && unlinkat(directory.get(), name.c_str(), 0) != 0 && errno == EISDIR)
+    if (!isPlainName(name))
+        return;
+    if (unlinkat(directory.get(), name.c_str(), 0) == 0)
+        dropRestoreNotes(directory.get(), name);
+    else if (errno == EISDIR)
         unlinkat(directory.get(), name.c_str(), AT_REMOVEDIR);
 }
 

@@ -24,7 +24,7 @@ void clearRecords();
 bool mayDelete();
 /// True when the caller may write that file.
 bool mayDelete(const std::string& name);
-/// Failures are silent.
+/// Deletes the file and what is noted for putting it back. Failures are silent.
 void deleteFile(const std::string& name);
 
 } // namespace quarantine

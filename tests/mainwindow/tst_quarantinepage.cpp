@@ -1,4 +1,5 @@
 #include "quarantine/quarantined.h"
+#include "quarantine/restorenotes.h"
 #include "tests/mainwindow/mainwindowtest.h"
 
 #include <QApplication>
@@ -8,6 +9,7 @@
 
 #include <filesystem>
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,6 +36,25 @@ void putAway(std::initializer_list<const char*> names)
 {
     for (const char* name : names)
         sandbox::writeFile(directory / name, "x");
+}
+
+quarantine::RestoreNotes notes()
+{
+    const base::UniqueFd fd(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return quarantine::RestoreNotes::open(fd.get(), true).value();
+}
+
+/// Notes where a file was.
+void note(const std::string& name)
+{
+    quarantine::RestoreNote about;
+    about.name = name;
+    notes().add(about).value().keep();
+}
+
+bool isNoted(const std::string& name)
+{
+    return !notes().of(name).empty();
 }
 
 } // namespace
@@ -180,6 +201,8 @@ class TestQuarantinePage : public MainWindowTest
     void selectedFilesAreDeletedAfterOneQuestion()
     {
         putAway({"a", "b", "c"});
+        note("a");
+        note("b");
         show(record("a") + record("b") + record("c"));
         select({"a", "c"});
         boxes->answer(VMessageBox::BTN_NO);
@@ -192,6 +215,7 @@ class TestQuarantinePage : public MainWindowTest
         QCOMPARE(names(), QStringList("b"));
         QCOMPARE(sandbox::readFile(records), record("b"));
         QVERIFY(!inQuarantine("a") && inQuarantine("b") && !inQuarantine("c"));
+        QVERIFY(!isNoted("a") && isNoted("b"));
     }
 
     void nothingSelectedAsksNothing()
