@@ -2,8 +2,11 @@
 #include "kit/labels.h"
 #include "kit/roundedwindow.h"
 #include "kit/vpushbutton.h"
+#include "tests/support/virtualscreen.h"
 
+#include <QApplication>
 #include <QLabel>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -25,6 +28,12 @@ class TestWindow : public Window
     }
 };
 
+/// What the user does with the pointer, in the words of xdotool.
+void usePointer(const QString& words)
+{
+    QCOMPARE(QProcess::execute("xdotool", words.split(' ')), 0);
+}
+
 } // namespace
 
 class TestRoundedWindow : public QObject
@@ -39,8 +48,8 @@ class TestRoundedWindow : public QObject
     void percentagesOver100CountAs99();
     void reshapingReplacesTheMask();
     void isFramelessWithOutline();
+    void showsItsMaskOnTheScreen();
     void dragMovesTheWindow();
-    void childrenKeepTheirPresses();
 };
 
 void TestRoundedWindow::arcRunsAlongItsEllipse_data()
@@ -146,57 +155,72 @@ void TestRoundedWindow::isFramelessWithOutline()
     QVERIFY(image.pixelColor(150, 100) != QColor(113, 156, 197));
 }
 
+void TestRoundedWindow::showsItsMaskOnTheScreen()
+{
+    QScreen* screen = QGuiApplication::primaryScreen();
+    const QImage empty = screen->grabWindow().toImage();
+    TestWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    const auto shownRegion = [&] {
+        const QImage image = screen->grabWindow().toImage();
+        QRegion shown;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                if (image.pixel(x, y) != empty.pixel(x, y))
+                    shown += QRect(x, y, 1, 1);
+        return shown;
+    };
+    QTRY_COMPARE(shownRegion(), window.mask().translated(100, 100));
+}
+
 void TestRoundedWindow::dragMovesTheWindow()
 {
     TestWindow window;
     QLabel* label = richLabel(&window, "label");
     label->setText(QStringLiteral("<b>rich</b>"));
     label->setGeometry(200, 20, 80, 30);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    QWindow* handle = window.windowHandle();
-    const auto moveBy = [&](QPoint start, QPoint distance) {
-        QTest::mouseMove(handle, start + distance);
-        return window.pos();
-    };
-
-    QTest::mousePress(handle, Qt::RightButton, {}, {30, 30});
-    QCOMPARE(moveBy({30, 30}, {50, 40}), QPoint(100, 100));
-    QTest::mouseRelease(handle, Qt::RightButton, {}, {30, 30});
-
-    QTest::mousePress(handle, Qt::LeftButton, {}, {30, 30});
-    QCOMPARE(moveBy({30, 30}, {50, 40}), QPoint(150, 140));
-    QCOMPARE(moveBy({30, 30}, {-10, 5}), QPoint(140, 145));
-    QTest::mouseRelease(handle, Qt::LeftButton, {}, {30, 30});
-    QCOMPARE(moveBy({30, 30}, {50, 40}), QPoint(140, 145));
-
-    QTest::mousePress(handle, Qt::LeftButton, {}, {220, 30}); // on the label
-    QCOMPARE(moveBy({220, 30}, {-40, -45}), QPoint(100, 100));
-    QTest::mouseRelease(handle, Qt::LeftButton, {}, {220, 30});
-
-    // Without its release, which went elsewhere, the drag lasts until the next one.
-    QTest::mousePress(handle, Qt::LeftButton, {}, {30, 30});
-    QMouseEvent strayMove(QEvent::MouseMove, QPointF(40, 45), window.mapToGlobal(QPointF(40, 45)),
-                          Qt::NoButton, Qt::RightButton, {});
-    QApplication::sendEvent(&window, &strayMove);
-    QCOMPARE(window.pos(), QPoint(110, 115));
-    QTest::mouseRelease(handle, Qt::LeftButton, {}, {30, 30});
-}
-
-void TestRoundedWindow::childrenKeepTheirPresses()
-{
-    TestWindow window;
     VPushButton button(QStringLiteral("button"), QString(), false, &window);
     button.setGeometry(100, 100, 80, 32);
     QSignalSpy clicks(&button, &QAbstractButton::clicked);
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
-    QTest::mousePress(window.windowHandle(), Qt::LeftButton, {}, {120, 110});
-    QTest::mouseMove(window.windowHandle(), {125, 115});
-    QTest::mouseRelease(window.windowHandle(), Qt::LeftButton, {}, {125, 115});
+    QTRY_COMPARE(window.pos(), QPoint(100, 100));
+
+    usePointer("mousemove 130 130 mousedown 1 mousemove 180 170");
+    QTRY_COMPARE(window.pos(), QPoint(150, 140));
+    usePointer("mousemove 170 175 mouseup 1 mousemove 300 300");
+    QTRY_COMPARE(window.pos(), QPoint(140, 145));
+
+    usePointer("mousemove 360 175 mousedown 1 mousemove 320 130 mouseup 1"); // on the label
+    QTRY_COMPARE(window.pos(), QPoint(100, 100));
+
+    // Neither of these moves it; the button is the last to hear of them.
+    usePointer("mousemove 130 130 mousedown 3 mousemove 180 170 mouseup 3");
+    usePointer("mousemove 220 210 mousedown 1 mousemove 225 215 mouseup 1");
+    QTRY_COMPARE(clicks.count(), 1);
     QCOMPARE(window.pos(), QPoint(100, 100));
-    QCOMPARE(clicks.count(), 1);
+
+    // Without its release, which went elsewhere, the drag lasts until the next one.
+    QTest::mousePress(&window, Qt::LeftButton, {}, {30, 30});
+    QMouseEvent strayMove(QEvent::MouseMove, QPointF(40, 45), window.mapToGlobal(QPointF(40, 45)),
+                          Qt::NoButton, Qt::RightButton, {});
+    QApplication::sendEvent(&window, &strayMove);
+    QTRY_COMPARE(window.pos(), QPoint(110, 115));
+    QTest::mouseRelease(&window, Qt::LeftButton, {}, {30, 30});
 }
 
-QTEST_MAIN(TestRoundedWindow)
+/// Shapes are the X server's.
+int main(int argc, char** argv)
+{
+    const VirtualScreen screen;
+    if (!screen.isUp())
+        return EXIT_FAILURE;
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication application(argc, argv);
+    TestRoundedWindow test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_roundedwindow.moc"
