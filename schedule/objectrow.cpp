@@ -115,6 +115,6 @@ QVariant ObjectRow::data(int column, int role) const
     if (role == Qt::DisplayRole)
         return cellText(column);
     if (role == Qt::DecorationRole)
-        return column == NameColumn && picture_ ? QVariant(*picture_) : QVariant();
+        return column == NameColumn ? QVariant(picture_) : QVariant();
     return QTreeWidgetItem::data(column, role);
 }

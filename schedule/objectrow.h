@@ -38,8 +38,7 @@ class ObjectRow : public QTreeWidgetItem
     bool isDirectory() const { return directory_; }
     bool isSymbolicLink() const { return type_ == Type::SymbolicLink; }
 
-    /// The picture beside the name; not owned.
-    void setPicture(const QIcon* picture) { picture_ = picture; }
+    void setPicture(const QIcon& picture) { picture_ = picture; }
 
     /// How many rows lie above: 0 for "/".
     int depth() const;
@@ -61,7 +60,7 @@ class ObjectRow : public QTreeWidgetItem
     std::string name_;
     QCollatorSortKey key_;
     std::int64_t size_ = -1;
-    const QIcon* picture_ = nullptr;
+    QIcon picture_;
     Type type_ = Type::Root;
     State state_ = State::Unchecked;
     bool directory_ = true;

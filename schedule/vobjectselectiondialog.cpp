@@ -199,19 +199,19 @@ void VObjectSelectionDialog::slotCollapsed(QTreeWidgetItem* item)
     lstDirView->viewport()->update();
 }
 
-const QIcon* VObjectSelectionDialog::pictureOf(const ObjectRow& row) const
+const QIcon& VObjectSelectionDialog::pictureOf(const ObjectRow& row) const
 {
     if (!row.isDirectory())
-        return row.state() == State::Checked ? &fileNormalChecked : &fileNormalUnchecked;
+        return row.state() == State::Checked ? fileNormalChecked : fileNormalUnchecked;
     switch (row.state()) {
     case State::Locked:
-        return &folderLocked;
+        return folderLocked;
     case State::Checked:
-        return row.isOpen() ? &folderOpenChecked : &folderClosedChecked;
+        return row.isOpen() ? folderOpenChecked : folderClosedChecked;
     case State::Tristate:
-        return row.isOpen() ? &folderOpenTristate : &folderClosedTristate;
+        return row.isOpen() ? folderOpenTristate : folderClosedTristate;
     default:
-        return row.isOpen() ? &folderOpenUnchecked : &folderClosedUnchecked;
+        return row.isOpen() ? folderOpenUnchecked : folderClosedUnchecked;
     }
 }
 

@@ -51,7 +51,7 @@ class VObjectSelectionDialog : public RoundedWindow<QDialog>
     void init();
     void loadPictures();
     void loadChildren(ObjectRow& row);
-    const QIcon* pictureOf(const ObjectRow& row) const;
+    const QIcon& pictureOf(const ObjectRow& row) const;
     void setRow(ObjectRow& row, int state);
     /// Fills the caller's list. True when a checked path was refused.
     bool collectChecked();
