@@ -3,13 +3,13 @@
 #include "kit/labels.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vmessagebox.h"
+#include "mainwindow/browser.h"
 #include "mainwindow/builders.h"
 #include "sfl/sfl.h"
 #include "shell/paths.h"
 
 #include <QGridLayout>
 #include <QLabel>
-#include <QProcess>
 #include <QStringList>
 
 namespace {
@@ -65,7 +65,7 @@ int VMainWidget::showBrowser(const char* url)
         return -1;
     const QString page = QString::fromUtf8(url);
     for (const QString& program : browsers.split(u',', Qt::SkipEmptyParts)) {
-        if (QProcess::startDetached(program, {page}))
+        if (startBrowser(program, page))
             return 0;
     }
     vMessage(this,

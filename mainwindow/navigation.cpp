@@ -61,7 +61,7 @@ void VMainWidget::changeSelectionMenuText(int id)
 
 bool VMainWidget::showLastScan()
 {
-    const std::optional<QString> date = firstLine(paths::lastScan);
+    const std::optional<QString> date = firstLine(paths::lastScan, Links::Refuse);
     if (!date)
         return false;
     lnkLastScan->setText(*date);

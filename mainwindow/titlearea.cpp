@@ -79,7 +79,7 @@ void VMainWidget::showStatus()
     lnkUpdateNow->setText(date);
     lblLastUpdatedDate->setText(date);
 
-    const std::optional<QString> version = firstLine(paths::versionFile);
+    const std::optional<QString> version = firstLine(paths::versionFile, Links::Follow);
     if (!version)
         return;
     // The difference of the fonts brings the version down to the size of the window's normal text.

@@ -135,7 +135,7 @@ char* createUserConf()
     if (access(path.c_str(), F_OK) == 0)
         return strdup(path.c_str());
 
-    if (!base::UniqueFd(open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0600)))
+    if (!base::UniqueFd(open(path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)))
         return nullptr;
     const sfl::SymTablePtr table = userTable(directory);
     if (!table || ini_dyn_save(table.get(), path.c_str()) < 0 || removeConfQoutes(path.c_str()) < 0)

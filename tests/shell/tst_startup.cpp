@@ -15,6 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr QSize usual(800, 600);
 constexpr sandbox::Ids root{0, 0};
 constexpr sandbox::Ids user{1000, 1000};
 constexpr sandbox::Ids userOfRootsGroup{1000, 0};
@@ -27,7 +28,7 @@ constexpr char reportFile[] = "/tmp/report";
 class Start
 {
   public:
-    explicit Start(sandbox::Ids ids, const char* script = "", QSize screen = {800, 600})
+    explicit Start(sandbox::Ids ids, const char* script = "", QSize screen = usual)
     {
         sandbox::writeFile("/tmp/script", script);
         fs::remove(reportFile);
@@ -77,15 +78,41 @@ class Start
     QProcess process_;
 };
 
-QStringList notice(const char* text)
+QStringList box(const char* text, const char* button)
 {
-    return {QString("box \"%1\" 2:Ok").arg(text)};
+    return {QString("box \"%1\" %2").arg(text, button)};
 }
 
-QStringList error(const char* text)
+/// A start that is refused: with which box, after which call of the engine, and why.
+struct Refusal
 {
-    return {QString("box \"%1\" 1:Ok").arg(text)};
-}
+    const char* name;
+    const char* text;
+    const char* button;
+    const char* lastCall;
+    const char* script = "";
+    const char* command = "true";
+    sandbox::Ids ids = root;
+    QSize screen = usual;
+};
+
+constexpr char noAV[] = "Error initializing AV";
+constexpr char smallScreen[] = "Please change your resolution ( minimum 800x600)";
+constexpr char first[] = "QS_GetSystemType";
+const Refusal refusals[] = {
+    {"no engine", "Please varify your AV installation", "2:Ok", first, "system 0"},
+    {"no installation", "Please varify your Vardo installation", "2:Ok", first, "",
+     "echo TIER-B > /opt/Quillstone/etc/vardo-ver"},
+    {"no guard", "Unexpected error. Please check you home directory permissions", "2:Ok", first, "",
+     "rm -r /opt/Quillstone/var/run"},
+    {"home is the root", noAV, "1:Ok", first, "", "true", {1001, 1001}},
+    {"no such user", noAV, "1:Ok", first, "", "true", {4242, 1000}},
+    {"home in use", noAV, "1:Ok", first, "", "touch /home/tester/.vardo", user},
+    {"no configuration", "Error initializing Vardo", "1:Ok", "~Vardo", "result ReadConfiguration -1"},
+    {"AV not loaded", noAV, "1:Ok", "~Vardo", "result VardoAVInit -1"},
+    {"narrow screen", smallScreen, "1:Ok", "~Vardo", "", "true", root, {723, 1024}},
+    {"low screen", smallScreen, "1:Ok", "~Vardo", "", "true", root, {1024, 563}},
+};
 
 } // namespace
 
@@ -122,50 +149,24 @@ class TestStartup : public QObject
 
     void refusesWithAMessage_data()
     {
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<QByteArray>("command");
-        QTest::addColumn<QStringList>("boxes");
-        QTest::addColumn<QString>("lastCall");
-        const auto row = [](const char* name, const char* script, const char* command, QStringList boxes,
-                            const char* lastCall) {
-            QTest::newRow(name) << QByteArray(script) << QByteArray(command) << boxes << lastCall;
-        };
-        row("no engine", "system 0", "true", notice("Please varify your AV installation"),
-            "QS_GetSystemType");
-        row("no installation", "", "echo TIER-B > /opt/Quillstone/etc/vardo-ver",
-            notice("Please varify your Vardo installation"), "QS_GetSystemType");
-        row("no guard", "", "rm -r /opt/Quillstone/var/run",
-            notice("Unexpected error. Please check you home directory permissions"), "QS_GetSystemType");
-        row("unreadable configuration", "result ReadConfiguration -1", "true",
-            error("Error initializing Vardo"), "~Vardo");
-        row("AV not loaded", "result VardoAVInit -1", "true", error("Error initializing AV"), "~Vardo");
+        QTest::addColumn<const Refusal*>("refusal");
+        for (const Refusal& refusal : refusals)
+            QTest::newRow(refusal.name) << &refusal;
     }
 
+    /// Each with its box, the code of a failure, and everything taken down again.
     void refusesWithAMessage()
     {
-        QFETCH(QByteArray, script);
-        QFETCH(QByteArray, command);
-        QCOMPARE(QProcess::execute("sh", {"-c", command}), 0);
-        Start start(root, script);
+        QFETCH(const Refusal*, refusal);
+        QCOMPARE(QProcess::execute("sh", {"-c", refusal->command}), 0);
+        Start start(refusal->ids, refusal->script, refusal->screen);
         QCOMPARE(start.exitCode(), 255);
-        QTEST(start.boxes(), "boxes");
+        QCOMPARE(start.boxes(), box(refusal->text, refusal->button));
         QCOMPARE(start.windows(), QStringList());
         QStringList calls = start.report();
         calls.removeIf([](const QString& line) { return line.startsWith("box "); });
-        QTEST(calls.last(), "lastCall");
+        QCOMPARE(calls.last(), refusal->lastCall);
         QVERIFY(!fs::exists(paths::guardFile));
-    }
-
-    void smallScreenIsRefused()
-    {
-        for (const QSize size : {QSize(723, 1024), QSize(1024, 563)}) {
-            Start start(root, "", size);
-            QCOMPARE(start.exitCode(), 255);
-            QCOMPARE(start.boxes().size(), 1);
-            QVERIFY(start.boxes().front().contains("\"Please change your resolution ( minimum 800x600)\""));
-            QCOMPARE(start.windows(), QStringList());
-            QVERIFY(!fs::exists(paths::guardFile));
-        }
     }
 
     void smallestScreenIsFilled()
@@ -196,40 +197,25 @@ class TestStartup : public QObject
         QCOMPARE(start.boxes(), QStringList());
     }
 
-    void userRunsOnOwnConfiguration()
+    void choosesTheConfigurationByTheUser()
     {
-        Start start(userOfRootsGroup);
-        QCOMPARE(start.exitCode(), 0);
+        Start ofUser(userOfRootsGroup);
+        QCOMPARE(ofUser.exitCode(), 0);
         QVERIFY(fs::exists(ownConf));
-        QVERIFY(start.report().contains(QString("Vardo ") + ownConf));
-        QVERIFY(start.report().contains(QString("VardoAVInit %1 1").arg(ownConf)));
-        QVERIFY(start.report().contains("GetQSAVInfo 1 /opt/Quillstone/etc/qsav.conf"));
-    }
+        for (const char* call : {"Vardo %1", "VardoAVInit %1 1"})
+            QVERIFY(ofUser.report().contains(QString(call).arg(ownConf)));
+        QVERIFY(ofUser.report().contains("GetQSAVInfo 1 /opt/Quillstone/etc/qsav.conf"));
 
-    void rootRunsOnTheSharedFilesWhateverTheGroup()
-    {
-        Start start(rootOfUsersGroup, "result VardoAVInit -1");
-        QCOMPARE(start.exitCode(), 255);
-        QVERIFY(start.report().contains(sharedEngine));
-    }
+        Start ofRoot(rootOfUsersGroup, "result VardoAVInit -1");
+        QCOMPARE(ofRoot.exitCode(), 255);
+        QVERIFY(ofRoot.report().contains(sharedEngine));
 
-    void kind4RunsOnTheSharedFiles()
-    {
+        fs::remove_all("/home/tester/.vardo");
         sandbox::writeFile(paths::versionFile, "TIER-B MODULE-4");
-        Start start(user);
-        QCOMPARE(start.exitCode(), 0);
+        Start ofKind4(user);
+        QCOMPARE(ofKind4.exitCode(), 0);
         QVERIFY(!fs::exists("/home/tester/.vardo"));
-        QVERIFY(start.report().contains(sharedEngine));
-    }
-
-    void userWithoutHomeIsRefused()
-    {
-        sandbox::writeFile("/home/tester/.vardo", "in the way");
-        Start start(user);
-        QCOMPARE(start.exitCode(), 255);
-        QCOMPARE(start.boxes(), error("Error initializing AV"));
-        QVERIFY(start.report().filter("Vardo ").isEmpty());
-        QVERIFY(!fs::exists(paths::guardFile));
+        QVERIFY(ofKind4.report().contains(sharedEngine));
     }
 
     void oneInstancePerMachine()
@@ -241,7 +227,7 @@ class TestStartup : public QObject
 
         Start second(user);
         QCOMPARE(second.exitCode(), 255);
-        QCOMPARE(second.boxes(), notice("Perhaps another insatnce of vardogui is already running."));
+        QCOMPARE(second.boxes(), box("Perhaps another insatnce of vardogui is already running.", "2:Ok"));
         QCOMPARE(sandbox::readFile(paths::guardFile), guard);
         // The configuration is chosen ahead of the guard.
         QVERIFY(fs::exists(ownConf));

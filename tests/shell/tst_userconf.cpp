@@ -6,9 +6,11 @@
 #include <QApplication>
 #include <QTest>
 
+#include <csignal>
 #include <cstdlib>
 #include <memory>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -78,14 +80,6 @@ class TestUserConf : public QObject
         QVERIFY(!fs::exists("/home/tester/.vardo/.vardo.conf.tmp"));
     }
 
-    void existingFileStaysAsItIs()
-    {
-        fs::create_directory(ownDir);
-        sandbox::writeFile(ownConf, "");
-        QCOMPARE(madeConf(), std::string(ownConf));
-        QCOMPARE(sandbox::readFile(ownConf), std::string());
-    }
-
     void missingMainConfigurationLeavesOutItsPaths()
     {
         fs::remove(paths::qsavConf);
@@ -94,7 +88,23 @@ class TestUserConf : public QObject
         QCOMPARE(sandbox::readFile(ownConf), std::string("#*END\n\n[Scan]\nAction =log\n\n"));
     }
 
-    void unusableDirectoriesFail()
+    /// No room for the content: the start fails. What was made is used as it stands from then on.
+    void halfMadeFileIsUsedNextTime()
+    {
+        rlimit before;
+        getrlimit(RLIMIT_FSIZE, &before);
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit full{4, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &full);
+        const std::string first = madeConf();
+        setrlimit(RLIMIT_FSIZE, &before);
+        QCOMPARE(first, std::string("(null)"));
+        QCOMPARE(sandbox::readFile(ownConf), std::string("#*EN"));
+        QCOMPARE(madeConf(), std::string(ownConf));
+        QCOMPARE(sandbox::readFile(ownConf), std::string("#*EN"));
+    }
+
+    void unusableHomesFail()
     {
         chmod(home, 0500);
         QCOMPARE(madeConf(), std::string("(null)"));
@@ -103,6 +113,13 @@ class TestUserConf : public QObject
         chmod(ownDir, 0600);
         QCOMPARE(madeConf(), std::string("(null)"));
         chmod(ownDir, 0700);
+        // Nothing is made at the end of a link.
+        fs::create_symlink("/tmp/elsewhere", ownConf);
+        QCOMPARE(madeConf(), std::string("(null)"));
+        fs::remove_all(ownDir);
+        fs::create_symlink("/tmp/elsewhere", ownDir);
+        QCOMPARE(madeConf(), std::string("(null)"));
+        QVERIFY(!fs::exists("/tmp/elsewhere"));
         fs::remove(ownDir);
         sandbox::writeFile(ownDir, "a file");
         QCOMPARE(madeConf(), std::string("(null)"));
@@ -112,11 +129,11 @@ class TestUserConf : public QObject
     {
         QTest::addColumn<QByteArray>("before");
         QTest::addColumn<QByteArray>("after");
-        const auto row = [](const char* name, const char* before, const char* after) {
-            QTest::newRow(name) << QByteArray(before) << QByteArray(after);
+        const std::string longest = "K=" + std::string(1020, 'v');
+        const auto row = [](const char* name, const std::string& before, const std::string& after) {
+            QTest::newRow(name) << QByteArray::fromStdString(before) << QByteArray::fromStdString(after);
         };
         row("usual", "    Key = \"value\"\n", "Key =value\n\n");
-        row("no value", "Key = \"\"\n", "Key =\n\n");
         row("quotes only", "Key = \"\"\"\"\n", "Key =\n\n");
         row("many quotes", "Key=\"\"a\"b\"\"\n", "Key=a\"b\n\n");
         row("blanks inside", "Key = \" a \"\n", "Key = a \n\n");
@@ -127,19 +144,14 @@ class TestUserConf : public QObject
         row("escapes stay", "Key = \"a\\(b\\\\\"\n", "Key =a\\(b\\\\\n\n");
         row("no last newline", "Key = \"v\"", "Key =v\n");
         row("empty", "", "\n");
+        row("longest line", longest + "\nA=1\n", longest + "\nA=1\n\n");
+        row("longer, ends the copy", longest + "v\nA=1\n", longest + "\n");
     }
 
     void removesQuotesAtBothEndsOnly()
     {
         QFETCH(QByteArray, before);
         QTEST(QByteArray::fromStdString(withoutQuotes(before.toStdString())), "after");
-    }
-
-    void longLinesEndTheCopy()
-    {
-        const std::string longest = "K=" + std::string(1020, 'v');
-        QCOMPARE(withoutQuotes(longest + "\nA=1\n"), longest + "\nA=1\n\n");
-        QCOMPARE(withoutQuotes(longest + "v\nA=1\n"), longest + "\n");
     }
 
     void failureLeavesTheFile()
