@@ -9,6 +9,7 @@
 #include "mainwindow/quarantinelocation.h"
 #include "mainwindow/quarantinestore.h"
 
+#include <QApplication>
 #include <QGridLayout>
 #include <QLabel>
 #include <QStackedWidget>
@@ -43,6 +44,12 @@ QTreeWidgetItem* makeRow(const quarantine::Record& record)
 std::string nameOf(const QTreeWidgetItem* row)
 {
     return row->data(0, nameRole).toByteArray().toStdString();
+}
+
+/// Keeps the window painted while files are deleted one by one; who clicks meanwhile is heard afterwards.
+void paintMeanwhile()
+{
+    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 } // namespace
@@ -122,6 +129,7 @@ void VMainWidget::slotDeleteQuarantine()
         if (!quarantine::removeRecord(name))
             return;
         quarantine::deleteFile(name);
+        paintMeanwhile();
     }
     readQuarantineDir();
 }
@@ -146,6 +154,7 @@ void VMainWidget::slotDeleteAllQuarantine()
         quarantine::deleteFile(name);
         if (!isRoot && !quarantine::removeRecord(name))
             return;
+        paintMeanwhile();
     }
     // Root trusts that all files could be deleted.
     if (isRoot)

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QLabel>
 #include <QTest>
+#include <QTimer>
 #include <QTreeWidget>
 
 #include <filesystem>
@@ -209,8 +210,13 @@ class TestQuarantinePage : public MainWindowTest
         click("btnDeleteQuar");
         QCOMPARE(boxes->seen().front().buttons, QStringList({"&Yes", "&No"}));
         QCOMPARE(list->selectedItems().size(), 2);
+        QTimer timer; // goes on between two files, as the painting does
+        bool livedMeanwhile = false;
+        timer.callOnTimeout([&] { livedMeanwhile |= inQuarantine("a") != inQuarantine("c"); });
+        timer.start(0);
         boxes->answer(VMessageBox::BTN_YES);
         click("btnDeleteQuar");
+        QVERIFY(livedMeanwhile);
         QCOMPARE(boxes->texts(), QStringList(2, "Do you want to Delete the Selected Quarantine File?"));
         QCOMPARE(names(), QStringList("b"));
         QCOMPARE(sandbox::readFile(records), record("b"));
