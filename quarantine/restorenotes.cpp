@@ -27,19 +27,17 @@ std::string prefixOf(const std::string& name)
     return digits;
 }
 
-/// Whoever may write to the quarantine may add notes, and what belongs to root stays out of the hands of
-/// somebody who was the first to make the directory.
-bool likeQuarantine(int directory, const struct stat& quarantine, bool isNew)
+/// Whoever may write to the quarantine may add notes, and root's notes stay out of the hands of somebody who
+/// was the first to make the directory. Where that cannot be had it is no worse than a directory of root's.
+void makeLikeQuarantine(int directory, const struct stat& quarantine, bool isNew)
 {
     struct stat status = {};
-    if (::fstat(directory, &status) != 0)
-        return false;
-    const bool takesOver = ::geteuid() == 0 && status.st_uid != quarantine.st_uid;
-    if (!isNew && !takesOver)
-        return true;
-    if (takesOver && ::fchown(directory, quarantine.st_uid, quarantine.st_gid) != 0)
-        return false;
-    return ::fchmod(directory, quarantine.st_mode & 07777) == 0;
+    const bool takesOver =
+        ::geteuid() == 0 && ::fstat(directory, &status) == 0 && status.st_uid != quarantine.st_uid;
+    if (takesOver)
+        (void)!::fchown(directory, quarantine.st_uid, quarantine.st_gid);
+    if (isNew || takesOver)
+        ::fchmod(directory, quarantine.st_mode & 07777);
 }
 
 } // namespace
@@ -61,9 +59,10 @@ base::Result<RestoreNotes> RestoreNotes::open(int quarantine, bool make)
     base::UniqueFd directory(
         ::openat(quarantine, notesDirectory, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status = {};
-    if (!directory || ::fstat(quarantine, &status) != 0 ||
-        (make && !likeQuarantine(directory.get(), status, isNew)))
+    if (!directory || ::fstat(quarantine, &status) != 0)
         return base::systemError();
+    if (make)
+        makeLikeQuarantine(directory.get(), status, isNew);
     return RestoreNotes(std::move(directory));
 }
 

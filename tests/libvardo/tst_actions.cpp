@@ -1,4 +1,5 @@
 #include "quarantine/restore.h"
+#include "quarantine/rightsof.h"
 #include "tests/libvardo/scanworld.h"
 
 #include <QTest>
@@ -21,7 +22,7 @@ bool makeOwnMounts()
     return ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
-/// A mount for as long as this lives.
+/// Something mounted for as long as this lives: a file system of that size, or the same one read-only.
 class Mount
 {
   public:
@@ -30,11 +31,10 @@ class Mount
         , done_(::mount("none", path.constData(), "tmpfs", 0, size) == 0)
     {
     }
-    explicit Mount(const QByteArray& readOnly)
-        : path_(readOnly)
-        , done_(::mount(readOnly.constData(), readOnly.constData(), nullptr, MS_BIND, nullptr) == 0 &&
-                ::mount(nullptr, readOnly.constData(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr) ==
-                    0)
+    explicit Mount(const QByteArray& path)
+        : path_(path)
+        , done_(::mount(path.constData(), path.constData(), nullptr, MS_BIND, nullptr) == 0 &&
+                ::mount(nullptr, path.constData(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr) == 0)
     {
     }
     Mount(const Mount&) = delete;
@@ -87,20 +87,6 @@ QByteArray counted(const QS_InterfaceScanStatistics& s)
     return words.mid(1);
 }
 
-/// Gives up root's rights for the rest of a block.
-class AsNobody
-{
-  public:
-    explicit AsNobody(bool change)
-    {
-        if (change && ::seteuid(nobody) != 0)
-            qFatal("cannot become nobody");
-    }
-    AsNobody(const AsNobody&) = delete;
-    AsNobody& operator=(const AsNobody&) = delete;
-    ~AsNobody() { (void)!::seteuid(::getuid()); }
-};
-
 } // namespace
 
 class TestActions : public QObject
@@ -134,45 +120,42 @@ void TestActions::outcome_data()
     QTest::addColumn<QByteArray>("report"); // status, remark
     QTest::addColumn<QByteArray>("counters");
     QTest::addColumn<QByteArray>("left"); // in the tree | in quarantine
-    const auto row = [](const char* name, int action, const char* place, const char* report,
-                        const char* counters, const char* left) {
-        QTest::newRow(name) << unsigned(action) << QByteArray(place) << QByteArray(report)
-                            << QByteArray(counters) << QByteArray(left);
+    const struct
+    {
+        unsigned action;
+        const char* place;
+        const char* report;
+        const char* counters;
+        const char* left;
+    } rows[] = {
+        {SCANACT_LOG, "here", "2 ", "infected virus", "bad 4755|"},
+        {SCANACT_DELETE, "here", "32 ", "infected virus deleted", "|"},
+        {SCANACT_RENAME, "here", "128 now named bad.qst", "infected virus renamed", "bad.qst 4755|"},
+        {SCANACT_QUARANTINE, "here", "64 ", "infected virus quarantined", "|bad 600"},
+        {SCANACT_PROMPT, "here", "2 ", "infected virus", "bad 4755|"},
+        {SCANACT_DELETE, "encrypted", "262144 ", "encrypted", "bad 4755|"},
+        {SCANACT_DELETE, "suspected", "4 ", "suspicious", "bad 4755|"},
+        {SCANACT_LOG, "uncured", "256 ", "infected virus uncured", "bad 4755|"},
+        {SCANACT_DELETE, "uncured", "32 ", "infected virus uncured deleted", "|"},
+        {SCANACT_RENAME, "uncured", "128 now named bad.qst", "infected virus uncured renamed",
+         "bad.qst 4755|"},
+        {SCANACT_QUARANTINE, "uncured", "64 ", "infected virus uncured quarantined", "|bad 600"},
+        {SCANACT_PROMPT, "uncured", "2 ", "infected virus uncured", "bad 4755|"},
+        {SCANACT_DELETE, "read-only", "512 Read-only file system", "infected virus failed", "bad 4755|"},
+        {SCANACT_RENAME, "read-only", "2048 Read-only file system", "infected virus failed", "bad 4755|"},
+        {SCANACT_QUARANTINE, "read-only", "1024 Read-only file system", "infected virus failed", "bad 4755|"},
+        {SCANACT_QUARANTINE, "full", "1024 No space left on device", "infected virus failed", "bad 4755|"},
+        {SCANACT_QUARANTINE, "elsewhere", "64 ", "infected virus quarantined", "|bad 600"},
+        {SCANACT_DELETE, "forbidden", "512 Permission denied", "infected virus failed", "bad 4755|"},
+        {SCANACT_RENAME, "forbidden", "2048 Permission denied", "infected virus failed", "bad 4755|"},
+        {SCANACT_QUARANTINE, "forbidden", "1024 Permission denied", "infected virus failed", "bad 4755|"},
+        {SCANACT_QUARANTINE, "linked", "64 ", "infected virus quarantined", "|bad 600"},
     };
-    row("log", SCANACT_LOG, "", "2 ", "infected virus", "bad 4755|");
-    row("log encrypted", SCANACT_DELETE, "encrypted", "262144 ", "encrypted", "bad 4755|");
-    row("log suspected", SCANACT_DELETE, "suspected", "4 ", "suspicious", "bad 4755|");
-    row("delete", SCANACT_DELETE, "", "32 ", "infected virus deleted", "|");
-    row("rename", SCANACT_RENAME, "", "128 now named bad.qst", "infected virus renamed", "bad.qst 4755|");
-    row("quarantine", SCANACT_QUARANTINE, "", "64 ", "infected virus quarantined", "|bad 600");
-    row("prompt without an answer", SCANACT_PROMPT, "", "2 ", "infected virus", "bad 4755|");
-
-    row("cure, log", SCANACT_LOG, "disinfect", "256 ", "infected virus uncured", "bad 4755|");
-    row("cure, delete", SCANACT_DELETE, "disinfect", "32 ", "infected virus uncured deleted", "|");
-    row("cure, rename", SCANACT_RENAME, "disinfect", "128 now named bad.qst",
-        "infected virus uncured renamed", "bad.qst 4755|");
-    row("cure, quarantine", SCANACT_QUARANTINE, "disinfect", "64 ", "infected virus uncured quarantined",
-        "|bad 600");
-    row("cure, prompt", SCANACT_PROMPT, "disinfect", "2 ", "infected virus uncured", "bad 4755|");
-
-    row("delete, read-only", SCANACT_DELETE, "readonly", "512 Read-only file system", "infected virus failed",
-        "bad 4755|");
-    row("rename, read-only", SCANACT_RENAME, "readonly", "2048 Read-only file system",
-        "infected virus failed", "bad 4755|");
-    row("quarantine, read-only", SCANACT_QUARANTINE, "readonly", "1024 Read-only file system",
-        "infected virus failed", "bad 4755|");
-    row("quarantine, full disk", SCANACT_QUARANTINE, "full", "1024 No space left on device",
-        "infected virus failed", "bad 4755|");
-    row("quarantine, other file system", SCANACT_QUARANTINE, "elsewhere", "64 ", "infected virus quarantined",
-        "|bad 600");
-    row("delete, forbidden", SCANACT_DELETE, "forbidden", "512 Permission denied", "infected virus failed",
-        "bad 4755|");
-    row("rename, forbidden", SCANACT_RENAME, "forbidden", "2048 Permission denied", "infected virus failed",
-        "bad 4755|");
-    row("quarantine, forbidden", SCANACT_QUARANTINE, "forbidden", "1024 Permission denied",
-        "infected virus failed", "bad 4755|");
-    row("quarantine, other name", SCANACT_QUARANTINE, "linked", "64 ", "infected virus quarantined",
-        "|bad 600");
+    const char* actions[] = {"log", "delete", "rename", "quarantine", "prompt"};
+    for (const auto& row : rows)
+        QTest::addRow("%s %s", actions[row.action], row.place)
+            << row.action << QByteArray(row.place) << QByteArray(row.report) << QByteArray(row.counters)
+            << QByteArray(row.left);
 }
 
 /// Each action under each circumstance: what is reported, counted and left on the disk. What went into
@@ -194,7 +177,7 @@ void TestActions::outcome()
     QCOMPARE(::utimensat(AT_FDCWD, bad.constData(), times, 0), 0);
 
     std::optional<Mount> mount;
-    if (place == "readonly")
+    if (place == "read-only")
         mount.emplace(world.path());
     else if (place == "full" || place == "elsewhere")
         mount.emplace(quarantine, place == "full" ? "size=64k,mode=0700" : "mode=0700");
@@ -207,9 +190,9 @@ void TestActions::outcome()
         QCOMPARE(::link(bad.constData(), world.path("../other").constData()), 0);
 
     world.plan.action = action;
-    world.plan.disinfect = place == "disinfect";
+    world.plan.disinfect = place == "uncured";
     {
-        const AsNobody rights(forbidden);
+        const quarantine::RightsOf rights(forbidden ? nobody : ::geteuid());
         QCOMPARE(world.scan(), 0);
     }
     const Call* call = world.find("bad");

@@ -28,20 +28,17 @@ using Names = std::vector<std::string>;
 
 constexpr char content[] = "infected";
 
-/// A quarantine that two members of a group may write to, a directory of each, and one of root's alone.
+uid_t ada = 0; // two users of one group
+uid_t bob = 0;
+gid_t members = 0;
+
+/// A quarantine that the members may write to, a directory of each, and one of root's alone.
 class Place
 {
   public:
     Place()
     {
-        ::chmod(dir_.path().toLocal8Bit().constData(), 0755);
-        if (::geteuid() == 0) {
-            const passwd* user = ::getpwnam("sync"); // both of the group "nogroup"
-            ada = user ? user->pw_uid : 0;
-            user = ::getpwnam("nobody");
-            bob = user ? user->pw_uid : 0;
-            group_ = user ? user->pw_gid : 0;
-        }
+        ::chmod(path("").c_str(), 0755);
         directory("quarantine", 0, 03770);
         directory("ada", ada, 0755);
         directory("bob", bob, 0755);
@@ -50,30 +47,24 @@ class Place
     }
 
     std::string path(const std::string& name) const { return dir_.path().toStdString() + "/" + name; }
-    bool hasUsers() const { return ada != 0 && bob != 0; }
 
     void directory(const std::string& name, uid_t owner, mode_t mode) const
     {
-        if (::mkdir(path(name).c_str(), 0700) != 0 ||
-            (::geteuid() == 0 && ::chown(path(name).c_str(), owner, group_) != 0) ||
+        if (::mkdir(path(name).c_str(), 0700) != 0 || ::chown(path(name).c_str(), owner, members) != 0 ||
             ::chmod(path(name).c_str(), mode) != 0)
             qFatal("cannot make %s", name.c_str());
     }
     void file(const std::string& name, uid_t owner, const std::string& text = content) const
     {
         std::ofstream(path(name)) << text;
-        if (::chmod(path(name).c_str(), 0600) != 0 ||
-            (::geteuid() == 0 && ::chown(path(name).c_str(), owner, group_) != 0))
+        if (::chmod(path(name).c_str(), 0600) != 0 || ::chown(path(name).c_str(), owner, members) != 0)
             qFatal("cannot make %s", name.c_str());
     }
-    /// A file in quarantine and a note of `author` about it.
-    void quarantined(uid_t owner, uid_t author, const std::string& origin) const
+    /// A note of `author` about the file "bad" in quarantine, made first if there is none.
+    void quarantined(uid_t owner, uid_t author, const std::string& origin, std::time_t when = 1) const
     {
-        file("quarantine/bad", owner);
-        note(author, origin, owner);
-    }
-    void note(uid_t author, const std::string& origin, uid_t owner, std::time_t when = 1) const
-    {
+        if (::access(path("quarantine/bad").c_str(), F_OK) != 0)
+            file("quarantine/bad", owner);
         const base::UniqueFd bad(::open(path("quarantine/bad").c_str(), O_RDONLY));
         const RightsOf rights(author);
         const auto notes = RestoreNotes::open(quarantine.get(), true);
@@ -82,7 +73,7 @@ class Place
                                         "Test.Virus",
                                         quarantine::digestFile(bad.get()).value(),
                                         owner,
-                                        group_,
+                                        members,
                                         0755,
                                         {1000, 1},
                                         {2000, 2},
@@ -97,12 +88,9 @@ class Place
         return quarantine::listDirectory(fd.get());
     }
 
-    uid_t ada = 0;
-    uid_t bob = 0;
     base::UniqueFd quarantine;
 
   private:
-    gid_t group_ = 0;
     QTemporaryDir dir_;
 };
 
@@ -112,98 +100,65 @@ std::string read(const std::string& path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-struct Case
-{
-    const char* name;
-    std::function<void(Place&)> arrange;
-    const char* error; ///< empty: it comes back
-    bool usersNeeded = true;
-};
-
 void link(const std::string& to, const std::string& from)
 {
     if (::symlink(to.c_str(), from.c_str()) != 0)
         qFatal("cannot link %s", from.c_str());
 }
 
-const std::vector<Case>& cases()
+struct Case
 {
-    static const std::vector<Case> all{
-        {"root's note", [](Place& p) { p.quarantined(p.ada, 0, p.path("ada/bad")); }, ""},
-        {"the owner's note", [](Place& p) { p.quarantined(p.ada, p.ada, p.path("ada/bad")); }, ""},
-        {"into root's directory", [](Place& p) { p.quarantined(p.ada, 0, p.path("root/bad")); }, ""},
-        {"forged, into root's directory", [](Place& p) { p.quarantined(p.ada, p.ada, p.path("root/bad")); },
-         "Permission denied"},
-        {"about another's file", [](Place& p) { p.quarantined(p.ada, p.bob, p.path("bob/bad")); },
-         "it is not the file that was quarantined"},
-        {"about root's file", [](Place& p) { p.quarantined(0, p.ada, p.path("ada/bad")); },
-         "it is not the file that was quarantined"},
-        {"other content",
-         [](Place& p) {
-             p.quarantined(p.ada, 0, p.path("ada/bad"));
-             p.file("quarantine/bad", p.ada, "INFECTED");
-         },
-         "it is not the file that was quarantined", false},
-        {"another owner by now",
-         [](Place& p) {
-             p.quarantined(p.ada, 0, p.path("ada/bad"));
-             p.file("quarantine/bad", p.bob);
-         },
-         "it is not the file that was quarantined"},
-        {"an older note too",
-         [](Place& p) {
-             p.quarantined(p.ada, 0, p.path("ada/bad"));
-             p.note(0, p.path("bob/bad"), p.ada, 0);
-         },
-         "", false},
-        {"no note", [](Place& p) { p.file("quarantine/bad", p.ada); }, "it was not noted where this file was",
-         false},
-        {"a link for a note",
-         [](Place& p) {
-             p.quarantined(p.ada, 0, p.path("ada/bad"));
-             const std::string note = p.list("quarantine/.restore").front();
-             ::rename(p.path("quarantine/.restore/" + note).c_str(), p.path("bob/note").c_str());
-             link(p.path("bob/note"), p.path("quarantine/.restore/" + note));
-         },
-         "it was not noted where this file was", false},
-        {"a link for a file",
-         [](Place& p) {
-             p.quarantined(p.ada, 0, p.path("ada/bad"));
-             ::rename(p.path("quarantine/bad").c_str(), p.path("ada/elsewhere").c_str());
-             link(p.path("ada/elsewhere"), p.path("quarantine/bad"));
-         },
-         "Too many levels of symbolic links", false},
-        {"a pipe for a file",
-         [](Place& p) {
-             p.quarantined(p.ada, 0, p.path("ada/bad"));
-             ::unlink(p.path("quarantine/bad").c_str());
-             ::mkfifo(p.path("quarantine/bad").c_str(), 0600);
-         },
-         "not a file", false},
-        {"up and down", [](Place& p) { p.quarantined(p.ada, 0, p.path("ada/../ada/bad")); },
-         "where it was is no plain path", false},
-        {"no name", [](Place& p) { p.quarantined(p.ada, 0, p.path("ada/")); },
-         "where it was is no plain path", false},
-        {"relative", [](Place& p) { p.quarantined(p.ada, 0, "ada/bad"); }, "where it was is not known",
-         false},
-        {"unknown", [](Place& p) { p.quarantined(p.ada, 0, ""); }, "where it was is not known", false},
-        {"through a link",
-         [](Place& p) {
-             link(p.path("root"), p.path("ada/link"));
-             p.quarantined(p.ada, 0, p.path("ada/link/bad"));
-         },
-         "ada/link: Not a directory", false},
-        {"nowhere", [](Place& p) { p.quarantined(p.ada, 0, p.path("ada/gone/bad")); },
-         "ada/gone: No such file or directory", false},
-        {"taken",
-         [](Place& p) {
-             p.quarantined(p.ada, 0, p.path("ada/bad"));
-             link("nowhere", p.path("ada/bad"));
-         },
-         "something else is at its place by now", false},
-    };
-    return all;
-}
+    const char* name;
+    const uid_t* owner;  ///< of the file; null is root
+    const uid_t* author; ///< of the note
+    const char* origin;  ///< below the place, or as it is behind a "="
+    const char* error;   ///< empty: it comes back
+    std::function<void(const Place&)> arrange = {};
+};
+
+constexpr char notKnown[] = "it is not the file that was quarantined";
+constexpr char notNoted[] = "it was not noted where this file was";
+constexpr char notPlain[] = "where it was is no plain path";
+
+const Case cases[] = {
+    {"root's note", &ada, nullptr, "ada/bad", ""},
+    {"the owner's note", &ada, &ada, "ada/bad", ""},
+    {"into root's directory", &ada, nullptr, "root/bad", ""},
+    {"forged, into root's directory", &ada, &ada, "root/bad", "Permission denied"},
+    {"about another's file", &ada, &bob, "bob/bad", notKnown},
+    {"about root's file", nullptr, &ada, "ada/bad", notKnown},
+    {"up and down", &ada, nullptr, "ada/../ada/bad", notPlain},
+    {"no name", &ada, nullptr, "ada/", notPlain},
+    {"relative", &ada, nullptr, "=ada/bad", "where it was is not known"},
+    {"unknown", &ada, nullptr, "=", "where it was is not known"},
+    {"nowhere", &ada, nullptr, "ada/gone/bad", "ada/gone: No such file or directory"},
+    {"through a link", &ada, nullptr, "ada/link/bad", "ada/link: Not a directory",
+     [](const Place& p) { link(p.path("root"), p.path("ada/link")); }},
+    {"taken", &ada, nullptr, "ada/bad", "something else is at its place by now",
+     [](const Place& p) { link("nowhere", p.path("ada/bad")); }},
+    {"other content", &ada, nullptr, "ada/bad", notKnown,
+     [](const Place& p) { p.file("quarantine/bad", ada, "INFECTED"); }},
+    {"another owner by now", &ada, nullptr, "ada/bad", notKnown,
+     [](const Place& p) { p.file("quarantine/bad", bob); }},
+    {"an older note too", &ada, nullptr, "ada/bad", "",
+     [](const Place& p) { p.quarantined(ada, 0, p.path("bob/bad"), 0); }},
+    {"a link for a note", &ada, nullptr, "ada/bad", notNoted,
+     [](const Place& p) {
+         const std::string note = p.path("quarantine/.restore/" + p.list("quarantine/.restore").front());
+         ::rename(note.c_str(), p.path("bob/note").c_str());
+         link(p.path("bob/note"), note);
+     }},
+    {"a link for a file", &ada, nullptr, "ada/bad", "Too many levels of symbolic links",
+     [](const Place& p) {
+         ::rename(p.path("quarantine/bad").c_str(), p.path("ada/elsewhere").c_str());
+         link(p.path("ada/elsewhere"), p.path("quarantine/bad"));
+     }},
+    {"a pipe for a file", &ada, nullptr, "ada/bad", "not a file",
+     [](const Place& p) {
+         ::unlink(p.path("quarantine/bad").c_str());
+         ::mkfifo(p.path("quarantine/bad").c_str(), 0600);
+     }},
+};
 
 } // namespace
 
@@ -212,32 +167,43 @@ class TestRestore : public QObject
     Q_OBJECT
 
   private slots:
+    void initTestCase();
     void rootRestores_data();
     void rootRestores();
     void membersRestore();
-    void dropsNotesOfGoneFiles();
-    void takesOverTheNotes();
+    void dropsNotes();
     void parsesWhateverItFinds();
     void makesFiles_data();
     void makesFiles();
 };
 
+void TestRestore::initTestCase()
+{
+    const passwd* user = ::geteuid() == 0 ? ::getpwnam("sync") : nullptr;
+    ada = user ? user->pw_uid : 0;
+    members = user ? user->pw_gid : 0;
+    user = ::getpwnam("nobody");
+    bob = user && user->pw_gid == members ? user->pw_uid : 0;
+    if (!ada || !bob)
+        QSKIP("needs root, and the users sync and nobody in one group");
+}
+
 void TestRestore::rootRestores_data()
 {
-    QTest::addColumn<int>("index");
-    for (std::size_t i = 0; i < cases().size(); ++i)
-        QTest::newRow(cases()[i].name) << int(i);
+    QTest::addColumn<const Case*>("test");
+    for (const Case& test : cases)
+        QTest::newRow(test.name) << &test;
 }
 
 /// Whatever was planted: the file comes back to where its believable note says, or nothing changes.
 void TestRestore::rootRestores()
 {
-    QFETCH(int, index);
-    const Case& test = cases()[std::size_t(index)];
-    Place place;
-    if (test.usersNeeded && !place.hasUsers())
-        QSKIP("needs root and the users sync and nobody");
-    test.arrange(place);
+    QFETCH(const Case*, test);
+    const Place place;
+    place.quarantined(test->owner ? *test->owner : 0, test->author ? *test->author : 0,
+                      *test->origin == '=' ? test->origin + 1 : place.path(test->origin));
+    if (test->arrange)
+        test->arrange(place);
     const auto state = [&place] {
         return std::vector{place.list("ada"), place.list("bob"), place.list("root"), place.list("quarantine"),
                            place.list("quarantine/.restore")};
@@ -245,9 +211,9 @@ void TestRestore::rootRestores()
     const auto before = state();
     const auto restored = quarantine::restoreFile(place.quarantine.get(), "bad");
     QCOMPARE(::geteuid(), ::getuid());
-    if (*test.error) {
+    if (*test->error) {
         QVERIFY(!restored);
-        QVERIFY2(QByteArray::fromStdString(restored.error().text).endsWith(test.error),
+        QVERIFY2(QByteArray::fromStdString(restored.error().text).endsWith(test->error),
                  restored.error().text.c_str());
         QVERIFY(state() == before);
         return;
@@ -258,8 +224,7 @@ void TestRestore::rootRestores()
     QCOMPARE(::stat(restored.value().c_str(), &status), 0);
     QCOMPARE(status.st_mode & 07777, 0755u);
     QCOMPARE(status.st_mtim.tv_sec, 2000);
-    if (::geteuid() == 0)
-        QCOMPARE(status.st_uid, place.ada);
+    QCOMPARE(status.st_uid, ada);
     QCOMPARE(place.list("quarantine"), Names{".restore"});
     QCOMPARE(place.list("quarantine/.restore"), Names{});
 }
@@ -268,50 +233,40 @@ void TestRestore::rootRestores()
 void TestRestore::membersRestore()
 {
     for (const bool forged : {false, true}) {
-        Place place;
-        if (!place.hasUsers())
-            QSKIP("needs root and the users sync and nobody");
-        place.quarantined(place.ada, forged ? place.bob : 0, place.path("ada/bad"));
-        const RightsOf rights(place.ada);
-        const auto restored = quarantine::restoreFile(place.quarantine.get(), "bad");
-        QCOMPARE(bool(restored), !forged);
+        const Place place;
+        place.quarantined(ada, forged ? bob : 0, place.path("ada/bad"));
+        const RightsOf rights(ada);
+        QCOMPARE(bool(quarantine::restoreFile(place.quarantine.get(), "bad")), !forged);
         QCOMPARE(read(place.path(forged ? "quarantine/bad" : "ada/bad")), std::string(content));
-        QVERIFY(!quarantine::restoreFile(place.quarantine.get(), "../ada/bad"));
     }
 }
 
-void TestRestore::dropsNotesOfGoneFiles()
+/// The notes of a file that has gone, and no others. Who happened to make their directory has no power over
+/// those of root.
+void TestRestore::dropsNotes()
 {
-    Place place;
-    place.quarantined(place.ada, 0, place.path("ada/bad"));
+    const Place place;
+    place.quarantined(ada, ada, place.path("ada/bad"));
+    place.quarantined(ada, 0, place.path("ada/bad"));
+    struct stat status = {};
+    QCOMPARE(::stat(place.path("quarantine/.restore").c_str(), &status), 0);
+    QCOMPARE(status.st_uid, 0u);
+    QCOMPARE(status.st_mode & 07777, 03770u);
+
+    const auto notes = RestoreNotes::open(place.quarantine.get());
     quarantine::dropRestoreNotes(place.quarantine.get(), "bad");
-    QCOMPARE(place.list("quarantine/.restore").size(), 1u);
+    QCOMPARE(notes.value().of("bad").size(), 2u);
     ::unlink(place.path("quarantine/bad").c_str());
     quarantine::dropRestoreNotes(place.quarantine.get(), "ba");
-    QCOMPARE(place.list("quarantine/.restore").size(), 1u);
+    QCOMPARE(notes.value().of("bad").size(), 2u);
     quarantine::dropRestoreNotes(place.quarantine.get(), "bad");
     QCOMPARE(place.list("quarantine/.restore"), Names{});
 
-    const auto notes = RestoreNotes::open(place.quarantine.get());
     RestoreNote note;
     note.name = "bad";
     const auto added = notes.value().add(note);
     quarantine::dropRestoreNotes(place.quarantine.get(), "bad"); // its file is about to come
     QCOMPARE(notes.value().of("bad").size(), 1u);
-}
-
-/// Who happened to make the directory has no power over root's notes.
-void TestRestore::takesOverTheNotes()
-{
-    Place place;
-    if (!place.hasUsers())
-        QSKIP("needs root and the users sync and nobody");
-    place.quarantined(place.ada, place.ada, place.path("ada/bad"));
-    place.note(0, place.path("ada/bad"), place.ada);
-    struct stat status = {};
-    QCOMPARE(::stat(place.path("quarantine/.restore").c_str(), &status), 0);
-    QCOMPARE(status.st_uid, 0u);
-    QCOMPARE(status.st_mode & 07777, 03770u);
 }
 
 void TestRestore::parsesWhateverItFinds()
@@ -330,9 +285,6 @@ void TestRestore::parsesWhateverItFinds()
         bad.name = name;
         QVERIFY(!quarantine::parseNote(quarantine::toText(bad)));
     }
-    RestoreNote setUid = note;
-    setUid.mode = 04755;
-    QVERIFY(!quarantine::parseNote(quarantine::toText(setUid)));
     std::mt19937 random(1);
     for (int round = 0; round < 20'000; ++round) {
         std::string broken = text.substr(0, random() % (text.size() + 1));
@@ -354,31 +306,31 @@ void TestRestore::makesFiles_data()
 void TestRestore::makesFiles()
 {
     QFETCH(bool, nameless);
-    Place place;
-    const base::UniqueFd ada(::open(place.path("ada").c_str(), O_RDONLY | O_DIRECTORY));
-    place.file("bob/taken", place.bob, "taken");
-    const base::UniqueFd bob(::open(place.path("bob").c_str(), O_RDONLY | O_DIRECTORY));
+    const Place place;
+    const base::UniqueFd from(::open(place.path("ada").c_str(), O_RDONLY | O_DIRECTORY));
+    place.file("bob/taken", bob, "taken");
+    const base::UniqueFd to(::open(place.path("bob").c_str(), O_RDONLY | O_DIRECTORY));
     {
-        auto file = NewFile::create(ada.get(), nameless);
+        auto file = NewFile::create(from.get(), nameless);
         QVERIFY(file);
         QCOMPARE(place.list("ada").size(), nameless ? 0u : 1u);
-        QCOMPARE(quarantine::sweepUnfinished(ada.get()), 0);
+        QCOMPARE(quarantine::sweepUnfinished(from.get()), 0);
         QCOMPARE(::write(file.value().fd(), "x", 1), 1);
-        QCOMPARE(file.value().publish(bob.get(), "taken").error().code, EEXIST);
-        QVERIFY(file.value().publish(bob.get(), "new"));
+        QCOMPARE(file.value().publish(to.get(), "taken").error().code, EEXIST);
+        QVERIFY(file.value().publish(to.get(), "new"));
         QCOMPARE(read(place.path("bob/new")), std::string("x"));
         QCOMPARE(place.list("ada"), Names{});
     }
     QCOMPARE(place.list("bob"), Names{"taken"});
     QCOMPARE(read(place.path("bob/taken")), std::string("taken"));
     {
-        auto file = NewFile::create(ada.get(), nameless);
-        QVERIFY(file.value().publish(bob.get(), "new"));
+        auto file = NewFile::create(from.get(), nameless);
+        QVERIFY(file.value().publish(to.get(), "new"));
         file.value().keep();
     }
     QCOMPARE(place.list("bob"), Names({"new", "taken"}));
-    place.file("ada/.incoming-left", place.ada);
-    QCOMPARE(quarantine::sweepUnfinished(ada.get()), 1);
+    place.file("ada/.incoming-left", ada);
+    QCOMPARE(quarantine::sweepUnfinished(from.get()), 1);
     QCOMPARE(place.list("ada"), Names{});
 }
 
