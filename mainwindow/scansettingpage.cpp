@@ -1,7 +1,7 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "kit/imagecollection.h"
 #include "kit/labels.h"
-#include "kit/palettes.h"
 #include "kit/vcheckbox.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
@@ -14,13 +14,17 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPalette>
+#include <QPixmap>
 
 void VMainWidget::buildScanSettingPage(QWidget* page)
 {
     lblInfectedAction = plainLabel(page, "lblInfectedAction");
     cmbScanAction = new QComboBox(page);
     cmbScanAction->setObjectName(QLatin1StringView("cmbScanAction"));
-    cmbScanAction->setPalette(contentPalette(QStringLiteral("button_back.png")));
+    QPalette textured;
+    textured.setBrush(QPalette::Button, vardoPixmap(QLatin1StringView("button_back.png")));
+    cmbScanAction->setPalette(textured);
     chkStartupScan = new VCheckBox(page, "chkStartupScan");
     lnkGlobalScanConf = build::link(page, "lnkGlobalScanConf");
     btnSaveScanSetting = build::textButton(page, "btnSaveScanSetting");
