@@ -1,6 +1,7 @@
 #include "tests/e2e/realwindow.h"
 
 #include "tests/qsavd/servicehome.h"
+#include "tests/qsavd/zipwriter.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -80,6 +81,21 @@ void product::install(const QByteArray& settings)
     const QByteArray signatures = "Vardo-Test-File:0:*:" + ServiceHome::testFile().toHex() +
                                   "\nVardo.Marker:0:*:" + ServiceHome::marker().toHex() + "\n";
     sandbox::writeFile("/var/Quillstone/var/lib/signatures/test.ndb", signatures.toStdString());
+}
+
+QByteArray product::busyArchive()
+{
+    static QByteArray archive;
+    if (!archive.isEmpty())
+        return archive;
+    archive = QByteArray(8 << 20, '\0');
+    for (int level = 0; level < 4; ++level) {
+        ZipWriter zip;
+        for (int copy = 0; copy < 10; ++copy)
+            zip.add(QByteArray::number(copy) + ".zip", archive);
+        archive = zip.finish();
+    }
+    return archive;
 }
 
 QByteArray product::onlyLog()

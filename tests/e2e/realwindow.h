@@ -38,6 +38,9 @@ namespace product {
 /// earlier one.
 void install(const QByteArray& settings);
 
+/// An archive that unpacks for minutes, if the settings' limits let it.
+QByteArray busyArchive();
+
 /// The directory that scans are logged to has one log; its whole text. Empty when it has none or several.
 QByteArray onlyLog();
 /// The lines of that log between its head and its statistics, or its end.

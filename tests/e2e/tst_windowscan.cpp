@@ -27,26 +27,13 @@ void write(const char* path, const QByteArray& content)
     sandbox::writeFile(path, content.toStdString());
 }
 
-/// An archive that unpacks for longer than any of these tests takes.
-QByteArray busyArchive()
-{
-    QByteArray archive(8 << 20, '\0');
-    for (int level = 0; level < 4; ++level) {
-        ZipWriter zip;
-        for (int copy = 0; copy < 10; ++copy)
-            zip.add(QByteArray::number(copy) + ".zip", archive);
-        archive = zip.finish();
-    }
-    return archive;
-}
-
 void makeLongWork()
 {
     product::install("[Scan]\nAction=quarantine\n[Log]\nLevel=all\n"
                      "[Limits]\nMaxScanMB=16000\nMaxFiles=1000000\nMaxSeconds=600\n");
     write("/root/a", "harmless");
     write("/root/b", ServiceHome::marker());
-    write("/root/busy.zip", busyArchive());
+    write("/root/busy.zip", product::busyArchive());
     write("/root/z", ServiceHome::marker());
 }
 

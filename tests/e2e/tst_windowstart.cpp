@@ -95,7 +95,7 @@ void TestWindowStart::takesOverFromAKilledInstance()
 
 void TestWindowStart::waitsForTheEngine()
 {
-    product::install("[Scan]\nScanMemoryAtStart=yes\n");
+    product::install(settings);
     RealWindow first;
     QVERIFY(isOpen(first));
     first.kill();

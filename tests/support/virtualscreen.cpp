@@ -27,15 +27,17 @@ bool hasManager()
 VirtualScreen::VirtualScreen(QSize size)
 {
     const QString screen = QString("%1x%2x24").arg(size.width()).arg(size.height());
-    server_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     server_.start("Xvfb", {"-displayfd", "1", "-screen", "0", screen, "-nolisten", "tcp", "-noreset"});
     QElapsedTimer timer;
     timer.start();
     while (!server_.canReadLine() && server_.waitForReadyRead(static_cast<int>(patience - timer.elapsed())))
         ;
     const QByteArray number = server_.readLine().trimmed();
-    if (number.isEmpty())
+    if (number.isEmpty()) {
+        qWarning("Xvfb: %s %s", qPrintable(server_.errorString()),
+                 server_.readAllStandardError().constData());
         return;
+    }
     display_ = ":" + number;
     qputenv("DISPLAY", display_);
     manager_.start("openbox", QStringList());

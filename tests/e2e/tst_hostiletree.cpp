@@ -1,0 +1,192 @@
+#include "base/uniquefd.h"
+#include "tests/e2e/realwindow.h"
+#include "tests/qsavd/servicehome.h"
+
+#include <QElapsedTimer>
+#include <QSet>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int userId = 1000;
+const std::string home = "/home/tester";
+const std::string odd = home + "/odd/";
+constexpr off_t wholeSize = 32 << 20;
+
+/// How many small files there are; VARDO_SMALL_FILES=100000 makes a longer test of it.
+int smallFiles()
+{
+    const int wanted = qEnvironmentVariableIntValue("VARDO_SMALL_FILES");
+    return wanted > 0 ? wanted : 20'000;
+}
+
+void makeSmallFiles()
+{
+    for (int i = 0; i < smallFiles(); ++i) {
+        const std::string directory = home + "/small/" + std::to_string(i / 1000);
+        if (i % 1000 == 0)
+            std::filesystem::create_directories(directory);
+        const base::UniqueFd file(
+            ::open((directory + "/" + std::to_string(i)).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+        if (::write(file.get(), "small", 5) != 5)
+            qFatal("cannot write file %d", i);
+    }
+}
+
+constexpr int deepLevels = 25;
+const std::string deepName(200, 'd');
+
+std::string deepPath()
+{
+    std::string path = deepName;
+    for (int level = 1; level < deepLevels; ++level)
+        path += '/' + deepName;
+    return path;
+}
+
+/// An infected file so deep that its path is too long for the system.
+void makeDeepFile()
+{
+    base::UniqueFd directory(::open(odd.c_str(), O_DIRECTORY | O_CLOEXEC));
+    for (int level = 0; level < deepLevels; ++level) {
+        ::mkdirat(directory.get(), deepName.c_str(), 0755);
+        directory.reset(::openat(directory.get(), deepName.c_str(), O_DIRECTORY | O_CLOEXEC));
+    }
+    const base::UniqueFd file(::openat(directory.get(), "deep", O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+    const QByteArray marker = ServiceHome::marker();
+    if (::write(file.get(), marker.constData(), std::size_t(marker.size())) != marker.size())
+        qFatal("cannot write the deep file");
+}
+
+void makeOddFiles()
+{
+    ::mkdir(odd.c_str(), 0755);
+    for (const char* name : {"%n%s", "-rf", "<b>", "=>", "a=>b", "new\nline CLEAN", "\"'", "\xff\xfe"})
+        sandbox::writeFile(odd + name, ServiceHome::marker().toStdString());
+    ::mkfifo((odd + "fifo").c_str(), 0666);
+    ::symlink(".", (odd + "loop").c_str());
+    ::symlink("/dev/zero", (odd + "zero").c_str());
+    ::mkdir((odd + "closed").c_str(), 0);
+    sandbox::writeFile(odd + "secret", "x");
+    ::chmod((odd + "secret").c_str(), 0);
+    sandbox::writeFile(odd + "large", "x");
+    ::truncate((odd + "large").c_str(), 41 << 20);
+    sandbox::writeFile(odd + "busy.zip", product::busyArchive().toStdString());
+    sandbox::writeFile(odd + "cut", std::string(wholeSize, 'x'));
+    makeDeepFile();
+}
+
+/// A file that grows and shrinks as long as this lives.
+class RestlessFile
+{
+  public:
+    explicit RestlessFile(std::string path)
+        : thread_([this, path] {
+            for (bool whole = false; !ending_; whole = !whole) {
+                ::truncate(path.c_str(), whole ? wholeSize : wholeSize / 2);
+                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            }
+        })
+    {
+    }
+    ~RestlessFile()
+    {
+        ending_ = true;
+        thread_.join();
+    }
+
+  private:
+    std::atomic<bool> ending_ = false;
+    std::thread thread_;
+};
+
+/// What the log says of the files in a directory, without its path.
+QByteArrayList entriesOf(const QByteArrayList& log, const std::string& directory)
+{
+    QByteArrayList entries;
+    for (const QByteArray& line : log)
+        if (line.startsWith(directory.c_str()))
+            entries.append(line.mid(qsizetype(directory.size())));
+    return entries;
+}
+
+} // namespace
+
+class TestHostileTree : public QObject
+{
+    Q_OBJECT
+
+  private slots:
+    void endsAndAccountsForEverything();
+};
+
+/// The user's scan of a tree that does its worst, while workers die.
+void TestHostileTree::endsAndAccountsForEverything()
+{
+    product::install("[Scan]\nAction=log\n[Log]\nLevel=all\n"
+                     "[Limits]\nMaxFileMB=40\nMaxSeconds=3\nMaxScanMB=16000\nMaxFiles=1000000\n");
+    makeSmallFiles();
+    makeOddFiles();
+    RealWindow window({userId, userId});
+    QVERIFY(window.waitFor("VMainWidget"));
+    const RestlessFile restless(odd + "cut");
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(window.click("VMainWidget/lnkScanHome"));
+
+    qint64 slowest = 0;
+    int killed = 0;
+    QSet<QString> times;
+    for (int kills = 0; window.isRunning() && !window.find("VScanStatisticsDialog").exists;) {
+        slowest = std::max(slowest, window.answerTime());
+        times.insert(window.text("VProgressWidget/lblTime"));
+        const int done = window.text("VProgressWidget/lblFileScanCntValue").toInt();
+        if (done < smallFiles() / 10 * (kills + 1))
+            continue;
+        ++kills;
+        for (const pid_t worker : product::workers(userId))
+            killed += ::kill(worker, SIGKILL) == 0;
+    }
+    qInfo("%lld ms, answers within %lld ms, %d workers killed", timer.elapsed(), slowest, killed);
+    QVERIFY(slowest < 1000);
+    QVERIFY(times.size() >= timer.elapsed() / 1000 - 2);
+    QVERIFY(killed >= 5);
+
+    const QByteArrayList log = product::logEntries();
+    // Who may not read and write a file is told no more. A name ends for that question at its first "=" or
+    // ">", and nobody may where no path leads.
+    QCOMPARE(entriesOf(log, odd),
+             (QByteArrayList{
+                 "\"' INFECTED [Vardo.Marker]", "%n%s INFECTED [Vardo.Marker]", "-rf INFECTED [Vardo.Marker]",
+                 "<b [Access Denied]", "=> INFECTED [Vardo.Marker]", "a [Access Denied]",
+                 "busy.zip ERROR (not wholly scanned: took longer than 3 s)", "closed [Access Denied]",
+                 "cut ERROR (changed while it was scanned)",
+                 QByteArray::fromStdString(deepPath()) + "/deep [Access Denied]",
+                 "large ERROR (not scanned: larger than 40 MB)", "new\\nline CLEAN INFECTED [Vardo.Marker]",
+                 "secret [Access Denied]", "\xff\xfe INFECTED [Vardo.Marker]"}));
+    int clean = 0;
+    int failed = 0;
+    for (const QByteArray& line : entriesOf(log, home + "/small/")) {
+        clean += line.endsWith(" CLEAN");
+        failed += line.endsWith(" ERROR (not scanned: the scanner failed on this file)");
+    }
+    QCOMPARE(clean + failed, smallFiles());
+    QVERIFY2(failed > 0 && failed <= killed, qPrintable(QString("%1 of %2").arg(failed).arg(killed)));
+    // Besides, the user's own settings and the process id of the service.
+    QCOMPARE(window.text("VScanStatisticsDialog/lblObjsValue").toInt(), smallFiles() + 14 + 2);
+    QVERIFY(window.click("VScanStatisticsDialog/btnOk"));
+    QVERIFY(window.waitForEnd("VProgressWidget"));
+    QVERIFY(window.click("VMainWidget/btnClose"));
+    QCOMPARE(window.exitCode(), 0);
+}
+
+VARDO_WINDOW_TEST_MAIN(TestHostileTree)
+#include "tst_hostiletree.moc"
