@@ -6,9 +6,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 using Names = QList<QByteArray>;
@@ -34,342 +32,289 @@ class TestWalk : public QObject
     Q_OBJECT
 
   private slots:
-    void reportsEverythingOnceInOrder();
-    void carriesAnyName();
-    void passesOverSpecialFiles();
-    void chosenObjects();
-    void unreadableIsAnError();
-    void linksAreNotFollowed();
-    void linksAreFollowedOnce();
-    void pseudoFileSystems();
-    void otherFileSystems();
-    void quarantineIsSkipped();
-    void depth();
-    void extensions_data();
-    void extensions();
-    void sizesAndExcludedDirectories();
-    void deepTrees();
-    void movedWhileWalking();
-    void hardLinksAreScannedOnce();
-    void runsOutOfDescriptors();
-};
-
-void TestWalk::reportsEverythingOnceInOrder()
-{
-    ScanWorld world;
-    world.directory("b");
-    world.directory("b/empty");
-    for (const char* name : {"z", "a", "B", "b/2", "b/10", "b.txt"})
-        world.write(name);
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), Names({"B", "a", "b/10", "b/2", "b.txt", "z"}));
-    QCOMPARE(world.directories(), Names({"", "/b", "/b/empty"}));
-    QCOMPARE(world.statistics.scDirectories, 3u);
-    QCOMPARE(world.statistics.scFiles, 6u);
-    QCOMPARE(world.statistics.scClean, 6u);
-}
-
-void TestWalk::carriesAnyName()
-{
-    ScanWorld world;
-    Names names{"line\nbreak", "a=>b", "quote\"'`$(x)", "\xff\xfe not utf-8",
-                " blank ",     "-rf",  "\x1b[2J",       QByteArray(255, 'x')};
-    for (const QByteArray& name : names)
-        world.write(name, "infected");
-    std::sort(names.begin(), names.end());
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), names);
-    QCOMPARE(world.statistics.scInfected, 8u);
-    for (const QByteArray& name : names) // which QTemporaryDir cannot all
-        ::unlink(world.path(name).constData());
-}
-
-void TestWalk::passesOverSpecialFiles()
-{
-    ScanWorld world;
-    QCOMPARE(::mkfifo(world.path("fifo").constData(), 0644), 0);
-    const int socketFd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    qstrncpy(address.sun_path, world.path("socket").constData(), sizeof address.sun_path);
-    QCOMPARE(::bind(socketFd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    ::close(socketFd);
-    world.write("plain");
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), Names{"plain"});
-
-    // Chosen, it is not silently called scanned.
-    QCOMPARE(world.scan({world.path("fifo").toStdString()}), 0);
-    QCOMPARE(world.files(true), Names{"fifo 8"});
-}
-
-void TestWalk::chosenObjects()
-{
-    ScanWorld world;
-    world.write("file", "infected");
-    world.directory("dir");
-    world.write("dir/inside");
-    QCOMPARE(::symlink("file", world.path("link").constData()), 0);
-    QCOMPARE(::symlink("dir", world.path("dirlink").constData()), 0);
-    QCOMPARE(::symlink("nowhere", world.path("dangling").constData()), 0);
-
-    const auto chosen = [&world](const char* name) { return world.path(name).toStdString(); };
-    QCOMPARE(world.scan({chosen("file"), chosen("dir///"), chosen("missing"), chosen("dangling")}), 0);
-    QCOMPARE(world.files(true), Names({"file 2", "dir/inside 1", "missing 8", "dangling 8"}));
-    QCOMPARE(QByteArray::fromStdString(world.find("missing")->remark), "No such file or directory");
-
-    // A chosen link leads to the object; a file is reported under its own name.
-    QCOMPARE(world.scan({chosen("link"), chosen("dirlink")}), 0);
-    QCOMPARE(world.files(true), Names({"file 2", "dirlink/inside 1"}));
-}
-
-void TestWalk::unreadableIsAnError()
-{
-    ScanWorld world;
-    world.directory("closed");
-    world.write("closed/hidden");
-    world.write("secret");
-    world.write("open");
-    ::chmod(world.path("closed").constData(), 0);
-    ::chmod(world.path("secret").constData(), 0);
+    void reportsEverythingOnceInOrder()
     {
-        const OrdinaryUser user;
+        ScanWorld world;
+        world.directory("b");
+        world.directory("b/empty");
+        for (const char* name : {"z", "a", "B", "b/2", "b/10", "b.txt"})
+            world.write(name);
         QCOMPARE(world.scan(), 0);
+        QCOMPARE(world.files(), Names({"B", "a", "b/10", "b/2", "b.txt", "z"}));
+        QCOMPARE(world.directories(), Names({"", "/b", "/b/empty"}));
+        QCOMPARE(world.statistics.scDirectories, 3u);
+        QCOMPARE(world.statistics.scFiles, 6u);
+        QCOMPARE(world.statistics.scClean, 6u);
     }
-    ::chmod(world.path("closed").constData(), 0755);
-    QCOMPARE(world.files(true), Names({"closed 8", "open 1", "secret 8"}));
-    QCOMPARE(QByteArray::fromStdString(world.find("closed")->remark), "Permission denied");
-    QCOMPARE(world.statistics.scScanError, 2u);
-}
 
-void TestWalk::linksAreNotFollowed()
-{
-    ScanWorld world;
-    world.write("../outside", "infected");
-    QCOMPARE(::symlink("../outside", world.path("link").constData()), 0);
-    QCOMPARE(::symlink("..", world.path("up").constData()), 0);
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), Names{});
-    QCOMPARE(world.directories(), Names{""});
-}
-
-void TestWalk::linksAreFollowedOnce()
-{
-    ScanWorld world;
-    world.walk.followLinks = true;
-    world.directory("../elsewhere");
-    world.write("../elsewhere/far");
-    world.write("../outside", "infected");
-    world.directory("d");
-    world.write("d/near");
-    const QList<std::pair<QByteArray, QByteArray>> links{
-        {"../outside", "a-file"}, {"../elsewhere", "b-dir"}, {"../elsewhere", "c-again"},
-        {"..", "d/up"},           {".", "d/self"},           {"nowhere", "dangling"},
-        {"circle2", "circle1"},   {"circle1", "circle2"},    {"/proc/self/status", "pseudo"},
-        {"/dev/null", "device"}};
-    for (const auto& [target, name] : links)
-        QCOMPARE(::symlink(target.constData(), world.path(name).constData()), 0);
-    QCOMPARE(world.scan(), 0);
-    const QByteArray outside = world.path("../outside");
-    QCOMPARE(world.files(true), Names({outside + " 2", "b-dir/far 1", "d/near 1"}));
-    QCOMPARE(world.directories(), Names({"", "/b-dir", "/d"}));
-}
-
-void TestWalk::pseudoFileSystems()
-{
-    ScanWorld world;
-    world.walk.crossFileSystems = true;
-    QCOMPARE(world.scan({"/proc", "/proc/self", "/sys"}), 0);
-    QCOMPARE(world.directories(), Names{});
-    QCOMPARE(world.statistics.scScanError, 3u);
-}
-
-void TestWalk::otherFileSystems()
-{
-    struct stat here = {};
-    struct stat there = {};
-    ScanWorld world;
-    if (::stat(world.path().constData(), &here) != 0 || ::stat("/dev/shm", &there) != 0 ||
-        here.st_dev == there.st_dev)
-        QSKIP("needs a second file system at /dev/shm");
-    QTemporaryDir other("/dev/shm/vardo-test-XXXXXX");
-    world.write(other.path().toLocal8Bit() + "/far");
-    QCOMPARE(::symlink(other.path().toLocal8Bit().constData(), world.path("link").constData()), 0);
-    world.walk.followLinks = true;
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), Names{});
-    world.walk.crossFileSystems = true;
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), Names{"link/far"});
-    // The file system of a chosen object is never the wrong one.
-    world.walk.crossFileSystems = false;
-    QCOMPARE(world.scan({other.path().toStdString()}), 0);
-    QCOMPARE(world.statistics.scFiles, 1u);
-}
-
-void TestWalk::quarantineIsSkipped()
-{
-    ScanWorld world;
-    world.plan.quarantineDir = world.path("q").toStdString() + "/";
-    world.directory("q");
-    world.write("q/old", "infected");
-    world.write("z");
-    QCOMPARE(::symlink("q", world.path("way-in").constData()), 0);
-    world.walk.followLinks = true;
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), Names{"z"});
-}
-
-void TestWalk::depth()
-{
-    ScanWorld world;
-    world.directory("1");
-    world.directory("1/2");
-    for (const char* name : {"f", "1/f", "1/2/f"})
-        world.write(name);
-    world.walk.maxDepth = 1;
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), Names({"1/f", "f"}));
-    world.walk.maxDepth = 0;
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), Names{"f"});
-    world.walk.maxDepth = {};
-    world.walk.recurse = false;
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), Names{"f"});
-}
-
-void TestWalk::extensions_data()
-{
-    using Sense = vardo::ExtensionFilter::Sense;
-    QTest::addColumn<int>("sense");
-    QTest::addColumn<QByteArray>("list");
-    QTest::addColumn<Names>("scanned");
-    QTest::newRow("without") << int(Sense::Without) << QByteArray("qst")
-                             << Names({".exe", "a.EXE", "a.tar.gz", "aexe", "plain"});
-    QTest::newRow("only") << int(Sense::Only) << QByteArray("*.exe; tar.gz,,")
-                          << Names({".exe", "a.EXE", "a.tar.gz"});
-    QTest::newRow("blanks") << int(Sense::Only) << QByteArray(" .QST exe\t")
-                            << Names({".exe", "a.EXE", "b.qst"});
-    QTest::newRow("empty") << int(Sense::Only) << QByteArray(" ,;")
-                           << Names({".exe", "a.EXE", "a.tar.gz", "aexe", "b.qst", "plain"});
-}
-
-void TestWalk::extensions()
-{
-    QFETCH(int, sense);
-    QFETCH(QByteArray, list);
-    QFETCH(Names, scanned);
-    ScanWorld world;
-    for (const char* name : {"a.EXE", ".exe", "aexe", "b.qst", "a.tar.gz", "plain"})
-        world.write(name);
-    world.walk.extensions = {static_cast<vardo::ExtensionFilter::Sense>(sense), list.toStdString()};
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), scanned);
-    // What was chosen by name is meant.
-    QCOMPARE(world.scan({world.path("b.qst").toStdString(), world.path("plain").toStdString()}), 0);
-    QCOMPARE(world.files(), Names({"b.qst", "plain"}));
-}
-
-void TestWalk::sizesAndExcludedDirectories()
-{
-    ScanWorld world;
-    world.write("small", QByteArray(100, 'x'));
-    world.write("large", QByteArray(101, 'x'));
-    world.directory("ex");
-    world.write("ex/f");
-    world.directory("example");
-    world.write("example/f");
-    world.walk.maxSize = 100;
-    world.walk.directories.exclude(world.path("ex/").toStdString());
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(), Names({"example/f", "small"}));
-}
-
-void TestWalk::deepTrees()
-{
-    // Deeper than any path, and than there are descriptors: made and walked step by step.
-    ScanWorld world;
-    constexpr int depth = 1000;
-    const QByteArray name(10, 'd');
-    int directory = ::open(world.path().constData(), O_RDONLY | O_DIRECTORY);
-    for (int i = 0; i < depth; ++i) {
-        QCOMPARE(::mkdirat(directory, name.constData(), 0755), 0);
-        QCOMPARE(::close(::openat(directory, "file", O_CREAT | O_WRONLY, 0644)), 0);
-        const int next = ::openat(directory, name.constData(), O_RDONLY | O_DIRECTORY);
-        QVERIFY(next >= 0);
-        ::close(directory);
-        directory = next;
+    void carriesAnyName()
+    {
+        ScanWorld world;
+        Names names{"line\nbreak", "a=>b", "quote\"'`$(x)", "\xff\xfe not utf-8",
+                    " blank ",     "-rf",  "\x1b[2J",       QByteArray(255, 'x')};
+        for (const QByteArray& name : names)
+            world.write(name, "infected");
+        std::sort(names.begin(), names.end());
+        QCOMPARE(world.scan(), 0);
+        QCOMPARE(world.files(), names);
+        QCOMPARE(world.statistics.scInfected, 8u);
+        for (const QByteArray& name : names) // which QTemporaryDir cannot all
+            ::unlink(world.path(name).constData());
     }
-    ::close(directory);
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.statistics.scClean, unsigned(depth));
-    QCOMPARE(world.statistics.scScanError, 0u);
-    QCOMPARE(world.statistics.scDirectories, unsigned(depth + 1));
-    QCOMPARE(::system(("rm -rf '" + world.path() + "'").constData()), 0);
-}
 
-void TestWalk::movedWhileWalking()
-{
-    // A branch so deep that the walk has let go of its upper end is moved away with the walk inside.
-    ScanWorld world;
-    world.directory("../other");
-    QByteArray branch = "branch";
-    world.directory(branch);
-    world.write("branch/zz-last");
-    for (int i = 0; i < 60; ++i) {
-        branch += "/d";
-        world.directory(branch);
+    void passesOverSpecialFiles()
+    {
+        ScanWorld world;
+        QCOMPARE(::mkfifo(world.path("fifo").constData(), 0644), 0);
+        QCOMPARE(::mknod(world.path("socket").constData(), S_IFSOCK | 0644, 0), 0);
+        world.write("plain");
+        QCOMPARE(world.scan(), 0);
+        QCOMPARE(world.files(), Names{"plain"});
+
+        // Chosen, it is not silently called scanned.
+        QCOMPARE(world.scan({world.path("fifo").toStdString()}), 0);
+        QCOMPARE(world.files(true), Names{"fifo 8"});
     }
-    world.write(branch + "/bottom");
-    world.write("zz-end");
-    QCOMPARE(::mkdir(world.path("branch/d/d/d/after").constData(), 0755), 0);
-    world.onCall = [&world, moved = false](const Call& call) mutable {
-        if (!moved && call.name.size() > world.path().toStdString().size() + 100) {
-            moved = true;
-            if (::rename(world.path("branch/d").constData(), world.path("../other/d").constData()) != 0)
-                return static_cast<int>(CALLBACK_STOP);
+
+    void chosenObjects()
+    {
+        ScanWorld world;
+        world.write("file", "infected");
+        world.directory("dir");
+        world.write("dir/inside");
+        QCOMPARE(::symlink("file", world.path("link").constData()), 0);
+        QCOMPARE(::symlink("dir", world.path("dirlink").constData()), 0);
+        QCOMPARE(::symlink("nowhere", world.path("dangling").constData()), 0);
+
+        const auto chosen = [&world](const char* name) { return world.path(name).toStdString(); };
+        QCOMPARE(world.scan({chosen("file"), chosen("dir///"), chosen("missing"), chosen("dangling")}), 0);
+        QCOMPARE(world.files(true), Names({"file 2", "dir/inside 1", "missing 8", "dangling 8"}));
+        QCOMPARE(QByteArray::fromStdString(world.find("missing")->remark), "No such file or directory");
+
+        // A chosen link leads to the object; a file is reported under its own name.
+        QCOMPARE(world.scan({chosen("link"), chosen("dirlink")}), 0);
+        QCOMPARE(world.files(true), Names({"file 2", "dirlink/inside 1"}));
+    }
+
+    void unreadableIsAnError()
+    {
+        ScanWorld world;
+        world.directory("closed");
+        world.write("closed/hidden");
+        world.write("secret");
+        world.write("open");
+        ::chmod(world.path("closed").constData(), 0);
+        ::chmod(world.path("secret").constData(), 0);
+        {
+            const OrdinaryUser user;
+            QCOMPARE(world.scan(), 0);
         }
-        return static_cast<int>(CALLBACK_CONTINUE);
-    };
-    world.service.delayMs = 1;
-    QCOMPARE(world.scan(), 0);
-    // Whatever was missed is told; nothing outside is taken for something inside.
-    QVERIFY(world.find("branch/zz-last") || world.statistics.scScanError > 0);
-    QVERIFY(!world.files().contains(world.path("../other/d")));
-}
+        ::chmod(world.path("closed").constData(), 0755);
+        QCOMPARE(world.files(true), Names({"closed 8", "open 1", "secret 8"}));
+        QCOMPARE(QByteArray::fromStdString(world.find("closed")->remark), "Permission denied");
+        QCOMPARE(world.statistics.scScanError, 2u);
+    }
 
-void TestWalk::hardLinksAreScannedOnce()
-{
-    ScanWorld world;
-    world.write("a", "infected");
-    for (const char* name : {"b", "c"})
-        QCOMPARE(::link(world.path("a").constData(), world.path(name).constData()), 0);
-    world.write("copy", "infected");
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(true), Names({"a 2", "b 2", "c 2", "copy 2"}));
-    QCOMPARE(world.service.submitted.load(), 2);
-}
+    void linksAreFollowedOnceOrNotAtAll()
+    {
+        ScanWorld world;
+        world.directory("../elsewhere");
+        world.write("../elsewhere/far");
+        world.write("../outside", "infected");
+        world.directory("d");
+        world.write("d/near");
+        const std::pair<const char*, const char*> links[] = {
+            {"../outside", "a-file"}, {"../elsewhere", "b-dir"}, {"../elsewhere", "c-again"},
+            {"..", "d/up"},           {".", "d/self"},           {"nowhere", "dangling"},
+            {"circle2", "circle1"},   {"circle1", "circle2"},    {"/proc/self/status", "pseudo"},
+            {"/dev/null", "device"}};
+        for (const auto& [target, name] : links)
+            QCOMPARE(::symlink(target, world.path(name).constData()), 0);
+        QCOMPARE(world.scan(), 0);
+        QCOMPARE(world.files(true), Names{"d/near 1"});
+        QCOMPARE(world.directories(), Names({"", "/d"}));
+        world.walk.followLinks = true;
+        QCOMPARE(world.scan(), 0);
+        QCOMPARE(world.files(true), Names({world.path("../outside") + " 2", "b-dir/far 1", "d/near 1"}));
+        QCOMPARE(world.directories(), Names({"", "/b-dir", "/d"}));
+    }
 
-void TestWalk::runsOutOfDescriptors()
-{
-    ScanWorld world;
-    for (int i = 0; i < 200; ++i)
-        world.write("f" + QByteArray::number(i));
-    rlimit before = {};
-    QCOMPARE(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    std::vector<int> taken;
-    while (taken.size() < 300)
-        taken.push_back(::open("/dev/null", O_RDONLY));
-    const rlimit tight{static_cast<rlim_t>(taken.back() + 12), before.rlim_max}; // the window wants more
-    QCOMPARE(::setrlimit(RLIMIT_NOFILE, &tight), 0);
-    const int result = world.scan();
-    ::setrlimit(RLIMIT_NOFILE, &before);
-    for (const int fd : taken)
-        ::close(fd);
-    QCOMPARE(result, 0);
-    QCOMPARE(world.statistics.scClean, 200u);
-}
+    void pseudoFileSystems()
+    {
+        ScanWorld world;
+        world.walk.crossFileSystems = true;
+        QCOMPARE(world.scan({"/proc", "/proc/self", "/sys"}), 0);
+        QCOMPARE(world.directories(), Names{});
+        QCOMPARE(world.statistics.scScanError, 3u);
+    }
+
+    void otherFileSystems()
+    {
+        struct stat here = {};
+        struct stat there = {};
+        ScanWorld world;
+        if (::stat(world.path().constData(), &here) != 0 || ::stat("/dev/shm", &there) != 0 ||
+            here.st_dev == there.st_dev)
+            QSKIP("needs a second file system at /dev/shm");
+        QTemporaryDir other("/dev/shm/vardo-test-XXXXXX");
+        world.write(other.path().toLocal8Bit() + "/far");
+        QCOMPARE(::symlink(other.path().toLocal8Bit().constData(), world.path("link").constData()), 0);
+        world.walk.followLinks = true;
+        QCOMPARE(world.scan(), 0);
+        QCOMPARE(world.files(), Names{});
+        world.walk.crossFileSystems = true;
+        QCOMPARE(world.scan(), 0);
+        QCOMPARE(world.files(), Names{"link/far"});
+        // The file system of a chosen object is never the wrong one.
+        world.walk.crossFileSystems = false;
+        QCOMPARE(world.scan({other.path().toStdString()}), 0);
+        QCOMPARE(world.statistics.scFiles, 1u);
+    }
+
+    void quarantineIsSkipped()
+    {
+        ScanWorld world;
+        world.plan.quarantineDir = world.path("q").toStdString() + "/";
+        world.directory("q");
+        world.write("q/old", "infected");
+        world.write("z");
+        QCOMPARE(::symlink("q", world.path("way-in").constData()), 0);
+        world.walk.followLinks = true;
+        QCOMPARE(world.scan(), 0);
+        QCOMPARE(world.files(), Names{"z"});
+    }
+
+    void filters()
+    {
+        using Sense = vardo::ExtensionFilter::Sense;
+        ScanWorld world;
+        world.directory("1");
+        world.directory("1/2");
+        world.directory("12");
+        for (const char* name : {".exe", "1/2/f", "1/f", "12/f", "a.EXE", "a.tar.gz", "aexe", "b.qst"})
+            world.write(name);
+        world.write("large", QByteArray(101, 'x'));
+        const std::string excluded = world.path("1//").toStdString();
+        const auto filtered = [&world](const auto& change, const Names& names) {
+            world.walk = {};
+            change(world.walk);
+            QCOMPARE(world.scan(), 0);
+            QCOMPARE(world.files(), names);
+        };
+        const Names top{".exe", "a.EXE", "a.tar.gz", "aexe", "b.qst", "large"};
+        const auto with = [&top](Names names) {
+            names += top;
+            std::sort(names.begin(), names.end());
+            return names;
+        };
+        filtered([](auto& walk) { walk.maxDepth = 1; }, with({"1/f", "12/f"}));
+        filtered([](auto& walk) { walk.maxDepth = 0; }, top);
+        filtered([](auto& walk) { walk.recurse = false; }, top);
+        filtered([&](auto& walk) { walk.directories.exclude(excluded); }, with({"12/f"}));
+        filtered([](auto& walk) { walk.maxSize = 100; },
+                 Names{".exe", "1/2/f", "1/f", "12/f", "a.EXE", "a.tar.gz", "aexe", "b.qst"});
+
+        const struct
+        {
+            Sense sense;
+            const char* list;
+            Names names;
+        } lists[] = {{Sense::Without, "qst", {".exe", "a.EXE", "a.tar.gz", "aexe", "large"}},
+                     {Sense::Only, "*.exe; tar.gz,,", {".exe", "a.EXE", "a.tar.gz"}},
+                     {Sense::Only, " .QST exe\t", {".exe", "a.EXE", "b.qst"}},
+                     {Sense::Only, " ,;", top}};
+        for (const auto& [sense, list, names] : lists)
+            filtered([&](auto& walk) { walk.extensions = {sense, list}, walk.recurse = false; }, names);
+        // What was chosen by name is meant.
+        QCOMPARE(world.scan({world.path("b.qst").toStdString(), world.path("large").toStdString()}), 0);
+        QCOMPARE(world.files(), Names({"b.qst", "large"}));
+    }
+
+    void deepTrees()
+    {
+        // Deeper than any path, and than there are descriptors: made and walked step by step.
+        ScanWorld world;
+        constexpr int depth = 1000;
+        const QByteArray name(10, 'd');
+        int directory = ::open(world.path().constData(), O_RDONLY | O_DIRECTORY);
+        for (int i = 0; i < depth; ++i) {
+            QCOMPARE(::mkdirat(directory, name.constData(), 0755), 0);
+            QCOMPARE(::close(::openat(directory, "file", O_CREAT | O_WRONLY, 0644)), 0);
+            const int next = ::openat(directory, name.constData(), O_RDONLY | O_DIRECTORY);
+            QVERIFY(next >= 0);
+            ::close(directory);
+            directory = next;
+        }
+        ::close(directory);
+        QCOMPARE(world.scan(), 0);
+        QCOMPARE(world.statistics.scClean, unsigned(depth));
+        QCOMPARE(world.statistics.scScanError, 0u);
+        QCOMPARE(world.statistics.scDirectories, unsigned(depth + 1));
+        QCOMPARE(::system(("rm -rf '" + world.path() + "'").constData()), 0);
+    }
+
+    void movedWhileWalking()
+    {
+        // A branch so deep that the walk has let go of its upper end is moved away with the walk inside.
+        ScanWorld world;
+        world.directory("../other");
+        QByteArray branch = "branch";
+        world.directory(branch);
+        world.write("branch/zz-last");
+        for (int i = 0; i < 60; ++i) {
+            branch += "/d";
+            world.directory(branch);
+        }
+        world.write(branch + "/bottom");
+        world.write("zz-end");
+        QCOMPARE(::mkdir(world.path("branch/d/d/d/after").constData(), 0755), 0);
+        world.onCall = [&world, moved = false](const Call& call) mutable {
+            if (!moved && call.name.size() > world.path().toStdString().size() + 100) {
+                moved = true;
+                if (::rename(world.path("branch/d").constData(), world.path("../other/d").constData()) != 0)
+                    return static_cast<int>(CALLBACK_STOP);
+            }
+            return static_cast<int>(CALLBACK_CONTINUE);
+        };
+        world.service.delayMs = 1;
+        QCOMPARE(world.scan(), 0);
+        // Whatever was missed is told; nothing outside is taken for something inside.
+        QVERIFY(world.find("branch/zz-last") || world.statistics.scScanError > 0);
+        QVERIFY(!world.files().contains(world.path("../other/d")));
+    }
+
+    void hardLinksAreScannedOnce()
+    {
+        ScanWorld world;
+        world.write("a", "infected");
+        for (const char* name : {"b", "c"})
+            QCOMPARE(::link(world.path("a").constData(), world.path(name).constData()), 0);
+        world.write("copy", "infected");
+        QCOMPARE(world.scan(), 0);
+        QCOMPARE(world.files(true), Names({"a 2", "b 2", "c 2", "copy 2"}));
+        QCOMPARE(world.service.submitted.load(), 2);
+    }
+
+    void runsOutOfDescriptors()
+    {
+        ScanWorld world;
+        for (int i = 0; i < 200; ++i)
+            world.write("f" + QByteArray::number(i));
+        rlimit before = {};
+        QCOMPARE(::getrlimit(RLIMIT_NOFILE, &before), 0);
+        std::vector<int> taken;
+        while (taken.size() < 300)
+            taken.push_back(::open("/dev/null", O_RDONLY));
+        const rlimit tight{static_cast<rlim_t>(taken.back() + 12), before.rlim_max}; // the window wants more
+        QCOMPARE(::setrlimit(RLIMIT_NOFILE, &tight), 0);
+        const int result = world.scan();
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        for (const int fd : taken)
+            ::close(fd);
+        QCOMPARE(result, 0);
+        QCOMPARE(world.statistics.scClean, 200u);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestWalk)
 #include "tst_walk.moc"
