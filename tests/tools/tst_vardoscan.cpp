@@ -81,7 +81,8 @@ class Place
   public:
     Place()
     {
-        QDir(home.path("")).mkdir("tree");
+        for (const char* directory : {"tree", "logs"})
+            QDir(home.path("")).mkdir(directory);
         avConf = home.writeConfiguration();
         scanConf = home.path("vardo.conf");
         configure("");
@@ -91,8 +92,19 @@ class Place
 
     void configure(const Bytes& settings) const
     {
-        home.write("vardo.conf",
-                   "[Scan]\nActionData=" + QFile::encodeName(home.path("quarantine")) + "\n" + settings);
+        home.write("vardo.conf", "[Log]\nLocation=" + QFile::encodeName(home.path("logs")) +
+                                     "\n[Scan]\nActionData=" + QFile::encodeName(home.path("quarantine")) +
+                                     "\n" + settings);
+    }
+    /// The one scan log below `location`, which goes; the names in it without the tree's.
+    Bytes takeLog(const QString& location = "logs") const
+    {
+        QDir directory(home.path(location + "/vardo"));
+        const QStringList logs = directory.entryList(QDir::Files);
+        QFile log(directory.filePath(logs.value(0)));
+        const Bytes text = logs.size() == 1 && log.open(QIODevice::ReadOnly) ? log.readAll() : Bytes();
+        log.remove();
+        return Bytes(text).replace(tree(), "TREE");
     }
 
     Bytes tree() const { return QFile::encodeName(home.path("tree")); }
@@ -103,9 +115,22 @@ class Place
         if (::write(file.get(), content.constData(), std::size_t(content.size())) != content.size())
             qFatal("cannot write %s", name.constData());
     }
+    /// Names whose lines do not fit into a pipe.
+    void writeMany() const
+    {
+        for (int i = 0; i < many; ++i)
+            write("a file with quite a long name " + Bytes::number(i), "harmless");
+    }
+    static constexpr int many = 3000;
+
     QStringList arguments(const QStringList& more) const
     {
         return QStringList{"--engine-config=" + avConf, "--config=" + scanConf} + more;
+    }
+    /// The options that the present row of data is named by; "%" stands for the home.
+    QStringList options() const
+    {
+        return QString(QTest::currentDataTag()).replace('%', home.path("")).split(' ', Qt::SkipEmptyParts);
     }
     /// Runs with `options`, on the tree unless `whole` says that they name what to scan.
     Outcome run(const QStringList& options = {}, bool whole = false) const
@@ -128,402 +153,449 @@ class TestVardoscan : public QObject
     Q_OBJECT
 
   private slots:
-    void exitStatus();
-    void wrongUse_data();
-    void wrongUse();
-    void unusableService();
-    void printsLines();
-    void jsonCarriesAnyName();
-    void namesCannotSteerTheTerminal();
-    void actions_data();
-    void actions();
-    void neverTheConfiguredAction();
-    void switches_data();
-    void switches();
-    void stops_data();
-    void stops();
-    void findsTheTestFile();
-    void findsEverySample();
-    void servesOrdinaryUsers();
-};
+    void exitStatus()
+    {
+        Place place;
+        place.write("clean", "harmless");
+        QCOMPARE(place.run().code, 0);
+        place.write("bad", ServiceHome::marker());
+        QCOMPARE(place.run().code, 1);
+        const Outcome quiet = place.run({"--quiet"});
+        QCOMPARE(quiet.code, 1);
+        QCOMPARE(quiet.out + quiet.err, Bytes());
 
-void TestVardoscan::exitStatus()
-{
-    Place place;
-    place.write("clean", "harmless");
-    QCOMPARE(place.run().code, 0);
-    place.write("bad", ServiceHome::marker());
-    QCOMPARE(place.run().code, 1);
-    const Outcome quiet = place.run({"--quiet"});
-    QCOMPARE(quiet.code, 1);
-    QCOMPARE(quiet.out + quiet.err, Bytes());
-
-    const QString missing = place.home.path("missing\x1b[2J");
-    const Outcome some = place.run({missing, place.home.path("tree/clean")}, true);
-    QCOMPARE(some.code, 2);
-    QVERIFY(some.out.contains("Scanned objects      1\n"));
-    QVERIFY(some.err.contains("missing\\x1B[2J: No such file or directory"));
-    QCOMPARE(place.run({missing, place.home.path("tree/bad")}, true).code, 1);
-    QCOMPARE(place.run({missing}, true).code, 2);
-    QCOMPARE(place.run({"/dev/null"}, true).code, 2); // nothing that could be scanned
-}
-
-void TestVardoscan::wrongUse_data()
-{
-    QTest::addColumn<QStringList>("options");
-    QTest::addColumn<QString>("says");
-    QTest::newRow("nothing") << QStringList() << "nothing to scan";
-    QTest::newRow("unknown") << QStringList{"--sacn", "/"} << "unknown option: --sacn";
-    QTest::newRow("action") << QStringList{"--action=prompt", "/"} << "--action: prompt";
-    QTest::newRow("no argument") << QStringList{"--action"} << "missing argument";
-    QTest::newRow("number") << QStringList{"--max-size=1X", "/"} << "--max-size: 1X";
-    QTest::newRow("overflow") << QStringList{"--max-size=18014398509481984K", "/"} << "--max-size";
-    QTest::newRow("depth") << QStringList{"--max-depth=256", "/"} << "--max-depth";
-    QTest::newRow("both lists") << QStringList{"--include=a", "--exclude=b", "/"} << "together";
-    QTest::newRow("relative") << QStringList{"--quarantine-dir=here", "/"} << "--quarantine-dir: here";
-    QTest::newRow("slash") << QStringList{"--rename-extension=../x", "/"} << "--rename-extension";
-    QTest::newRow("memory and path") << QStringList{"--memory", "/"} << "no paths";
-    QTest::newRow("configuration") << QStringList{"--config=/nonexistent", "/"} << "/nonexistent";
-}
-
-void TestVardoscan::wrongUse()
-{
-    QFETCH(QStringList, options);
-    QFETCH(QString, says);
-    QProcess process;
-    process.start(VARDOSCAN, options);
-    const Outcome outcome = wait(process);
-    QCOMPARE(outcome.code, 2);
-    QCOMPARE(outcome.out, Bytes());
-    QVERIFY2(outcome.err.startsWith("vardoscan: ") && QString(outcome.err).contains(says),
-             outcome.err.constData());
-}
-
-void TestVardoscan::unusableService()
-{
-    Place place;
-    place.write("clean", "harmless");
-    QVERIFY(QDir(place.home.path("signatures")).removeRecursively());
-    const Outcome outcome = place.run();
-    QCOMPARE(outcome.code, 2);
-    QCOMPARE(outcome.out, Bytes());
-    QVERIFY(outcome.err.startsWith("vardoscan: "));
-}
-
-void TestVardoscan::printsLines()
-{
-    Place place;
-    place.write("a clean one", "harmless");
-    place.write("bad", ServiceHome::testFile());
-    place.write("c.zip", ZipWriter::single("letter.txt", ServiceHome::marker()));
-    const Bytes tree = place.tree();
-    const Bytes summary = "\nScanned directories  1\nScanned objects      3\nClean objects        1\n"
-                          "Infected objects     2\nTime ";
-    const Bytes found =
-        tree + "/bad INFECTED [Vardo-Test-File]\n" + tree + "/c.zip=>letter.txt INFECTED [Vardo.Marker]\n";
-    const Outcome outcome = place.run();
-    QVERIFY2(outcome.out.startsWith(found + summary), outcome.out.constData());
-    QCOMPARE(outcome.err, Bytes()); // no progress without a terminal
-    const Outcome all = place.run({"--all"});
-    QVERIFY2(all.out.startsWith(tree + "/a clean one CLEAN\n" + found + summary), all.out.constData());
-}
-
-void TestVardoscan::jsonCarriesAnyName()
-{
-    const Lines names{"line\nfeed",
-                      "\"quoted\"",
-                      "back\\slash",
-                      "a.zip=>b",
-                      "\xff\xfe broken",
-                      "\xc0\xaf",
-                      "\xed\xa0\x80",
-                      "tab\tand\x01",
-                      "\x1b]0;title\x07",
-                      "\xc2\x9b"
-                      "31m",
-                      "\xe2\x80\xae"
-                      "x",
-                      "\xf0\x9f\x98\x80"};
-    Place place;
-    for (const Bytes& name : names)
-        place.write(name, ServiceHome::marker());
-    const Outcome outcome = place.run({"--json"});
-    QCOMPARE(outcome.code, 1);
-    QVERIFY(printable(outcome.out));
-
-    Lines found;
-    Lines lines = outcome.lines();
-    QCOMPARE(lines.takeLast(), Bytes());
-    const QJsonObject summary = QJsonDocument::fromJson(lines.takeLast()).object();
-    for (const Bytes& line : lines) {
-        QJsonParseError error;
-        const QJsonObject object = QJsonDocument::fromJson(line, &error).object();
-        QVERIFY2(error.error == QJsonParseError::NoError, line.constData());
-        QCOMPARE(object["type"].toString(), QString("file"));
-        QCOMPARE(object["status"].toString(), QString("INFECTED"));
-        QCOMPARE(object["virus"].toString(), QString("Vardo.Marker"));
-        const Bytes name = object.contains("name_bytes")
-                               ? Bytes::fromHex(object["name_bytes"].toString().toLatin1())
-                               : object["name"].toString().toUtf8();
-        found.append(name.mid(place.tree().size() + 1));
+        const QString missing = place.home.path("missing\x1b[2J");
+        const Outcome some = place.run({"--log-level=all", missing, place.home.path("tree/clean")}, true);
+        QCOMPARE(some.code, 2);
+        QVERIFY(some.out.contains("Scanned objects      1\n"));
+        QVERIFY(some.err.contains("missing\\x1B[2J: No such file or directory"));
+        const Bytes log = place.takeLog();
+        QVERIFY2(log.contains("missing\\x1b[2J ERROR (") && log.contains("\nTREE/clean CLEAN\n"),
+                 log.constData());
+        QCOMPARE(place.run({missing, place.home.path("tree/bad")}, true).code, 1);
+        QCOMPARE(place.run({"--log", missing}, true).code, 2);
+        QVERIFY(place.takeLog().contains("\n\nSCAN ERROR: "));
+        QCOMPARE(place.run({"/dev/null"}, true).code, 2); // nothing that could be scanned
     }
-    Lines wanted = names;
-    std::sort(wanted.begin(), wanted.end());
-    QCOMPARE(found, wanted);
-    QCOMPARE(summary["type"].toString(), QString("summary"));
-    QCOMPARE(summary["complete"], QJsonValue(true));
-    QCOMPARE(summary["infected"].toInt(), int(names.size()));
-}
 
-void TestVardoscan::namesCannotSteerTheTerminal()
-{
-    Place place;
-    place.write("\x1b]0;owned\x07\r\xc2\x9b"
-                "2J\xe2\x80\xae\xff x",
-                ServiceHome::marker());
-    place.write("inner.zip", ZipWriter::single("\x1b[2J\nz", ServiceHome::marker()));
-
-    const base::UniqueFd terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-    QVERIFY(terminal && ::grantpt(terminal.get()) == 0 && ::unlockpt(terminal.get()) == 0);
-    QProcess process;
-    process.setStandardErrorFile(::ptsname(terminal.get()));
-    process.start(VARDOSCAN, place.arguments({place.home.path("tree")}));
-    QVERIFY(process.waitForStarted());
-    const base::UniqueFd held(::open(::ptsname(terminal.get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
-    const Outcome outcome = wait(process);
-    Bytes progress(65536, '\0');
-    progress.resize(
-        std::max<ssize_t>(::read(terminal.get(), progress.data(), std::size_t(progress.size())), 0));
-
-    QCOMPARE(outcome.code, 1);
-    const Bytes name = place.tree() + "/\\x1B]0;owned\\x07\\x0D\\xC2\\x9B2J\\xE2\\x80\\xAE\\xFF x";
-    QVERIFY2(outcome.out.contains(name + " INFECTED"), outcome.out.constData());
-    QVERIFY2(outcome.out.contains("inner.zip=>\\x1B[2J\\x0Az INFECTED"), outcome.out.constData());
-    QVERIFY(printable(outcome.out));
-    QVERIFY(progress.contains(" objects, "));
-    QVERIFY(progress.endsWith("\r\x1b[K")); // and leaves a clean line
-    QVERIFY(printable(progress.replace("\r\x1b[K", "")));
-}
-
-void TestVardoscan::actions_data()
-{
-    QTest::addColumn<QStringList>("options");
-    QTest::addColumn<QString>("word");
-    QTest::addColumn<QString>("now"); // where the file is, from the home
-    QTest::newRow("log") << QStringList{"--action=log"} << "INFECTED"
-                         << "tree/bad";
-    QTest::newRow("delete") << QStringList{"--action=delete"} << "DELETED" << QString();
-    QTest::newRow("rename") << QStringList{"--action=rename"} << "RENAMED"
-                            << "tree/bad.qst";
-    QTest::newRow("rename otherwise") << QStringList{"--action=rename", "--rename-extension=vir"} << "RENAMED"
-                                      << "tree/bad.vir";
-    QTest::newRow("quarantine") << QStringList{"--action=quarantine"} << "QUARANTINED"
-                                << "quarantine/bad";
-    QTest::newRow("quarantine elsewhere")
-        << QStringList{"--action=quarantine", "--quarantine-dir=%/jail"} << "QUARANTINED"
-        << "jail/bad";
-}
-
-void TestVardoscan::actions()
-{
-    QFETCH(QStringList, options);
-    QFETCH(QString, word);
-    QFETCH(QString, now);
-    Place place;
-    place.write("bad", ServiceHome::marker());
-    place.write("good", "harmless");
-    options.replaceInStrings("%", place.home.path(""));
-    const Outcome outcome = place.run(options);
-    QCOMPARE(outcome.code, 1);
-    QVERIFY2(outcome.out.startsWith(place.tree() + "/bad " + word.toLatin1() + " [Vardo.Marker]"),
-             outcome.out.constData());
-    QCOMPARE(QFile::exists(place.home.path("tree/bad")), now == "tree/bad");
-    QVERIFY(QFile::exists(place.home.path("tree/good")));
-    if (!now.isEmpty()) {
-        QFile moved(place.home.path(now));
-        QVERIFY(moved.open(QIODevice::ReadOnly));
-        QCOMPARE(moved.readAll(), ServiceHome::marker());
+    void wrongUse_data()
+    {
+        QTest::addColumn<QString>("says");
+        const std::pair<const char*, const char*> rows[] = {
+            {"", "nothing to scan"},
+            {"--sacn /", "unknown option: --sacn"},
+            {"--action=prompt /", "--action: prompt"},
+            {"--action", "missing argument"},
+            {"--max-size=1X /", "--max-size: 1X"},
+            {"--max-size=18014398509481984K /", "--max-size"}, // overflows
+            {"--max-depth=256 /", "--max-depth"},
+            {"--include=a --exclude=b /", "together"},
+            {"--quarantine-dir=here /", "--quarantine-dir: here"},
+            {"--rename-extension=../x /", "--rename-extension"},
+            {"--log=here /", "--log: here"},
+            {"--log-level=2 /", "--log-level: 2"},
+            {"--memory /", "no paths"},
+            {"--config=/nonexistent /", "/nonexistent"},
+        };
+        for (const auto& [arguments, says] : rows)
+            QTest::newRow(arguments) << QString(says);
     }
-    QCOMPARE(place.run().code, now.startsWith("tree") ? 1 : 0);
-}
 
-void TestVardoscan::neverTheConfiguredAction()
-{
-    Place place;
-    place.configure("Action=delete\nScanArchives=no\n");
-    place.write("bad", ServiceHome::marker());
-    place.write("c.zip", ZipWriter::single("letter.txt", Bytes(2000, 'x') + ServiceHome::marker()));
-    QCOMPARE(place.run().objects(place.tree()), Lines{"bad INFECTED [Vardo.Marker]"});
-    QCOMPARE(place.run({"--archives"}).objects(place.tree()).size(), 2); // while the rest of it counts
-    QVERIFY(QFile::exists(place.home.path("tree/bad")));
-}
-
-void TestVardoscan::switches_data()
-{
-    QTest::addColumn<QStringList>("options");
-    QTest::addColumn<Lines>("found");
-    QTest::newRow("none") << QStringList() << Lines{"a.exe", "b.zip=>in", "c.eml=>x.bin", "dir/d.txt"};
-    QTest::newRow("no archives") << QStringList{"--no-archives"}
-                                 << Lines{"a.exe", "c.eml=>x.bin", "dir/d.txt"};
-    QTest::newRow("no mails") << QStringList{"--no-mails"} << Lines{"a.exe", "b.zip=>in", "dir/d.txt"};
-    QTest::newRow("the later one") << QStringList{"--no-archives", "--no-mails", "--archives"}
-                                   << Lines{"a.exe", "b.zip=>in", "dir/d.txt"};
-    QTest::newRow("no recursion") << QStringList{"--no-recursive"}
-                                  << Lines{"a.exe", "b.zip=>in", "c.eml=>x.bin"};
-    QTest::newRow("depth") << QStringList{"--max-depth=0"} << Lines{"a.exe", "b.zip=>in", "c.eml=>x.bin"};
-    QTest::newRow("include") << QStringList{"--include=exe", "--include=txt"} << Lines{"a.exe", "dir/d.txt"};
-    QTest::newRow("exclude") << QStringList{"--exclude=exe,zip"} << Lines{"c.eml=>x.bin", "dir/d.txt"};
-    QTest::newRow("directory") << QStringList{"--exclude-dir=%/tree/dir"}
-                               << Lines{"a.exe", "b.zip=>in", "c.eml=>x.bin"};
-    QTest::newRow("size") << QStringList{"--max-size=1K", "--no-mails"} << Lines{"a.exe", "b.zip=>in"};
-    QTest::newRow("links") << QStringList{"--follow-links", "--include=out"} << Lines{"link/e.out"};
-}
-
-void TestVardoscan::switches()
-{
-    QFETCH(QStringList, options);
-    QFETCH(Lines, found);
-    Place place;
-    const Bytes marked = Bytes(2000, 'x') + ServiceHome::marker();
-    QVERIFY(QDir(place.home.path("")).mkpath("tree/dir") && QDir(place.home.path("")).mkdir("outside"));
-    place.write("a.exe", ServiceHome::marker());
-    place.write("b.zip", ZipWriter::single("in", marked));
-    place.write("c.eml", mailWith(marked));
-    place.write("dir/d.txt", marked);
-    place.write("../outside/e.out", ServiceHome::marker());
-    QVERIFY(QFile::link("../outside", place.home.path("tree/link")));
-    QVERIFY(QFile::link("..", place.home.path("tree/dir/loop")));
-    options.replaceInStrings("%", place.home.path(""));
-    Lines lines;
-    for (const Bytes& name : found)
-        lines.append(name + " INFECTED [Vardo.Marker]");
-    QCOMPARE(place.run(options).objects(place.tree()), lines);
-}
-
-void TestVardoscan::stops_data()
-{
-    QTest::addColumn<bool>("loading");
-    QTest::newRow("while the service loads") << true;
-    QTest::newRow("in the middle") << false;
-}
-
-void TestVardoscan::stops()
-{
-    QFETCH(bool, loading);
-    constexpr int count = 3000;
-    Place place;
-    for (int i = 0; i < count; ++i)
-        place.write("a file with quite a long name " + Bytes::number(i), "harmless");
-    QVERIFY(place.home.start() > 0);
-    if (loading)
-        ::kill(place.home.pid(), SIGSTOP);
-    QProcess process;
-    process.start(VARDOSCAN, place.arguments({"--all", "--json", place.home.path("tree")}));
-    QVERIFY(process.waitForStarted());
-    // Output that nobody takes away holds the scan up.
-    QVERIFY(loading || process.waitForReadyRead());
-    QTRY_VERIFY(catchesInterrupts(process.processId()));
-    ::kill(pid_t(process.processId()), SIGINT);
-    const Outcome outcome = wait(process);
-    ::kill(place.home.pid(), SIGCONT);
-    QCOMPARE(outcome.code, 2);
-    if (loading) {
-        QCOMPARE(outcome.err, Bytes("vardoscan: interrupted\n"));
-        return;
-    }
-    Lines lines = outcome.lines();
-    QCOMPARE(lines.takeLast(), Bytes());
-    for (const Bytes& line : lines)
-        QVERIFY2(!QJsonDocument::fromJson(line).isNull(), line.constData());
-    QCOMPARE(QJsonDocument::fromJson(lines.last()).object()["complete"], QJsonValue(false));
-    QVERIFY(lines.size() > 1 && lines.size() < count);
-}
-
-void TestVardoscan::findsTheTestFile()
-{
-    Place place;
-    place.home.paths().signatureDirs = {SIGNATURES};
-    place.home.writeConfiguration();
-    const Bytes test = ServiceHome::testFile();
-    place.write("plain", test);
-    place.write("twice.zip", ZipWriter::single("in.zip", ZipWriter::single("test.com", test)));
-    place.write("mail.eml", mailWith(test));
-    place.write("document", "They agreed on the string " + test + " for tests.\n");
-    const Bytes found = " INFECTED [Eicar-Test-Signature]";
-    QCOMPARE(place.run().objects(place.tree()),
-             (Lines{"mail.eml=>x.bin" + found, "plain" + found, "twice.zip=>in.zip=>test.com" + found}));
-}
-
-void TestVardoscan::findsEverySample()
-{
-    const QStringList samples = QDir(sampleDirectory).entryList(QDir::Files);
-    if (samples.isEmpty())
-        QSKIP("the package clamav-testfiles is not installed");
-    Place place;
-    place.home.paths().signatureDirs = {SIGNATURES};
-    place.home.writeConfiguration();
-    const Outcome outcome = place.run({sampleDirectory}, true);
-    QCOMPARE(outcome.code, 1);
-    for (const QString& sample : samples)
-        QCOMPARE(outcome.out.count(QFile::encodeName("/" + sample) + " INFECTED [") +
-                     outcome.out.count(QFile::encodeName("/" + sample) + "=>"),
-                 1);
-}
-
-/// Files and processes of an ordinary user, whose service is none of root's.
-void TestVardoscan::servesOrdinaryUsers()
-{
-    Place place;
-    place.write("bad", ServiceHome::marker());
-    place.write("secret", ServiceHome::marker());
-    // A copy of the product in a place that the user can reach.
-    const QList<std::pair<QString, QString>> copies{{VARDOSCAN, "usr/bin/vardoscan"},
-                                                    {LIBVARDO, "usr/lib/libvardo.so"},
-                                                    {QSAVD, "sbin/qsavd"},
-                                                    {"/bin/sleep", "tree/running"}};
-    for (const auto& [from, to] : copies) {
-        QVERIFY(QDir(place.home.path("")).mkpath(QFileInfo(to).path()));
-        QVERIFY(QFile::copy(QFileInfo(from).canonicalFilePath(), place.home.path(to)));
-    }
-    QFile program(place.home.path("tree/running"));
-    QVERIFY(program.open(QIODevice::Append) && program.write(ServiceHome::marker()) > 0);
-    program.close();
-    QStringList become;
-    if (::geteuid() == 0) {
-        const QString user = QString::number(ordinaryUser);
-        become = QStringList{"/usr/bin/setpriv", "--reuid", user, "--regid", user, "--clear-groups"};
-        QProcess chown;
-        chown.start("chown", {"-R", user + ":" + user, place.home.path("")});
-        QCOMPARE(wait(chown).code, 0);
-    }
-    QVERIFY(QFile::setPermissions(place.home.path("tree/secret"), {}));
-    const auto run = [&](QStringList arguments) {
-        arguments = become + QStringList{place.home.path("usr/bin/vardoscan")} + place.arguments(arguments);
+    void wrongUse()
+    {
+        QFETCH(QString, says);
         QProcess process;
-        process.start(arguments.takeFirst(), arguments);
-        return wait(process);
-    };
-    const Outcome files = run({place.home.path("tree")});
-    QCOMPARE(files.err, Bytes());
-    QCOMPARE(files.objects(place.tree()),
-             (Lines{"bad INFECTED [Vardo.Marker]", "running INFECTED [Vardo.Marker]",
-                    "secret ERROR (Permission denied)"}));
-    QCOMPARE(files.code, 1);
+        process.start(VARDOSCAN, QString(QTest::currentDataTag()).split(' ', Qt::SkipEmptyParts));
+        const Outcome outcome = wait(process);
+        QCOMPARE(outcome.code, 2);
+        QCOMPARE(outcome.out, Bytes());
+        QVERIFY2(outcome.err.startsWith("vardoscan: ") && QString(outcome.err).contains(says),
+                 outcome.err.constData());
+    }
 
-    QProcess victim;
-    QStringList command = become + QStringList{place.home.path("tree/running"), "60"};
-    victim.start(command.takeFirst(), command);
-    QVERIFY(victim.waitForStarted());
-    const QString link = QString("/proc/%1/exe").arg(victim.processId());
-    QTRY_COMPARE(QFile::symLinkTarget(link), place.home.path("tree/running"));
-    const Bytes name = Bytes::number(victim.processId()) + " " + QFile::encodeName(program.fileName());
-    const Outcome memory = run({"--memory", "--action=delete"});
-    victim.kill();
-    victim.waitForFinished();
-    QCOMPARE(memory.code, 1);
-    QVERIFY2(memory.out.contains("PID: " + name + " INFECTED [Vardo.Marker]"), memory.out.constData());
-    QVERIFY(QFile::exists(place.home.path("tree/running"))); // processes are only reported
-}
+    void unusableService()
+    {
+        Place place;
+        place.write("clean", "harmless");
+        QVERIFY(QDir(place.home.path("signatures")).removeRecursively());
+        const Outcome outcome = place.run({"--log"});
+        QCOMPARE(outcome.code, 2);
+        QCOMPARE(outcome.out, Bytes());
+        QVERIFY(outcome.err.startsWith("vardoscan: "));
+        const Bytes log = place.takeLog();
+        QVERIFY2(log.endsWith("\n\nSCAN ERROR: " + outcome.err.mid(11)), log.constData());
+    }
+
+    void logs_data()
+    {
+        QTest::addColumn<QString>("location");
+        QTest::addColumn<Bytes>("text"); // behind the switches
+        const Bytes found = "TREE/b.zip=>in INFECTED [Vardo.Marker]\n";
+        const Bytes all = "Scanning directory TREE\nTREE/a CLEAN\n";
+        QTest::newRow("--log") << "logs"
+                               << "Scan action\t\t\t: Log only\nLog level\t\t\t: 3\n\n" + all + found;
+        QTest::newRow("--log-level=minimum")
+            << "logs" << Bytes("Scan action\t\t\t: Log only\nLog level\t\t\t: 1\n\n");
+        QTest::newRow("--log-level=infected --log=%/else")
+            << "else"
+            << "Scan action\t\t\t: Log only\nLog level\t\t\t: 2\n\n" + found;
+        QTest::newRow("--log --action=rename --rename-extension=vir")
+            << "logs"
+            << "Scan action\t\t\t: Rename\nRename path\t\t\t: vir\nLog level\t\t\t: 3\n\n" + all +
+                   "TREE/b.zip RENAMED [Vardo.Marker] (now named b.zip.vir; found in in)\n";
+    }
+
+    /// As the window does, whose tests have the whole text.
+    void logs()
+    {
+        QFETCH(QString, location);
+        QFETCH(Bytes, text);
+        Place place;
+        QDir(place.home.path("")).mkdir("else");
+        place.configure("[Log]\nLevel=all\n");
+        place.write("a", "harmless");
+        place.write("b.zip", ZipWriter::single("in", ServiceHome::marker()));
+        QCOMPARE(place.run(place.options() + QStringList{"--quiet"}).out, Bytes());
+        const Bytes log = place.takeLog(location);
+        const Bytes statistics = "--------------------Scan Statistics--------------------\n"
+                                 "Scanned directories\t\t1\n"
+                                 "Scanned objects\t\t\t2\n";
+        QVERIFY2(log.startsWith("*****") && log.endsWith("-----\n"), log.constData());
+        QVERIFY2(log.contains("Cross file system\t\t: No\n" + text + statistics), log.constData());
+    }
+
+    void logThatCannotBeWritten()
+    {
+        Place place;
+        place.write("clean", "harmless");
+        const Outcome outcome = place.run({"--log=/proc"});
+        QCOMPARE(outcome.code, 2);
+        QCOMPARE(outcome.err, Bytes("vardoscan: cannot write a scan log\n"));
+        QVERIFY(outcome.out.contains("Clean objects        1\n")); // but scanned it is
+    }
+
+    void printsLines()
+    {
+        Place place;
+        place.write("a clean one", "harmless");
+        place.write("bad", ServiceHome::testFile());
+        place.write("c.zip", ZipWriter::single("letter.txt", ServiceHome::marker()));
+        const Bytes tree = place.tree();
+        const Bytes summary = "\nScanned directories  1\nScanned objects      3\nClean objects        1\n"
+                              "Infected objects     2\nTime ";
+        const Bytes found = tree + "/bad INFECTED [Vardo-Test-File]\n" + tree +
+                            "/c.zip=>letter.txt INFECTED [Vardo.Marker]\n";
+        const Outcome outcome = place.run();
+        QVERIFY2(outcome.out.startsWith(found + summary), outcome.out.constData());
+        QCOMPARE(outcome.err, Bytes()); // no progress without a terminal
+        const Outcome all = place.run({"--all"});
+        QVERIFY2(all.out.startsWith(tree + "/a clean one CLEAN\n" + found + summary), all.out.constData());
+    }
+
+    void jsonCarriesAnyName()
+    {
+        const Lines names{"line\nfeed",
+                          "\"quoted\"",
+                          "back\\slash",
+                          "a.zip=>b",
+                          "\xff\xfe broken",
+                          "\xc0\xaf",
+                          "\xed\xa0\x80",
+                          "tab\tand\x01",
+                          "\x1b]0;title\x07",
+                          "\xc2\x9b"
+                          "31m",
+                          "\xe2\x80\xae"
+                          "x",
+                          "\xf0\x9f\x98\x80"};
+        Place place;
+        for (const Bytes& name : names)
+            place.write(name, ServiceHome::marker());
+        const Outcome outcome = place.run({"--json"});
+        QCOMPARE(outcome.code, 1);
+        QVERIFY(printable(outcome.out));
+
+        Lines found;
+        Lines lines = outcome.lines();
+        QCOMPARE(lines.takeLast(), Bytes());
+        const QJsonObject summary = QJsonDocument::fromJson(lines.takeLast()).object();
+        for (const Bytes& line : lines) {
+            QJsonParseError error;
+            const QJsonObject object = QJsonDocument::fromJson(line, &error).object();
+            QVERIFY2(error.error == QJsonParseError::NoError, line.constData());
+            QCOMPARE(object["type"].toString(), QString("file"));
+            QCOMPARE(object["status"].toString(), QString("INFECTED"));
+            QCOMPARE(object["virus"].toString(), QString("Vardo.Marker"));
+            const Bytes name = object.contains("name_bytes")
+                                   ? Bytes::fromHex(object["name_bytes"].toString().toLatin1())
+                                   : object["name"].toString().toUtf8();
+            found.append(name.mid(place.tree().size() + 1));
+        }
+        Lines wanted = names;
+        std::sort(wanted.begin(), wanted.end());
+        QCOMPARE(found, wanted);
+        QCOMPARE(summary["type"].toString(), QString("summary"));
+        QCOMPARE(summary["complete"], QJsonValue(true));
+        QCOMPARE(summary["infected"].toInt(), int(names.size()));
+    }
+
+    void namesCannotSteerTheTerminal()
+    {
+        Place place;
+        place.write("\x1b]0;owned\x07\r\xc2\x9b"
+                    "2J\xe2\x80\xae\xff x",
+                    ServiceHome::marker());
+        place.write("inner.zip", ZipWriter::single("\x1b[2J\nz", ServiceHome::marker()));
+
+        const base::UniqueFd terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+        QVERIFY(terminal && ::grantpt(terminal.get()) == 0 && ::unlockpt(terminal.get()) == 0);
+        QProcess process;
+        process.setStandardErrorFile(::ptsname(terminal.get()));
+        process.start(VARDOSCAN, place.arguments({place.home.path("tree")}));
+        QVERIFY(process.waitForStarted());
+        const base::UniqueFd held(::open(::ptsname(terminal.get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+        const Outcome outcome = wait(process);
+        Bytes progress(65536, '\0');
+        progress.resize(
+            std::max<ssize_t>(::read(terminal.get(), progress.data(), std::size_t(progress.size())), 0));
+
+        QCOMPARE(outcome.code, 1);
+        const Bytes name = place.tree() + "/\\x1B]0;owned\\x07\\x0D\\xC2\\x9B2J\\xE2\\x80\\xAE\\xFF x";
+        QVERIFY2(outcome.out.contains(name + " INFECTED"), outcome.out.constData());
+        QVERIFY2(outcome.out.contains("inner.zip=>\\x1B[2J\\x0Az INFECTED"), outcome.out.constData());
+        QVERIFY(printable(outcome.out));
+        QVERIFY(progress.contains(" objects, "));
+        QVERIFY(progress.endsWith("\r\x1b[K")); // and leaves a clean line
+        QVERIFY(printable(progress.replace("\r\x1b[K", "")));
+    }
+
+    void actions_data()
+    {
+        QTest::addColumn<QString>("word");
+        QTest::addColumn<QString>("now"); // where the file is, from the home
+        const char* rows[][3] = {
+            {"--action=log", "INFECTED", "tree/bad"},
+            {"--action=delete", "DELETED", ""},
+            {"--action=rename", "RENAMED", "tree/bad.qst"},
+            {"--action=rename --rename-extension=vir", "RENAMED", "tree/bad.vir"},
+            {"--action=quarantine", "QUARANTINED", "quarantine/bad"},
+            {"--action=quarantine --quarantine-dir=%/jail", "QUARANTINED", "jail/bad"},
+        };
+        for (const auto& row : rows)
+            QTest::newRow(row[0]) << row[1] << row[2];
+    }
+
+    void actions()
+    {
+        QFETCH(QString, word);
+        QFETCH(QString, now);
+        Place place;
+        place.write("bad", ServiceHome::marker());
+        place.write("good", "harmless");
+        const Outcome outcome = place.run(place.options());
+        QCOMPARE(outcome.code, 1);
+        QVERIFY2(outcome.out.startsWith(place.tree() + "/bad " + word.toLatin1() + " [Vardo.Marker]"),
+                 outcome.out.constData());
+        QCOMPARE(QFile::exists(place.home.path("tree/bad")), now == "tree/bad");
+        QVERIFY(QFile::exists(place.home.path("tree/good")));
+        if (!now.isEmpty()) {
+            QFile moved(place.home.path(now));
+            QVERIFY(moved.open(QIODevice::ReadOnly));
+            QCOMPARE(moved.readAll(), ServiceHome::marker());
+        }
+        QCOMPARE(place.run().code, now.startsWith("tree") ? 1 : 0);
+    }
+
+    void neverTheConfiguredAction()
+    {
+        Place place;
+        place.configure("Action=delete\nScanArchives=no\n");
+        place.write("bad", ServiceHome::marker());
+        place.write("c.zip", ZipWriter::single("letter.txt", Bytes(2000, 'x') + ServiceHome::marker()));
+        QCOMPARE(place.run().objects(place.tree()), Lines{"bad INFECTED [Vardo.Marker]"});
+        QCOMPARE(place.run({"--archives"}).objects(place.tree()).size(), 2); // while the rest of it counts
+        QVERIFY(QFile::exists(place.home.path("tree/bad")));
+    }
+
+    void switches_data()
+    {
+        QTest::addColumn<Bytes>("found");
+        const std::pair<const char*, const char*> rows[] = {
+            {"", "a.exe b.zip=>in c.eml=>x.bin dir/d.txt"},
+            {"--no-archives", "a.exe c.eml=>x.bin dir/d.txt"},
+            {"--no-mails", "a.exe b.zip=>in dir/d.txt"},
+            {"--no-archives --no-mails --archives", "a.exe b.zip=>in dir/d.txt"}, // the later one holds
+            {"--no-recursive", "a.exe b.zip=>in c.eml=>x.bin"},
+            {"--max-depth=0", "a.exe b.zip=>in c.eml=>x.bin"},
+            {"--include=exe --include=txt", "a.exe dir/d.txt"},
+            {"--exclude=exe,zip", "c.eml=>x.bin dir/d.txt"},
+            {"--exclude-dir=%/tree/dir", "a.exe b.zip=>in c.eml=>x.bin"},
+            {"--max-size=1K --no-mails", "a.exe b.zip=>in"},
+            {"--follow-links --include=out", "link/e.out"},
+        };
+        for (const auto& [options, found] : rows)
+            QTest::newRow(options) << Bytes(found);
+    }
+
+    void switches()
+    {
+        QFETCH(Bytes, found);
+        Place place;
+        const Bytes marked = Bytes(2000, 'x') + ServiceHome::marker();
+        QVERIFY(QDir(place.home.path("")).mkpath("tree/dir") && QDir(place.home.path("")).mkdir("outside"));
+        place.write("a.exe", ServiceHome::marker());
+        place.write("b.zip", ZipWriter::single("in", marked));
+        place.write("c.eml", mailWith(marked));
+        place.write("dir/d.txt", marked);
+        place.write("../outside/e.out", ServiceHome::marker());
+        QVERIFY(QFile::link("../outside", place.home.path("tree/link")));
+        QVERIFY(QFile::link("..", place.home.path("tree/dir/loop")));
+        Lines lines;
+        for (const Bytes& name : found.split(' '))
+            lines.append(name + " INFECTED [Vardo.Marker]");
+        QCOMPARE(place.run(place.options()).objects(place.tree()), lines);
+    }
+
+    void stops_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("while the service loads") << SIGINT;
+        QTest::newRow("in the middle") << SIGTERM;
+    }
+
+    void stops()
+    {
+        QFETCH(int, signal);
+        const bool loading = signal == SIGINT;
+        Place place;
+        place.writeMany();
+        QVERIFY(place.home.start() > 0);
+        if (loading)
+            ::kill(place.home.pid(), SIGSTOP);
+        QProcess process;
+        process.start(VARDOSCAN, place.arguments({"--log", "--all", "--json", place.home.path("tree")}));
+        QVERIFY(process.waitForStarted());
+        // Output that nobody takes away holds the scan up.
+        QVERIFY(loading || process.waitForReadyRead());
+        QTRY_VERIFY(catchesInterrupts(process.processId()));
+        ::kill(pid_t(process.processId()), signal);
+        const Outcome outcome = wait(process);
+        ::kill(place.home.pid(), SIGCONT);
+        QCOMPARE(outcome.code, 2);
+        QVERIFY(place.takeLog().endsWith("\nScan cancelled before completion\n"));
+        if (loading) {
+            QCOMPARE(outcome.err, Bytes("vardoscan: interrupted\n"));
+            return;
+        }
+        Lines lines = outcome.lines();
+        QCOMPARE(lines.takeLast(), Bytes());
+        for (const Bytes& line : lines)
+            QVERIFY2(!QJsonDocument::fromJson(line).isNull(), line.constData());
+        QCOMPARE(QJsonDocument::fromJson(lines.last()).object()["complete"], QJsonValue(false));
+        QVERIFY(lines.size() > 1 && lines.size() < Place::many);
+    }
+
+    void stopsWhenNobodyReads()
+    {
+        Place place;
+        place.writeMany();
+        QProcess process;
+        QProcess reader;
+        process.setStandardOutputProcess(&reader);
+        process.start(VARDOSCAN, place.arguments({"--log", "--all", place.home.path("tree")}));
+        reader.start("head", {"-n", "1"});
+        QCOMPARE(wait(process).code, 2);
+        QVERIFY(place.takeLog().endsWith("\nScan cancelled before completion\n"));
+        QVERIFY(reader.waitForFinished());
+    }
+
+    void findsTheTestFile()
+    {
+        Place place;
+        place.home.paths().signatureDirs = {SIGNATURES};
+        place.home.writeConfiguration();
+        const Bytes test = ServiceHome::testFile();
+        place.write("plain", test);
+        place.write("twice.zip", ZipWriter::single("in.zip", ZipWriter::single("test.com", test)));
+        place.write("mail.eml", mailWith(test));
+        place.write("document", "They agreed on the string " + test + " for tests.\n");
+        const Bytes found = " INFECTED [Eicar-Test-Signature]";
+        QCOMPARE(place.run().objects(place.tree()),
+                 (Lines{"mail.eml=>x.bin" + found, "plain" + found, "twice.zip=>in.zip=>test.com" + found}));
+    }
+
+    void findsEverySample()
+    {
+        const QStringList samples = QDir(sampleDirectory).entryList(QDir::Files);
+        if (samples.isEmpty())
+            QSKIP("the package clamav-testfiles is not installed");
+        Place place;
+        place.home.paths().signatureDirs = {SIGNATURES};
+        place.home.writeConfiguration();
+        const Outcome outcome = place.run({sampleDirectory}, true);
+        QCOMPARE(outcome.code, 1);
+        for (const QString& sample : samples)
+            QCOMPARE(outcome.out.count(QFile::encodeName("/" + sample) + " INFECTED [") +
+                         outcome.out.count(QFile::encodeName("/" + sample) + "=>"),
+                     1);
+    }
+
+    /// Files and processes of an ordinary user, whose service is none of root's.
+    void servesOrdinaryUsers()
+    {
+        Place place;
+        place.write("bad", ServiceHome::marker());
+        place.write("secret", ServiceHome::marker());
+        // A copy of the product in a place that the user can reach.
+        const QList<std::pair<QString, QString>> copies{{VARDOSCAN, "usr/bin/vardoscan"},
+                                                        {LIBVARDO, "usr/lib/libvardo.so"},
+                                                        {QSAVD, "sbin/qsavd"},
+                                                        {"/bin/sleep", "tree/running"}};
+        for (const auto& [from, to] : copies) {
+            QVERIFY(QDir(place.home.path("")).mkpath(QFileInfo(to).path()));
+            QVERIFY(QFile::copy(QFileInfo(from).canonicalFilePath(), place.home.path(to)));
+        }
+        QFile program(place.home.path("tree/running"));
+        QVERIFY(program.open(QIODevice::Append) && program.write(ServiceHome::marker()) > 0);
+        program.close();
+        QStringList become;
+        if (::geteuid() == 0) {
+            const QString user = QString::number(ordinaryUser);
+            become = QStringList{"/usr/bin/setpriv", "--reuid", user, "--regid", user, "--clear-groups"};
+            QProcess chown;
+            chown.start("chown", {"-R", user + ":" + user, place.home.path("")});
+            QCOMPARE(wait(chown).code, 0);
+        }
+        QVERIFY(QFile::setPermissions(place.home.path("tree/secret"), {}));
+        const auto run = [&](QStringList arguments) {
+            arguments =
+                become + QStringList{place.home.path("usr/bin/vardoscan")} + place.arguments(arguments);
+            QProcess process;
+            process.start(arguments.takeFirst(), arguments);
+            return wait(process);
+        };
+        const Outcome files = run({place.home.path("tree")});
+        QCOMPARE(files.err, Bytes());
+        QCOMPARE(files.objects(place.tree()),
+                 (Lines{"bad INFECTED [Vardo.Marker]", "running INFECTED [Vardo.Marker]",
+                        "secret ERROR (Permission denied)"}));
+        QCOMPARE(files.code, 1);
+
+        QProcess victim;
+        QStringList command = become + QStringList{place.home.path("tree/running"), "60"};
+        victim.start(command.takeFirst(), command);
+        QVERIFY(victim.waitForStarted());
+        const QString link = QString("/proc/%1/exe").arg(victim.processId());
+        QTRY_COMPARE(QFile::symLinkTarget(link), place.home.path("tree/running"));
+        const Bytes name = Bytes::number(victim.processId()) + " " + QFile::encodeName(program.fileName());
+        const Outcome memory = run({"--memory", "--action=delete"});
+        victim.kill();
+        victim.waitForFinished();
+        QCOMPARE(memory.code, 1);
+        QVERIFY2(memory.out.contains("PID: " + name + " INFECTED [Vardo.Marker]"), memory.out.constData());
+        QVERIFY(QFile::exists(place.home.path("tree/running"))); // processes are only reported
+    }
+};
 
 QTEST_GUILESS_MAIN(TestVardoscan)
 #include "tst_vardoscan.moc"
