@@ -7,11 +7,15 @@
 
 namespace {
 
-/// A line of more bytes goes on in the next row, so that no picture has to lay out a text without end.
-constexpr qint64 longestRowBytes = 8192;
+/// A line of more bytes, which is more than any path has, goes on in the next row, so that no picture has to
+/// lay out a text without end.
+constexpr qint64 longestRowBytes = 4096;
 constexpr qint64 longestLineEnd = 2;
 constexpr int landmarkDistance = 64;
 constexpr qint64 pageSize = 256 * 1024;
+/// How much indexMore() does: so many bytes, where each row counts as some more.
+constexpr qint64 indexedAtOnce = 2 << 20;
+constexpr qint64 costOfRow = 64;
 
 bool isContinuation(char byte)
 {
@@ -28,16 +32,11 @@ qsizetype characterLength(QByteArrayView rest)
 
 } // namespace
 
-int TextRows::Row::placeOf(qint64 offset) const
-{
-    return static_cast<int>(std::lower_bound(offsets.begin(), offsets.end(), offset) - offsets.begin());
-}
-
 void TextRows::append(const QByteArray& bytes)
 {
     memory_.append(bytes);
     size_ = memory_.size();
-    indexMore(std::numeric_limits<qint64>::max());
+    ended_ = false;
 }
 
 void TextRows::setFile(std::unique_ptr<QFile> file)
@@ -52,10 +51,9 @@ void TextRows::clear()
     *this = TextRows(encoding_);
 }
 
-bool TextRows::indexMore(qint64 budget)
+bool TextRows::indexMore()
 {
-    const qint64 begin = tail_;
-    while (tail_ - begin < budget) {
+    for (qint64 spent = 0; spent < indexedAtOnce; spent += costOfRow) {
         const qint64 end = endOfRow(tail_);
         ended_ = end < 0 || complete_ == std::numeric_limits<int>::max() - 1;
         if (ended_)
@@ -64,6 +62,7 @@ bool TextRows::indexMore(qint64 budget)
             longestBytes_ = end - tail_;
             longestRow_ = complete_;
         }
+        spent += end - tail_;
         tail_ = end;
         if (++complete_ % landmarkDistance == 0)
             landmarks_.push_back(tail_);
@@ -99,25 +98,12 @@ qint64 TextRows::startOfRow(int row) const
     return start < 0 ? size_ : start;
 }
 
-std::vector<TextRows::Row> TextRows::rows(int first, int wanted) const
+TextRows::Row TextRows::row(int number) const
 {
-    std::vector<Row> found;
-    const int last = std::min(count(), first + wanted);
-    if (first >= last)
-        return found;
-    qint64 start = startOfRow(first);
-    for (int row = first; row < last; ++row) {
-        const qint64 next = endOfRow(start);
-        const qint64 end = next < 0 ? size_ : next;
-        found.push_back(shown(start, end));
-        start = end;
-    }
-    return found;
-}
-
-TextRows::Row TextRows::shown(qint64 start, qint64 end) const
-{
-    QByteArrayView row = view(start, std::min(end - start, longestRowBytes + longestLineEnd));
+    const qint64 start = startOfRow(number);
+    const qint64 end = endOfRow(start);
+    QByteArrayView row =
+        view(start, std::min((end < 0 ? size_ : end) - start, longestRowBytes + longestLineEnd));
     if (row.endsWith('\n'))
         row.chop(1);
     if (row.endsWith('\r'))

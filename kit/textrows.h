@@ -25,8 +25,6 @@ class TextRows
     {
         QString text;
         std::vector<qint64> offsets;
-
-        int placeOf(qint64 offset) const;
     };
 
     explicit TextRows(Encoding encoding = Encoding::Utf8)
@@ -34,19 +32,20 @@ class TextRows
     {
     }
 
+    /// Adds to a text in memory. Its rows too are found by indexMore().
     void append(const QByteArray& bytes);
-    /// Takes an open file in the place of the text: its bytes as far as it reaches now. Its rows are found
-    /// by indexMore(). Should the file be cut short later, the rows that it loses are empty.
+    /// Takes an open file in the place of the text: its bytes as far as it reaches now. Should the file be
+    /// cut short later, the rows that it loses are empty.
     void setFile(std::unique_ptr<QFile> file);
     void clear();
 
-    /// Looks through about this many more bytes for rows. False once there is nothing left to look through.
-    bool indexMore(qint64 budget);
+    /// Looks for more rows, for some milliseconds. False once there is nothing left to look through.
+    bool indexMore();
 
     /// The rows found so far; an end of line at the very end of the text starts no further one.
     int count() const;
-    /// The rows from `first` on, `wanted` of them if there are as many.
-    std::vector<Row> rows(int first, int wanted) const;
+    /// One of them; empty beyond the last.
+    Row row(int number) const;
     /// The row with most bytes, a fair guess at the widest.
     int longest() const { return longestRow_; }
 
@@ -59,7 +58,6 @@ class TextRows
     QByteArrayView view(qint64 from, qint64 length) const;
     qint64 endOfRow(qint64 start) const;
     qint64 startOfRow(int row) const;
-    Row shown(qint64 start, qint64 end) const;
 
     Encoding encoding_;
     QByteArray memory_;

@@ -19,10 +19,24 @@ constexpr int pictureInterval = 16; // milliseconds: 60 pictures a second
 constexpr int dragScrollInterval = 50;
 constexpr int margin = 3;
 constexpr int tabColumns = 8;
-constexpr qint64 indexedAtOnce = 2 << 20; // bytes, some milliseconds
 constexpr qint64 longestCopy = 64 << 20;
 
 } // namespace
+
+/// A row of the text that is ready to be painted.
+struct VTextPane::LaidRow
+{
+    int number;
+    bool final; ///< Whatever is added, the row stays as it is.
+    std::vector<qint64> offsets;
+    std::unique_ptr<QTextLayout> layout;
+
+    /// Where in the row's text the byte at `offset` of the whole text is shown.
+    int placeOf(qint64 offset) const
+    {
+        return static_cast<int>(std::ranges::lower_bound(offsets, offset) - offsets.begin());
+    }
+};
 
 VTextPane::VTextPane(QWidget* parent, const char* name, TextRows::Encoding encoding)
     : QAbstractScrollArea(parent)
@@ -34,9 +48,13 @@ VTextPane::VTextPane(QWidget* parent, const char* name, TextRows::Encoding encod
     verticalScrollBar()->setSingleStep(1);
 }
 
+VTextPane::~VTextPane() = default;
+
 void VTextPane::append(const QByteArray& bytes)
 {
     rows.append(bytes);
+    if (!indexTimer.isActive() && rows.indexMore())
+        indexTimer.start(0, this);
     scheduleRefresh();
 }
 
@@ -44,7 +62,7 @@ void VTextPane::setFile(std::unique_ptr<QFile> file)
 {
     clear();
     rows.setFile(std::move(file));
-    rows.indexMore(indexedAtOnce);
+    rows.indexMore();
     indexTimer.start(0, this);
     scheduleRefresh();
 }
@@ -53,6 +71,7 @@ void VTextPane::clear()
 {
     indexTimer.stop();
     rows.clear();
+    laidRows.clear();
     widest = 0;
     measuredLongest = -1;
     anchor = cursor = 0;
@@ -121,31 +140,46 @@ void VTextPane::refresh()
 /// measured: there may be a million.
 void VTextPane::measure()
 {
-    std::vector<TextRows::Row> measured = rows.rows(verticalScrollBar()->value(), rowsInView() + 1);
+    const auto take = [this](const LaidRow& row) {
+        widest = std::max(widest, qCeil(row.layout->lineAt(0).naturalTextWidth()));
+    };
+    std::ranges::for_each(layOutView(), take);
     if (rows.longest() != std::exchange(measuredLongest, rows.longest()))
-        std::ranges::move(rows.rows(rows.longest(), 1), std::back_inserter(measured));
-    for (const TextRows::Row& row : measured) {
-        QTextLayout layout(row.text);
-        layOut(layout);
-        widest = std::max(widest, qCeil(layout.lineAt(0).naturalTextWidth()));
-    }
+        take(layOut(rows.longest()));
     QScrollBar* bar = horizontalScrollBar();
     bar->setSingleStep(fontMetrics().averageCharWidth() * 4);
     bar->setPageStep(viewport()->width());
     bar->setRange(0, std::max(0, widest + 2 * margin - viewport()->width()));
 }
 
-void VTextPane::layOut(QTextLayout& layout) const
+VTextPane::LaidRow VTextPane::layOut(int number) const
 {
+    TextRows::Row row = rows.row(number);
+    auto layout = std::make_unique<QTextLayout>(row.text, font());
     QTextOption option;
     option.setWrapMode(QTextOption::NoWrap);
     option.setTextDirection(Qt::LeftToRight);
     option.setTabStopDistance(tabColumns * fontMetrics().horizontalAdvance(QLatin1Char('x')));
-    layout.setTextOption(option);
-    layout.setFont(font());
-    layout.beginLayout();
-    layout.createLine().setLineWidth(QWIDGETSIZE_MAX);
-    layout.endLayout();
+    layout->setTextOption(option);
+    layout->setCacheEnabled(true);
+    layout->beginLayout();
+    layout->createLine().setLineWidth(QWIDGETSIZE_MAX);
+    layout->endLayout();
+    return {number, number + 1 < lineCount(), std::move(row.offsets), std::move(layout)};
+}
+
+/// Lays out the rows that have come into view, which takes time where a line is long and strange.
+const std::vector<VTextPane::LaidRow>& VTextPane::layOutView()
+{
+    std::vector<LaidRow> before = std::exchange(laidRows, {});
+    const int first = verticalScrollBar()->value();
+    const int end = std::min(first + rowsInView() + 1, lineCount());
+    for (int number = first; number < end; ++number) {
+        const auto known = std::ranges::find(before, number, &LaidRow::number);
+        const bool stays = known != before.end() && known->final;
+        laidRows.push_back(stays ? std::move(*known) : layOut(number));
+    }
+    return laidRows;
 }
 
 void VTextPane::paintEvent(QPaintEvent*)
@@ -158,13 +192,11 @@ void VTextPane::paintEvent(QPaintEvent*)
     selection.format.setForeground(palette().brush(QPalette::HighlightedText));
 
     QPoint place(margin - horizontalScrollBar()->value(), margin);
-    for (const TextRows::Row& row : rows.rows(verticalScrollBar()->value(), rowsInView() + 1)) {
+    for (const LaidRow& row : layOutView()) {
         selection.start = row.placeOf(from);
         selection.length = row.placeOf(to) - selection.start;
-        QTextLayout layout(row.text);
-        layOut(layout);
-        layout.draw(&painter, place,
-                    selection.length > 0 ? QList{selection} : QList<QTextLayout::FormatRange>{});
+        row.layout->draw(&painter, place,
+                         selection.length > 0 ? QList{selection} : QList<QTextLayout::FormatRange>{});
         place.ry() += rowHeight();
     }
 }
@@ -191,6 +223,7 @@ void VTextPane::changeEvent(QEvent* event)
 {
     QAbstractScrollArea::changeEvent(event);
     if (event->type() == QEvent::FontChange) {
+        laidRows.clear();
         widest = 0;
         measuredLongest = -1;
         refresh();
@@ -203,7 +236,7 @@ void VTextPane::timerEvent(QTimerEvent* event)
         repaintTimer.stop();
         refresh();
     } else if (event->timerId() == indexTimer.timerId()) {
-        if (!rows.indexMore(indexedAtOnce))
+        if (!rows.indexMore())
             indexTimer.stop();
         scheduleRefresh();
     } else if (event->timerId() == dragTimer.timerId()) {
@@ -231,13 +264,11 @@ qint64 VTextPane::offsetAt(QPoint position) const
     const int row = verticalScrollBar()->value() + qFloor(double(position.y() - margin) / rowHeight());
     if (row < 0)
         return 0;
-    const std::vector<TextRows::Row> shown = rows.rows(row, 1);
-    if (shown.empty())
+    if (row >= lineCount())
         return rows.size();
-    QTextLayout layout(shown.front().text);
-    layOut(layout);
+    const LaidRow laid = layOut(row);
     const int x = position.x() - margin + horizontalScrollBar()->value();
-    return shown.front().offsets[static_cast<std::size_t>(layout.lineAt(0).xToCursor(x))];
+    return laid.offsets[static_cast<std::size_t>(laid.layout->lineAt(0).xToCursor(x))];
 }
 
 void VTextPane::selectTo(QPoint position)

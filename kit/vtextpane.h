@@ -7,7 +7,8 @@
 #include <QByteArray>
 #include <QString>
 
-class QTextLayout;
+#include <memory>
+#include <vector>
 
 /// A read-only pane for long, growing plain texts such as logs.
 ///
@@ -21,6 +22,7 @@ class VTextPane : public QAbstractScrollArea
   public:
     explicit VTextPane(QWidget* parent, const char* name = nullptr,
                        TextRows::Encoding encoding = TextRows::Encoding::Utf8);
+    ~VTextPane() override;
 
     /// Adds exactly `bytes`; a line ends where the text says so.
     void append(const QByteArray& bytes);
@@ -57,18 +59,22 @@ class VTextPane : public QAbstractScrollArea
     void contextMenuEvent(QContextMenuEvent* event) override;
 
   private:
+    struct LaidRow;
+
     int rowHeight() const;
     int rowsInView() const;
     bool canCopy() const;
     void scheduleRefresh();
     void refresh();
     void measure();
-    void layOut(QTextLayout& layout) const;
+    LaidRow layOut(int row) const;
+    const std::vector<LaidRow>& layOutView();
     qint64 offsetAt(QPoint position) const;
     void selectTo(QPoint position);
     void scrollSelection();
 
     TextRows rows;
+    std::vector<LaidRow> laidRows; ///< Those that were last in view.
     bool followsEnd = true;
     int widest = 0;           ///< Pixels of the widest row measured so far.
     int measuredLongest = -1; ///< The row with most bytes when it was last measured.
