@@ -8,12 +8,11 @@
 #include <QTest>
 #include <QTextDocumentFragment>
 
-void MainWindowTest::openWindow()
+void MainWindowTest::showWindow(const char* conf)
 {
-    scriptedEngine().clearJournal();
-    engine = std::make_unique<Vardo>("/none");
+    engine = std::make_unique<Vardo>(conf);
     window = std::make_unique<VMainWidget>(nullptr, nullptr, FRAMELESS_FLAGS);
-    window->setValues(qApp, "/none", engine.get());
+    window->setValues(qApp, conf, engine.get());
     window->setGeometry(30, 20, 724, 564);
     window->setFixedSize(724, 564);
     window->makeWidgetRound(3, 3);
@@ -48,21 +47,12 @@ QString MainWindowTest::title() const
     return QTextDocumentFragment::fromHtml(find<QLabel>("lblSelectedMenu")->text()).toPlainText();
 }
 
-namespace {
-
-QStringList toList(const std::vector<std::string>& lines)
+QStringList MainWindowTest::toList(const std::vector<std::string>& lines)
 {
     QStringList list;
     for (const std::string& line : lines)
         list << QString::fromStdString(line);
     return list;
-}
-
-} // namespace
-
-QStringList MainWindowTest::changes()
-{
-    return toList(scriptedEngine().changes());
 }
 
 QStringList MainWindowTest::commands()

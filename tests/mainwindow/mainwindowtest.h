@@ -11,12 +11,18 @@
 
 #include <memory>
 
-/// A test of the main window on the scripted engine and a fresh installation.
+/// A test of the main window on a fresh installation: on the scripted engine with openWindow and changes,
+/// on any other without them.
 class MainWindowTest : public QObject
 {
   protected:
     /// Shows a new window and waits for the end of the click it makes on its own scan button.
-    void openWindow();
+    void showWindow(const char* conf);
+    void openWindow()
+    {
+        scriptedEngine().clearJournal();
+        showWindow("/none");
+    }
     void closeWindow();
 
     /// The window's widget of that name; a test without it ends at once.
@@ -39,9 +45,11 @@ class MainWindowTest : public QObject
     QString title() const;
 
     /// The engine's calls so far that change something.
-    static QStringList changes();
+    static QStringList changes() { return toList(scriptedEngine().changes()); }
     /// What the stand-ins of the commands were asked.
     static QStringList commands();
+
+    static QStringList toList(const std::vector<std::string>& lines);
 
     std::unique_ptr<Vardo> engine;
     std::unique_ptr<VMainWidget> window;

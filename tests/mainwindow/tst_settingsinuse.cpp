@@ -1,20 +1,16 @@
+#include "tests/mainwindow/mainwindowtest.h"
+
 #include "engine/vardo.h"
-#include "kit/framelessflags.h"
-#include "mainwindow/vmainwidget.h"
 #include "shell/paths.h"
 #include "shell/userconf.h"
 #include "tests/qsavd/zipwriter.h"
-#include "tests/support/modalboxes.h"
-#include "tests/support/sandbox.h"
 
-#include <QAbstractButton>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFileDialog>
 #include <QGroupBox>
 #include <QLineEdit>
-#include <QStackedWidget>
 #include <QTest>
 
 #include <filesystem>
@@ -46,7 +42,7 @@ QByteArray sample(const char* name)
 
 /// The page of the scan settings on the real engine: what a choice there comes to. The service cannot
 /// scan for root where there is no other user, so root's run is about the files alone.
-class TestSettingsInUse : public QObject
+class TestSettingsInUse : public MainWindowTest
 {
     Q_OBJECT
 
@@ -54,27 +50,6 @@ class TestSettingsInUse : public QObject
     const fs::path tree = home / "tree";
     const fs::path conf = TEST_USER ? home / ".vardo/vardo.conf" : fs::path(paths::vardoConf);
     std::string shared; ///< what the shared file held at first
-    std::unique_ptr<Vardo> engine;
-    std::unique_ptr<VMainWidget> window;
-    std::unique_ptr<ModalBoxes> boxes;
-
-    template <class Widget>
-    Widget* find(const char* name) const
-    {
-        auto* widget = window->findChild<Widget*>(QLatin1StringView(name));
-        if (!widget)
-            qFatal("no widget %s", name);
-        return widget;
-    }
-
-    bool isOn(const char* name) const { return find<QAbstractButton>(name)->isChecked(); }
-
-    void click(const char* name)
-    {
-        auto* button = find<QAbstractButton>(name);
-        QVERIFY2(button->isVisible() && button->isEnabled(), name);
-        QTest::mouseClick(button, Qt::LeftButton, {}, {8, button->height() / 2});
-    }
 
     void save()
     {
@@ -103,22 +78,11 @@ class TestSettingsInUse : public QObject
             const std::unique_ptr<char, decltype(&free)> made(createUserConf(), free);
             QCOMPARE(made.get(), conf.c_str());
         }
-        engine = std::make_unique<Vardo>(conf.c_str());
-        window = std::make_unique<VMainWidget>(nullptr, nullptr, FRAMELESS_FLAGS);
-        window->setValues(qApp, conf.c_str(), engine.get());
-        window->setFixedSize(724, 564);
-        window->show();
-        boxes = std::make_unique<ModalBoxes>();
-        QTRY_VERIFY(!find<QAbstractButton>("btnScan")->isDown());
+        showWindow(conf.c_str());
         click("lnkScanSetting");
     }
 
-    void cleanup()
-    {
-        boxes.reset();
-        window.reset();
-        engine.reset();
-    }
+    void cleanup() { closeWindow(); }
 
     void whoseFileIsSaved()
     {
@@ -169,7 +133,6 @@ class TestSettingsInUse : public QObject
     void hostileConfigurations()
     {
         QFETCH(std::function<void()>, make);
-        const auto* pages = find<QStackedWidget>("wgtstkMain");
         click("btnScan");
         make();
         click("lnkScanSetting");
@@ -179,9 +142,9 @@ class TestSettingsInUse : public QObject
         click("btnScan");
         QCOMPARE(boxes->texts(), QStringList({"Do you want to save the changes?",
                                               "Error saving Vardo configuration. Try later"}));
-        QCOMPARE(pages->currentIndex(), int(VMainWidget::ScanSettingPage));
+        QCOMPARE(page(), int(VMainWidget::ScanSettingPage));
         click("btnCancelScanSetting"); // the mark has gone: no more questions
-        QCOMPARE(pages->currentIndex(), int(VMainWidget::ScanPage));
+        QCOMPARE(page(), int(VMainWidget::ScanPage));
         fs::permissions(conf.parent_path(), fs::perms(0755));
     }
 
