@@ -156,10 +156,11 @@ void Quarantining::addNote(const std::string& name, const quarantine::Digest& co
         noteProblem_ = notes_.error().text;
         return;
     }
-    quarantine::dropRestoreNotes(directory_, name); // of an earlier file, deleted by now
+    timespec now = {};
+    ::clock_gettime(CLOCK_REALTIME, &now);
     base::Result<quarantine::NewFile> note =
         notes_.value().add({name, originOf(file_), virus_, content, status_.st_uid, status_.st_gid,
-                            status_.st_mode & 0777, status_.st_atim, status_.st_mtim, std::time(nullptr)});
+                            status_.st_mode & 0777, status_.st_atim, status_.st_mtim, now});
     noteProblem_ = note ? "" : note.error().text;
     if (note)
         note_ = std::move(note).value();

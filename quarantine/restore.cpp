@@ -108,7 +108,7 @@ std::optional<StoredNote> Restoration::chooseNote(const Digest& content) const
     std::optional<StoredNote> newest;
     for (StoredNote& stored : notes_.of(name_)) {
         if (stored.isAbout(status_) && stored.note.content == content &&
-            (!newest || stored.note.quarantined > newest->note.quarantined))
+            (!newest || stored.isNewerThan(newest->note)))
             newest = std::move(stored);
     }
     return newest;

@@ -15,7 +15,7 @@ namespace {
 
 constexpr char firstField[] = "Vardo restore note 1";
 constexpr std::size_t texts = 5;
-constexpr std::size_t numbers = 9;
+constexpr std::size_t numbers = 10;
 constexpr long nanoseconds = 1'000'000'000;
 
 /// Every field ends with a NUL, the one byte that no name holds.
@@ -53,7 +53,7 @@ std::string toText(const RestoreNote& note)
          {std::int64_t{note.content.size}, std::int64_t{note.owner}, std::int64_t{note.group},
           std::int64_t{note.mode}, std::int64_t{note.accessed.tv_sec}, std::int64_t{note.accessed.tv_nsec},
           std::int64_t{note.modified.tv_sec}, std::int64_t{note.modified.tv_nsec},
-          std::int64_t{note.quarantined}})
+          std::int64_t{note.quarantined.tv_sec}, std::int64_t{note.quarantined.tv_nsec}})
         text.append(std::to_string(number)).push_back('\0');
     return text;
 }
@@ -68,11 +68,12 @@ std::optional<RestoreNote> parseNote(std::string_view text)
         if (!takeNumber(fields[texts + i], number[i]))
             return std::nullopt;
     }
-    const auto [size, owner, group, mode, accessed, accessedPart, modified, modifiedPart, quarantined] =
-        number;
+    const auto [size, owner, group, mode, accessed, accessedPart, modified, modifiedPart, quarantined,
+                quarantinedPart] = number;
     constexpr std::int64_t mostId = std::numeric_limits<uid_t>::max();
     if (size < 0 || !inRange(owner, mostId) || !inRange(group, mostId) || !inRange(mode, 0777) ||
-        !inRange(accessedPart, nanoseconds - 1) || !inRange(modifiedPart, nanoseconds - 1))
+        !inRange(accessedPart, nanoseconds - 1) || !inRange(modifiedPart, nanoseconds - 1) ||
+        !inRange(quarantinedPart, nanoseconds - 1))
         return std::nullopt;
 
     RestoreNote note;
@@ -85,7 +86,7 @@ std::optional<RestoreNote> parseNote(std::string_view text)
     note.mode = static_cast<mode_t>(mode);
     note.accessed = {accessed, accessedPart};
     note.modified = {modified, modifiedPart};
-    note.quarantined = quarantined;
+    note.quarantined = {quarantined, quarantinedPart};
     return isPlainName(note.name) ? std::optional(std::move(note)) : std::nullopt;
 }
 

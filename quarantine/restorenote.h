@@ -23,7 +23,7 @@ struct RestoreNote
     mode_t mode = 0; ///< permission bits only: what was set-uid does not become so again
     timespec accessed = {};
     timespec modified = {};
-    std::time_t quarantined = 0; ///< when
+    timespec quarantined = {};
 };
 
 /// The note as it is stored. Any text may stand in it.

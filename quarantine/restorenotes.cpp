@@ -48,6 +48,12 @@ bool StoredNote::isAbout(const struct stat& file) const
            (author == 0 ? note.owner : author) == file.st_uid;
 }
 
+bool StoredNote::isNewerThan(const RestoreNote& other) const
+{
+    return std::pair(note.quarantined.tv_sec, note.quarantined.tv_nsec) >
+           std::pair(other.quarantined.tv_sec, other.quarantined.tv_nsec);
+}
+
 RestoreNotes::RestoreNotes(base::UniqueFd directory)
     : directory_(std::move(directory))
 {

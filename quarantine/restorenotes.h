@@ -23,6 +23,10 @@ struct StoredNote
     /// True when the note may be believed about the file that has its name and this status: it is root's
     /// or that of the file's owner. Whether the content is the same is left to be seen.
     bool isAbout(const struct stat& file) const;
+
+    /// True when it was made later. Of several notes about a file the newest one counts: the others are
+    /// about files that had its name before.
+    bool isNewerThan(const RestoreNote& other) const;
 };
 
 /// The notes about the files of one quarantine directory.

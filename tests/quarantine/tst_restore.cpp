@@ -61,7 +61,7 @@ class Place
             qFatal("cannot make %s", name.c_str());
     }
     /// A note of `author` about the file "bad" in quarantine, made first if there is none.
-    void quarantined(uid_t owner, uid_t author, const std::string& origin, std::time_t when = 1) const
+    void quarantined(uid_t owner, uid_t author, const std::string& origin, timespec when = {1, 2}) const
     {
         if (::access(path("quarantine/bad").c_str(), F_OK) != 0)
             file("quarantine/bad", owner);
@@ -140,8 +140,11 @@ const Case cases[] = {
      [](const Place& p) { p.file("quarantine/bad", ada, "INFECTED"); }},
     {"another owner by now", &ada, nullptr, "ada/bad", notKnown,
      [](const Place& p) { p.file("quarantine/bad", bob); }},
-    {"an older note too", &ada, nullptr, "ada/bad", "",
-     [](const Place& p) { p.quarantined(ada, 0, p.path("bob/bad"), 0); }},
+    {"older notes too", &ada, nullptr, "ada/bad", "",
+     [](const Place& p) {
+         for (int i = 0; i < 4; ++i)
+             p.quarantined(ada, 0, p.path("bob/bad"), {1, 1});
+     }},
     {"a link for a note", &ada, nullptr, "ada/bad", notNoted,
      [](const Place& p) {
          const std::string note = p.path("quarantine/.restore/" + p.list("quarantine/.restore").front());
@@ -219,6 +222,7 @@ void TestRestore::rootRestores()
         return;
     }
     QVERIFY2(restored, restored ? "" : restored.error().text.c_str());
+    QCOMPARE(restored.value(), place.path(test->origin));
     QCOMPARE(read(restored.value()), std::string(content));
     struct stat status = {};
     QCOMPARE(::stat(restored.value().c_str(), &status), 0);
@@ -271,8 +275,8 @@ void TestRestore::dropsNotes()
 
 void TestRestore::parsesWhateverItFinds()
 {
-    const RestoreNote note{"a\nb\xff", "/x/\x01\n\xff/y", "V~#^|~", {"12ab", 5}, 4'000'000'000u, 7, 0640,
-                           {-5, 1},    {6, 999'999'999},  8};
+    const RestoreNote note{"a\nb\xff", "/x/\x01\n\xff/y", "V~#^|~",         {"12ab", 5}, 4'000'000'000u, 7,
+                           0640,       {-5, 1},           {6, 999'999'999}, {8, 9}};
     const std::string text = quarantine::toText(note);
     const auto same = quarantine::parseNote(text);
     QVERIFY(same);

@@ -43,7 +43,7 @@ std::string itemText(const Item& item, bool matches)
     if (item.isFile())
         line += " " + std::to_string(item.file->st_size) + " bytes";
     if (item.note)
-        line += ", " + timeText(item.note->quarantined);
+        line += ", " + timeText(item.note->quarantined.tv_sec);
     if (item.isFile())
         line += ", from " + (item.note && !item.note->origin.empty() ? escapeForTerminal(item.note->origin)
                                                                      : "an unknown place");
@@ -79,7 +79,8 @@ std::string itemJson(const Item& item, bool matches)
     std::snprintf(mode, sizeof mode, "%04o", item.note->mode);
     return json + jsonMember("origin", item.note->origin) + number("owner", item.note->owner) +
            number("group", item.note->group) + jsonMember("mode", mode) +
-           number("modified", item.note->modified.tv_sec) + number("quarantined", item.note->quarantined) +
+           number("modified", item.note->modified.tv_sec) +
+           number("quarantined", item.note->quarantined.tv_sec) +
            jsonMember("sha256", item.note->content.sha256);
 }
 

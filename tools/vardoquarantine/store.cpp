@@ -75,7 +75,7 @@ std::vector<Item> Store::itemsWith(const std::optional<std::string>& records) co
             if (item == items.end() || !item->second.file || !stored.isAbout(*item->second.file))
                 continue;
             auto& note = item->second.note;
-            if (!note || note->quarantined < stored.note.quarantined)
+            if (!note || stored.isNewerThan(*note))
                 note = std::move(stored.note);
         }
     }
