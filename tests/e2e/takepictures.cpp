@@ -1,0 +1,149 @@
+// Takes the documentation's pictures from the real program, into VARDO_PICTURES.
+
+#include "kit/roundedwindow.h"
+#include "tests/e2e/realwindow.h"
+#include "tests/qsavd/servicehome.h"
+
+#include <QImage>
+#include <QPainter>
+
+#include <csignal>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char settings[] = "[Scan]\nAction=quarantine\n[Log]\nLevel=all\n"
+                            "[Limits]\nMaxScanMB=16000\nMaxFiles=1000000\nMaxSeconds=600\n";
+
+/// The picture of a window with the look of its corners.
+QImage pictureOf(RealWindow& window, const QString& name, int xRnd, int yRnd)
+{
+    const QString whole = VARDO_PICTURES "/screen.png";
+    QTest::qWait(400); // for what is animated
+    const QRect place = window.find(name).place;
+    VirtualScreen::savePicture(whole);
+    const QImage screen = QImage(whole).copy(place);
+    QImage cut(place.size(), QImage::Format_ARGB32_Premultiplied);
+    cut.fill(Qt::transparent);
+    QPainter painter(&cut);
+    painter.setClipRegion(QRegion(roundedOutline(place.size(), xRnd, yRnd), Qt::OddEvenFill));
+    painter.drawImage(0, 0, screen);
+    return cut.copy(0, 0, place.width() - 1, place.height() - 1);
+}
+
+void save(const QImage& picture, const QString& name)
+{
+    if (!picture.save(VARDO_PICTURES "/" + name))
+        qFatal("cannot write %s", qPrintable(name));
+}
+
+void must(bool done)
+{
+    if (!done)
+        qFatal("cannot go on");
+}
+
+QImage box(RealWindow& window)
+{
+    must(window.waitFor("VMessageBox") &&
+         QTest::qWaitFor([&] { return window.find("VMessageBox/btnClose").reachable; }));
+    return pictureOf(window, "VMessageBox", 5, 10);
+}
+
+void makeHome()
+{
+    product::install(settings);
+    sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "1.0.0 TIER-A\n");
+    sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "20/11/2026 18:30\n");
+    fs::create_directories("/root/Downloads");
+    fs::copy("/usr/share/common-licenses", "/root/Documents",
+             fs::copy_options::recursive | fs::copy_options::skip_symlinks);
+    fs::copy("/usr/include/x86_64-linux-gnu", "/root/Documents/headers",
+             fs::copy_options::recursive | fs::copy_options::skip_symlinks);
+    sandbox::writeFile("/root/Documents/invoice.com", ServiceHome::testFile().toStdString());
+    sandbox::writeFile("/root/Downloads/archive.zip", product::busyArchive().toStdString());
+}
+
+/// The main window, a scan without and with details, and the question before it is stopped.
+QList<QImage> takeScan()
+{
+    RealWindow window;
+    must(window.waitFor("VMainWidget"));
+    save(pictureOf(window, "VMainWidget", 3, 3), "main.png");
+    must(window.click("VMainWidget/lnkScanHome") && window.waitFor("VProgressWidget"));
+    must(QTest::qWaitFor([&] { return window.text("VProgressWidget/lblTime") >= "00:00:03"; }, 20'000));
+    save(pictureOf(window, "VProgressWidget", 5, 20), "progress.png");
+    must(window.click("VProgressWidget/lnkDetail"));
+    must(QTest::qWaitFor([&] { return window.find("VProgressWidget").place.height() == 390; }));
+    save(pictureOf(window, "VMainWidget", 3, 3), "scan.png");
+    must(window.click("VProgressWidget/btnClose"));
+    QList<QImage> boxes{box(window)};
+    must(window.click("VMessageBox/&Yes") && window.waitFor("VMessageBox/Ok"));
+    boxes << box(window);
+    return boxes;
+}
+
+/// A scan that fails.
+QImage takeWarning()
+{
+    RealWindow window;
+    must(window.waitFor("VMainWidget"));
+    ::kill(product::service(), SIGKILL);
+    fs::remove("/opt/Quillstone/sbin/qsavd");
+    must(window.click("VMainWidget/lnkScanHome"));
+    return box(window);
+}
+
+/// A start without the scanning service.
+QImage takeRefusal()
+{
+    sandbox::writeFile("/opt/Quillstone/sbin/qsavd", "#!/bin/false\n");
+    fs::permissions("/opt/Quillstone/sbin/qsavd", fs::perms(0755));
+    RealWindow window;
+    return box(window);
+}
+
+void takeMemoryScan()
+{
+    product::install(QByteArray(settings) + "[Scan]\nScanMemoryAtStart=yes\n");
+    RealWindow window;
+    must(QTest::qWaitFor([&] { return window.find("AVInitializer/btnStop").reachable; }, 20'000));
+    save(pictureOf(window, "AVInitializer", 5, 10), "memoryscan.png");
+}
+
+/// All message boxes in one picture, two in a row.
+void saveBoxes(const QList<QImage>& boxes)
+{
+    constexpr int gap = 12;
+    QImage all(1024, 768, QImage::Format_ARGB32_Premultiplied);
+    all.fill(Qt::transparent);
+    QPainter painter(&all);
+    QRect used;
+    for (int i = 0; i < boxes.size(); ++i) {
+        const QPoint corner(i % 2 * (boxes[0].width() + gap), i / 2 * (boxes[0].height() + gap));
+        painter.drawImage(corner, boxes[i]);
+        used |= QRect(corner, boxes[i].size());
+    }
+    painter.end();
+    save(all.copy(used), "messagebox.png");
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (!sandbox::inside())
+        return sandbox::enterAsRoot(argv);
+    const QCoreApplication application(argc, argv);
+    const VirtualScreen screen;
+    if (!screen.isUp())
+        return EXIT_FAILURE;
+    takeMemoryScan();
+    makeHome();
+    QList<QImage> boxes = takeScan();
+    boxes << takeWarning() << takeRefusal();
+    saveBoxes(boxes);
+    return EXIT_SUCCESS;
+}
