@@ -1,6 +1,6 @@
 #include "libvardo/conffile.h"
 
-#include "base/uniquefd.h"
+#include "base/plainfile.h"
 #include "libvardo/systemerror.h"
 
 #include <cerrno>
@@ -13,19 +13,6 @@
 namespace vardo {
 
 namespace {
-
-bool writeAll(int fd, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t done = ::write(fd, text.data(), text.size());
-        if (done < 0 && errno == EINTR)
-            continue;
-        if (done <= 0)
-            return false;
-        text.remove_prefix(static_cast<std::size_t>(done));
-    }
-    return true;
-}
 
 /// The file that takes the place of another, in the same directory; gone again unless it was renamed.
 class Replacement
@@ -53,7 +40,7 @@ class Replacement
 
     bool fill(std::string_view text, const struct stat* old)
     {
-        if (!writeAll(fd_.get(), text))
+        if (!base::writeAll(fd_.get(), text))
             return false;
         const mode_t mode = old ? takeOwner(*old) : 0660;
         return ::fchmod(fd_.get(), mode) == 0 && ::fsync(fd_.get()) == 0;

@@ -1,12 +1,12 @@
 #include "libvardo/walker.h"
 
+#include "base/pathof.h"
 #include "engine/interface.h"
 #include "libvardo/filesystem.h"
 #include "libvardo/systemerror.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <string_view>
 
 #include <fcntl.h>
@@ -31,20 +31,6 @@ std::pair<std::string, std::string> splitPath(const std::string& path)
     if (slash == std::string::npos)
         return {".", path};
     return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
-}
-
-/// The path that the kernel knows the object open as `fd` by.
-base::Result<std::string> pathOf(int fd)
-{
-    std::string path(PATH_MAX, '\0');
-    const ssize_t length =
-        ::readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path.data(), path.size());
-    if (length < 0)
-        return systemError();
-    if (path[0] != '/' || static_cast<std::size_t>(length) >= path.size())
-        return systemError(ENAMETOOLONG);
-    path.resize(static_cast<std::size_t>(length));
-    return path;
 }
 
 } // namespace
@@ -146,7 +132,7 @@ void Walker::visitLink(const char* name, const std::string& path)
 /// A file behind a link is reported, and acted upon, under its own path: the link is not the file.
 void Walker::visitTarget(int target, const std::string& link)
 {
-    const base::Result<std::string> path = pathOf(target);
+    const base::Result<std::string> path = base::pathOf(target);
     if (!path)
         return fail(link, path.error().text);
     visitPath(path.value());
