@@ -1,6 +1,6 @@
 #pragma once
 
-#include "libvardo/scanpipeline.h"
+#include "engine/vardo.h"
 
 #include <string>
 
@@ -9,11 +9,12 @@ namespace vardo {
 /// What a Vardo object knows beyond the fields of its boundary; hangs off its `handle`.
 struct EngineState
 {
-    std::string avConf;          ///< configuration that names the service; empty: the installation's
-    bool loaded = false;         ///< the service was brought up
-    std::string quarantineDir;   ///< set for the session, empty: the configured one
-    std::string renameExtension; ///< likewise
-    std::string error;           ///< text of the last failure
+    std::string avConf;                ///< configuration that names the service; empty: the installation's
+    bool loaded = false;               ///< the service was brought up
+    std::string quarantineDir;         ///< set for the session, empty: the configured one
+    std::string renameExtension;       ///< likewise
+    std::string error;                 ///< text of the last failure
+    VardoObject* lastObject = nullptr; ///< where the list of objects to scan ends
 };
 
 } // namespace vardo

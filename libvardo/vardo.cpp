@@ -45,12 +45,16 @@ bool isBelow(std::string_view path, std::string_view directory)
            (path.size() == directory.size() || path[directory.size()] == '/');
 }
 
-/// Appends to a list that may still be empty. Negative when that fails.
-int append(VardoObject*& list, const char* name, int type)
+/// Appends to a list that may still be empty and ends in `last`, without walking through it. Negative when
+/// that fails.
+int append(VardoObject*& list, VardoObject*& last, const char* name, int type)
 {
-    if (list)
-        return list->AddLast(name, static_cast<char>(type));
-    list = new VardoObject(name, type);
+    if (!last)
+        list = last = new VardoObject(name, type);
+    else if (last->AddNext(name, static_cast<char>(type)) < 0)
+        return -1;
+    else
+        last = last->objNext;
     return 0;
 }
 
@@ -96,7 +100,8 @@ int Vardo::SetObjectList(VardoObject* list)
 int Vardo::AddObjectList(VardoObject* list)
 {
     for (; list; list = list->objNext) {
-        if (list->objName && append(scanObjects, list->objName, list->objType) < 0)
+        if (list->objName &&
+            append(scanObjects, stateOf(handle).lastObject, list->objName, list->objType) < 0)
             return -1;
     }
     return 0;
@@ -111,7 +116,7 @@ int Vardo::AddObject(const char* path)
         stateOf(handle).error = std::string(path) + ": " + vardo::describeError(errno);
         return -1;
     }
-    return append(scanObjects, absolutePath(path).c_str(),
+    return append(scanObjects, stateOf(handle).lastObject, absolutePath(path).c_str(),
                   S_ISDIR(status.st_mode) ? ScanObjDir : ScanObjFile);
 }
 
@@ -120,8 +125,9 @@ int Vardo::GetObjectList(VardoObject** list)
     if (!list)
         return -1;
     *list = nullptr;
+    VardoObject* last = nullptr;
     for (const VardoObject* object = scanObjects; object; object = object->objNext) {
-        if (append(*list, object->objName, object->objType) < 0)
+        if (append(*list, last, object->objName, object->objType) < 0)
             return -1;
     }
     return 0;
@@ -132,6 +138,7 @@ void Vardo::ClearObjects()
     if (scanObjects)
         scanObjects->ClearList();
     scanObjects = nullptr;
+    stateOf(handle).lastObject = nullptr;
 }
 
 bool Vardo::isObjectInScanList(const char* path, bool exact)
