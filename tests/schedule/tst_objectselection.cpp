@@ -24,18 +24,27 @@ namespace fs = std::filesystem;
 namespace {
 
 const fs::path home = "/home/tester";
-const QString root = QStringLiteral("/");
 
-/// The picture of a row by its name, as the user sees it.
-QString pictureOf(QTreeWidgetItem* row)
+/// What the user sees of a row's state, in short: O an open directory, C a closed one, L a locked one, F a
+/// file or special entry; 0 unchecked, 1 checked, 2 partly.
+QString look(QTreeWidgetItem* row)
 {
+    static constexpr struct
+    {
+        const char* state;
+        const char* picture;
+    } states[] = {
+        {"O0", "folder_open_unchecked.png"}, {"O1", "folder_open_checked.png"},
+        {"O2", "folder_open_tristate.png"},  {"C0", "folder_close_unchecked.png"},
+        {"C1", "folder_close_checked.png"},  {"C2", "folder_close_tristate.png"},
+        {"F0", "file_unchecked.png"},        {"F1", "file_checked.png"},
+        {"L", "folder_locked.png"},
+    };
     const QImage seen = row->icon(0).pixmap(47, 26).toImage();
-    for (const char* name : {"folder_close_checked", "folder_close_unchecked", "folder_close_tristate",
-                             "folder_open_checked", "folder_open_unchecked", "folder_open_tristate",
-                             "folder_locked", "file_checked", "file_unchecked"}) {
-        const QImage known = vardoPixmap(QString(name) + ".png").toImage();
+    for (const auto& [state, picture] : states) {
+        const QImage known = vardoPixmap(picture).toImage();
         if (seen.copy(47 - known.width(), 0, known.width(), 26).convertToFormat(known.format()) == known)
-            return name;
+            return state;
     }
     return "unknown";
 }
@@ -48,15 +57,19 @@ class TestObjectSelection : public QObject
     Q_OBJECT
 
     std::unique_ptr<VObjectSelectionDialog> dialog;
-    std::unique_ptr<ModalBoxes> boxes;
     ObjectTree* tree = nullptr;
     VardoObject* chosen = nullptr;
+    const QString nothing = "Directories/files must be specified!";
+    const QString denied = getuid() == 0 ? nothing : "Access Denied to selected files";
 
-    /// Opens all above it and gives the row of a path below home; "" is home itself.
+    /// The row of a path below home, with all above it opened; "~" is home itself and "/" the root.
     QTreeWidgetItem* row(const QString& path)
     {
         QTreeWidgetItem* found = tree->topLevelItem(0);
-        for (const QString& name : ("home/tester/" + path).split('/', Qt::SkipEmptyParts)) {
+        if (path == "/")
+            return found;
+        for (const QString& name :
+             QString("home/tester/" + path).remove('~').split('/', Qt::SkipEmptyParts)) {
             found->setExpanded(true);
             QTreeWidgetItem* child = nullptr;
             for (int i = 0; i < found->childCount() && !child; ++i)
@@ -68,8 +81,14 @@ class TestObjectSelection : public QObject
         return found;
     }
 
-    QString picture(const QString& path) { return pictureOf(row(path)); }
-    QString rootPicture() { return pictureOf(tree->topLevelItem(0)); }
+    /// The looks of several rows, with spaces between.
+    QString looks(const QString& paths)
+    {
+        QStringList seen;
+        for (const QString& path : paths.split(' '))
+            seen << look(row(path));
+        return seen.join(' ');
+    }
 
     void click(QTreeWidgetItem* item, int column = 0, Qt::MouseButton button = Qt::LeftButton)
     {
@@ -77,7 +96,11 @@ class TestObjectSelection : public QObject
         const QRect cell = tree->visualRect(tree->indexFromItem(item, column));
         QTest::mouseClick(tree->viewport(), button, {}, {cell.left() + 5, cell.center().y()});
     }
-    void click(const QString& path) { click(row(path)); }
+    void click(const char* paths)
+    {
+        for (const QString& path : QString(paths).split(' '))
+            click(row(path));
+    }
 
     QStringList names(const QString& path)
     {
@@ -94,48 +117,26 @@ class TestObjectSelection : public QObject
         QTest::mouseClick(dialog->findChild<QAbstractButton*>(button), Qt::LeftButton);
     }
 
-    /// Presses the scan button. What comes back: "d:" or "f:" and the path, or what the box says.
-    QStringList result()
+    /// What the scan button brings, with "d:" or "f:" before each path.
+    QString result()
     {
-        boxes = std::make_unique<ModalBoxes>();
         press("btnScan");
         QStringList found;
         for (const VardoObject* object = chosen; object; object = object->objNext)
             found << (object->objType == Vardo::ScanObjDir ? "d:" : "f:") +
                          QString::fromLatin1(object->objName).replace("/home/tester", "~");
-        if (chosen && dialog->isVisible())
-            found << "still open";
         if (chosen)
-            chosen->ClearList();
-        chosen = nullptr;
-        boxes.reset();
-        return found;
+            std::exchange(chosen, nullptr)->ClearList();
+        return dialog->isVisible() ? "the dialog stays" : found.join(' ');
     }
 
-    void expectBox(const QString& text)
+    /// What the scan button's box says; the dialog stays then.
+    QString refusal()
     {
-        boxes = std::make_unique<ModalBoxes>();
-        boxes->answer(VMessageBox::BTN_OK);
+        ModalBoxes boxes;
+        boxes.answer(VMessageBox::BTN_OK);
         press("btnScan");
-        QCOMPARE(boxes->texts(), QStringList(text));
-        QVERIFY(!chosen);
-        QVERIFY(dialog->isVisible());
-    }
-
-    static void makeFiles()
-    {
-        fs::create_directories(home / "docs/deep");
-        fs::create_directories(home / "empty");
-        fs::create_directories(home / "locked");
-        fs::create_directories(home / "odd");
-        for (const char* name : {"docs/a", "docs/b", "docs/deep/x", "docs/deep/y", "odd/file", "secret"})
-            sandbox::writeFile(home / name, name);
-        fs::create_directory_symlink("docs", home / "dirlink");
-        fs::create_symlink("../secret", home / "odd/filelink");
-        fs::create_symlink("nowhere", home / "odd/dangling");
-        mkfifo((home / "odd/pipe").c_str(), 0600);
-        fs::permissions(home / "locked", fs::perms::none);
-        fs::permissions(home / "secret", fs::perms::none);
+        return chosen || !dialog->isVisible() ? "not refused" : boxes.texts().join(' ');
     }
 
   private slots:
@@ -145,13 +146,21 @@ class TestObjectSelection : public QObject
         __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
         __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3]{};
         QCOMPARE(syscall(SYS_capset, &header, none), 0);
+        QLocale::setDefault(QLocale(QLocale::German));
     }
 
     void init()
     {
-        sandbox::makeInstallation();
-        makeFiles();
-        chosen = nullptr;
+        for (const char* directory : {"docs/deep", "empty", "locked", "odd"})
+            fs::create_directories(home / directory);
+        for (const char* name : {"docs/a", "docs/b", "docs/deep/x", "docs/deep/y", "odd/file", "secret"})
+            sandbox::writeFile(home / name, name);
+        fs::create_directory_symlink("docs", home / "dirlink");
+        fs::create_symlink("../secret", home / "odd/filelink");
+        fs::create_symlink("nowhere", home / "odd/dangling");
+        mkfifo((home / "odd/pipe").c_str(), 0600);
+        fs::permissions(home / "locked", fs::perms::none);
+        fs::permissions(home / "secret", fs::perms::none);
         dialog = std::make_unique<VObjectSelectionDialog>(nullptr, nullptr, false, FRAMELESS_FLAGS);
         dialog->setReturnObjectPtr(&chosen);
         dialog->show();
@@ -160,9 +169,9 @@ class TestObjectSelection : public QObject
 
     void cleanup()
     {
-        boxes.reset();
         dialog.reset();
-        fs::permissions(home / "locked", fs::perms::owner_all);
+        for (const char* directory : {"locked", "docs"})
+            fs::permissions(home / directory, fs::perms::owner_all);
         for (const fs::path& entry : fs::directory_iterator(home))
             fs::remove_all(entry);
     }
@@ -172,172 +181,133 @@ class TestObjectSelection : public QObject
         QCOMPARE(dialog->size(), QSize(610, 450));
         QVERIFY(!dialog->mask().isEmpty());
         QCOMPARE(tree->topLevelItemCount(), 1);
-        QTreeWidgetItem* top = tree->topLevelItem(0);
+        QTreeWidgetItem* top = row("/");
         QVERIFY(top->isExpanded() && top->childCount() > 3);
         QCOMPARE(top->text(0) + '|' + top->text(1) + '|' + top->text(2), "/||");
-        QCOMPARE(rootPicture(), "folder_open_unchecked");
-        expectBox("Directories/files must be specified!");
-    }
-
-    void rowsTellWhatTheyAre_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("type");
-        QTest::addColumn<QString>("size");
-        QTest::addColumn<QString>("picture");
-        QTest::addColumn<bool>("expander");
-        const auto add = [](const char* path, const char* type, const char* size, const char* picture,
-                            bool expander) {
-            QTest::newRow(path) << path << type << size << picture << expander;
-        };
-        add("docs", "Directory", "", "folder_close_unchecked", true);
-        add("empty", "Directory", "", "folder_close_unchecked", true);
-        add("docs/a", "File", "6", "file_unchecked", false);
-        add("dirlink", "Symbolic Link", "", "folder_close_unchecked", true);
-        add("locked", "Directory", "", "folder_locked", false);
-        add("secret", "File", "6", "file_unchecked", false);
-        add("odd/filelink", "Symbolic Link", "6", "file_unchecked", false);
-        add("odd/dangling", "Special", "F", "file_unchecked", false);
-        add("odd/pipe", "Special", "F", "file_unchecked", false);
+        QCOMPARE(looks("/"), "O0");
+        QCOMPARE(refusal(), nothing);
+        // All of it is one object.
+        click("/");
+        QCOMPARE(result(), "d:/");
     }
 
     void rowsTellWhatTheyAre()
     {
-        QFETCH(QString, path);
-        QTEST(row(path)->text(1), "type");
-        QTEST(row(path)->text(2), "size");
-        QTEST(picture(path), "picture");
-        QTEST(tree->model()->hasChildren(tree->indexFromItem(row(path))), "expander");
+        static constexpr struct
+        {
+            const char* path;
+            const char* texts;
+            bool expander;
+        } rows[] = {
+            {"docs", "C0 Directory ", true},
+            {"empty", "C0 Directory ", true},
+            {"dirlink", "C0 Symbolic Link ", true},
+            {"locked", "L Directory ", false},
+            {"docs/a", "F0 File 6", false},
+            {"secret", "F0 File 6", false},
+            {"odd/filelink", "F0 Symbolic Link 6", false},
+            {"odd/dangling", "F0 Special F", false},
+            {"odd/pipe", "F0 Special F", false},
+        };
+        for (const auto& [path, texts, expander] : rows) {
+            QTreeWidgetItem* item = row(path);
+            QCOMPARE(look(item) + ' ' + item->text(1) + ' ' + item->text(2), texts);
+            QCOMPARE(tree->model()->hasChildren(tree->indexFromItem(item)), expander);
+        }
     }
 
     void checksSpreadAndRollUp()
     {
         row("docs/deep/x");
+        const QString paths = "/ ~ docs docs/deep docs/deep/x docs/deep/y";
         click("docs");
-        QCOMPARE(picture("docs"), "folder_open_checked");
-        QCOMPARE(picture("docs/deep"), "folder_open_checked");
-        QCOMPARE(picture("docs/deep/x"), "file_checked");
-        QCOMPARE(picture(""), "folder_open_tristate");
-        QCOMPARE(rootPicture(), "folder_open_tristate");
-
+        QCOMPARE(looks(paths), "O2 O2 O1 O1 F1 F1");
         click("docs/deep/x");
-        QCOMPARE(picture("docs/deep"), "folder_open_tristate");
-        QCOMPARE(picture("docs"), "folder_open_tristate");
-        QCOMPARE(picture("docs/deep/y"), "file_checked");
-
+        QCOMPARE(looks(paths), "O2 O2 O2 O2 F0 F1");
         // The last unchecked one fills all above it that has nothing else.
         click("docs/deep/x");
-        QCOMPARE(picture("docs/deep"), "folder_open_checked");
-        QCOMPARE(picture("docs"), "folder_open_checked");
-
+        QCOMPARE(looks(paths), "O2 O2 O1 O1 F1 F1");
         // A click on what is partly checked clears it, closed branches included.
         click("docs/deep/x");
         row("docs/deep")->setExpanded(false);
-        QCOMPARE(picture("docs/deep"), "folder_close_tristate");
+        QCOMPARE(looks("docs docs/deep"), "O2 C2");
         click("docs");
-        QCOMPARE(picture("docs"), "folder_open_unchecked");
-        QCOMPARE(pictureOf(row("docs/deep")->child(1)), "file_unchecked");
-        QCOMPARE(picture("docs/deep"), "folder_close_unchecked");
-        QCOMPARE(rootPicture(), "folder_open_unchecked");
+        QCOMPARE(looks("docs docs/deep /"), "O0 C0 O0");
+        QCOMPARE(look(row("docs/deep")->child(1)), "F0");
     }
 
     void checkedDirectoryOpensChecked()
     {
-        click("");
-        QCOMPARE(picture("docs/a"), "file_checked");
-        QCOMPARE(picture("docs/deep"), "folder_close_checked");
-        QCOMPARE(picture("odd/pipe"), "file_checked");
-        QCOMPARE(picture("odd/dangling"), "file_checked");
-        QCOMPARE(picture("locked"), "folder_locked");
-        QCOMPARE(picture(""), "folder_open_checked");
-        QCOMPARE(result(), QStringList("d:/home"));
+        click("~");
+        QCOMPARE(looks("docs/a docs/deep odd/pipe odd/dangling locked ~"), "F1 C1 F1 F1 L O1");
+        QCOMPARE(result(), "d:/home");
     }
 
     void lockedAndUntouchedRowsDoNothing()
     {
-        for (const char* path : {"locked", "odd/pipe", "odd/dangling"}) {
-            const QString before = picture(path);
-            click(path);
-            QCOMPARE(picture(path), before);
-        }
-        QCOMPARE(rootPicture(), "folder_open_unchecked");
+        row("odd/pipe");
+        click("locked odd/pipe odd/dangling");
+        QCOMPARE(looks("locked odd/pipe odd/dangling /"), "L F0 F0 O0");
         // Nor do they count for what is above them.
         click("odd/file");
-        QCOMPARE(picture("odd"), "folder_open_tristate");
+        QCOMPARE(looks("odd"), "O2");
         click("odd/filelink");
-        QCOMPARE(picture("odd"), "folder_open_checked");
-        click("odd/filelink");
-        click("odd/file");
-        QCOMPARE(picture("odd"), "folder_open_unchecked");
+        QCOMPARE(looks("odd"), "O1");
+        click("odd/filelink odd/file");
+        QCOMPARE(looks("odd"), "O0");
         // Once a check from above has reached it, a special entry is as any file.
         click("odd");
-        QCOMPARE(picture("odd/pipe"), "file_checked");
+        QCOMPARE(looks("odd/pipe"), "F1");
         click("odd/pipe");
-        QCOMPARE(picture("odd/pipe"), "file_unchecked");
-        QCOMPARE(picture("odd"), "folder_open_tristate");
+        QCOMPARE(looks("odd/pipe odd"), "F0 O2");
         QCOMPARE(row("odd/pipe")->text(2), "F");
     }
 
     void resultNamesTheHighestChecked_data()
     {
-        QTest::addColumn<QStringList>("clicks");
-        QTest::addColumn<QStringList>("objects");
-        QTest::newRow("directory and file")
-            << QStringList({"docs/a", "docs/deep"}) << QStringList({"f:~/docs/a", "d:~/docs/deep"});
-        QTest::newRow("all but one") << QStringList({"docs", "docs/b"})
-                                     << QStringList({"f:~/docs/a", "d:~/docs/deep"});
-        QTest::newRow("filled by hand")
-            << QStringList({"docs/a", "docs/b", "docs/deep/x", "docs/deep/y"}) << QStringList({"d:~/docs"});
-        QTest::newRow("links lead on")
-            << QStringList({"dirlink", "odd/file"}) << QStringList({"d:~/dirlink", "f:~/odd/file"});
-        QTest::newRow("refused beside good")
-            << QStringList({"docs/b", "secret"}) << QStringList({"f:~/docs/b"});
+        QTest::addColumn<QString>("clicks");
+        QTest::addColumn<QString>("objects");
+        const auto add = [](const char* what, const char* clicks, const char* objects) {
+            QTest::newRow(what) << clicks << objects;
+        };
+        add("directory and file", "docs/a docs/deep", "f:~/docs/a d:~/docs/deep");
+        add("all but one", "docs docs/b", "f:~/docs/a d:~/docs/deep");
+        add("filled by hand", "docs/a docs/b docs/deep/x docs/deep/y", "d:~/docs");
+        add("links lead on", "dirlink odd/file", "d:~/dirlink f:~/odd/file");
+        add("refused beside good", "docs/b secret", "f:~/docs/b");
+        // What no check has reached ends what its directory stands for: all behind it comes as well.
+        add("untouched inside", "odd/file odd/filelink odd/zebra", "d:~/odd f:~/odd/file f:~/odd/zebra");
     }
 
     void resultNamesTheHighestChecked()
     {
-        QFETCH(QStringList, clicks);
-        for (const QString& path : clicks)
-            click(path);
+        sandbox::writeFile(home / "odd/zebra", "z");
+        QFETCH(QString, clicks);
+        click(clicks.toLatin1());
         QTEST(result(), "objects");
-        QVERIFY(!dialog->isVisible());
-    }
-
-    /// What no check has reached ends what its directory stands for: the children behind it come as well.
-    void directoryDoesNotStandForWhatFollowsAnUntouchedRow()
-    {
-        click("odd/file");
-        click("odd/filelink");
-        QCOMPARE(picture("odd"), "folder_open_checked");
-        fs::permissions(home / "secret", fs::perms::owner_all);
-        QCOMPARE(result(), QStringList({"d:~/odd", "f:~/odd/file", "f:~/odd/filelink"}));
-    }
-
-    void wholeComputerIsOneObject()
-    {
-        click(tree->topLevelItem(0));
-        QCOMPARE(result(), QStringList("d:/"));
     }
 
     void tellsWhyThereIsNothingToScan()
     {
-        const QString nothing = "Directories/files must be specified!";
         click("secret");
-        expectBox(getuid() == 0 ? nothing : "Access Denied to selected files");
+        QCOMPARE(refusal(), denied);
         press("btnRefresh");
-        QCOMPARE(rootPicture(), "folder_open_unchecked");
-        QVERIFY(!row("")->isExpanded());
-        expectBox(nothing);
+        QCOMPARE(looks("/ ~"), "O0 C0");
+        QCOMPARE(refusal(), nothing);
         // A pipe that a check has reached is dropped, and never waited for.
         click("odd");
-        for (const char* name : {"odd/file", "odd/filelink", "odd/dangling"})
-            click(name);
-        expectBox(nothing);
-        // What is gone meanwhile is refused like what may not be read.
+        click("odd/file odd/filelink odd/dangling");
+        QCOMPARE(refusal(), nothing);
+        // What is refused or gone meanwhile hides what is below it all the same.
         press("btnRefresh");
-        click("docs/a");
-        fs::remove(home / "docs/a");
-        expectBox(getuid() == 0 ? nothing : "Access Denied to selected files");
+        row("docs/a");
+        click("docs");
+        fs::permissions(home / "docs", fs::perms::owner_exec);
+        QCOMPARE(refusal(), denied);
+        fs::permissions(home / "docs", fs::perms::owner_all);
+        fs::remove_all(home / "docs");
+        QCOMPARE(refusal(), denied);
+        fs::create_directory(home / "docs");
     }
 
     void emptyAndVanishedDirectoriesAreReadAgain()
@@ -348,7 +318,7 @@ class TestObjectSelection : public QObject
         for (QTreeWidgetItem* item : {empty, deep}) {
             item->setExpanded(true);
             QCOMPARE(item->childCount(), 0);
-            QCOMPARE(pictureOf(item), "folder_open_unchecked");
+            QCOMPARE(look(item), "O0");
             item->setExpanded(false);
         }
         sandbox::writeFile(home / "empty/new", "n");
@@ -358,30 +328,21 @@ class TestObjectSelection : public QObject
         row("docs")->setExpanded(false);
         QVERIFY(!names("docs").contains("new"));
         QVERIFY(names("dirlink").isEmpty());
-        QCOMPARE(picture("dirlink"), "folder_open_unchecked");
+        QCOMPARE(looks("dirlink"), "O0");
     }
 
     void namesAreBytes()
     {
-        const std::string odd[] = {"two\nlines",
-                                   "tab\tinside",
-                                   "<b>bold",
-                                   "caf\xE9",
-                                   "caf\xE8",
-                                   "\xE2\x80\xAE"
-                                   "cod.txt"};
         fs::create_directory(home / "names");
-        for (const std::string& name : odd)
+        for (const char* name :
+             {"<b>bold", "caf\xE8", "caf\xE9", "tab\tinside", "two\nlines", "\u202Ecod.txt"})
             sandbox::writeFile(home / "names" / name, "x");
         QStringList shown = names("names");
         shown.sort();
-        QStringList expected = {"two\u240Alines", "tab\u2409inside", "<b>bold",
-                                "caf\uFFFD",      "caf\uFFFD",       "\uFFFDcod.txt"};
-        expected.sort();
-        QCOMPARE(shown, expected);
-        click("names/two\u240Alines");
-        click("names/caf\uFFFD"); // the first in order of bytes
-        QCOMPARE(result(), QStringList({"f:~/names/caf\u00E8", "f:~/names/two\nlines"}));
+        QCOMPARE(shown, QStringList({"<b>bold", "caf\uFFFD", "caf\uFFFD", "tab\u2409inside", "two\u240Alines",
+                                     "\uFFFDcod.txt"}));
+        click("names/two\u240Alines names/caf\uFFFD"); // of these two the first in the order of bytes
+        QCOMPARE(result(), "f:~/names/caf\u00E8 f:~/names/two\nlines");
     }
 
     void rowsSortUnderTheHeaders()
@@ -401,12 +362,9 @@ class TestObjectSelection : public QObject
         clickHeader(2);
         QCOMPARE(names("sizes"), QStringList({"p", "C", "a", "b", "d"}));
         clickHeader(1);
-        QCOMPARE(row("sizes/d"), row("sizes")->child(0));
-        QCOMPARE(row("sizes/p"), row("sizes")->child(4));
+        QCOMPARE(names("sizes").first() + names("sizes").last(), "dp");
         clickHeader(0);
-        QStringList sorted = names("sizes");
-        std::sort(sorted.begin(), sorted.end(), QCollator());
-        QCOMPARE(names("sizes"), sorted);
+        QCOMPARE(names("sizes"), QStringList({"a", "b", "C", "d", "p"}));
         // What opens later comes in the present order.
         clickHeader(0);
         QCOMPARE(names("docs"), QStringList({"deep", "b", "a"}));
@@ -418,18 +376,16 @@ class TestObjectSelection : public QObject
         tree->scrollToItem(file);
         const QRect place = tree->visualItemRect(file);
         QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, {place.left() - 5, place.center().y()});
-        QCOMPARE(picture("docs/a"), "file_unchecked");
         click(file, 0, Qt::RightButton);
-        QCOMPARE(picture("docs/a"), "file_unchecked");
+        QCOMPARE(look(file), "F0");
         click(file, 2);
-        QCOMPARE(picture("docs/a"), "file_checked");
+        QCOMPARE(look(file), "F1");
         // A double click is one click that opens too.
         QTreeWidgetItem* folder = row("docs/deep");
         click(folder);
         QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {},
                            tree->visualItemRect(folder).topLeft() + QPoint(5, 9));
-        QCOMPARE(pictureOf(folder), "folder_open_checked");
-        QCOMPARE(picture("docs/deep/x"), "file_checked");
+        QCOMPARE(looks("docs/deep docs/deep/x"), "O1 F1");
     }
 
     void keyboard()
@@ -439,26 +395,25 @@ class TestObjectSelection : public QObject
         };
         QVERIFY(QTest::qWaitForWindowActive(dialog.get()));
         key(Qt::Key_Space);
-        QCOMPARE(rootPicture(), "folder_open_checked");
+        QCOMPARE(looks("/"), "O1");
         key(Qt::Key_Space);
-        QCOMPARE(rootPicture(), "folder_open_unchecked");
+        QCOMPARE(looks("/"), "O0");
         tree->setCurrentItem(row("docs/a"));
         for (const Qt::Key code : {Qt::Key_Plus, Qt::Key_Right, Qt::Key_Return, Qt::Key_Enter})
             key(code);
-        QCOMPARE(picture("docs/a"), "file_unchecked");
+        QCOMPARE(looks("docs/a"), "F0");
         tree->setCurrentItem(row("docs"));
         key(Qt::Key_Asterisk);
         QCOMPARE(row("docs/deep")->childCount(), 0);
         tree->setCurrentItem(row("locked"));
         key(Qt::Key_Plus);
-        QCOMPARE(picture("locked"), "folder_locked");
+        QCOMPARE(looks("locked"), "L");
         QVERIFY(dialog->isVisible());
         tree->setCurrentItem(row("docs"));
         key(Qt::Key_Space);
         key(Qt::Key_A, Qt::AltModifier);
-        QTRY_VERIFY(!dialog->isVisible());
-        QVERIFY(chosen && !chosen->objNext);
-        chosen->ClearList();
+        QTRY_VERIFY(chosen);
+        std::exchange(chosen, nullptr)->ClearList();
     }
 
     void leavingChoosesNothing()
@@ -485,12 +440,12 @@ class TestObjectSelection : public QObject
     void slotsCanBeToldStates()
     {
         dialog->checkParent(row("docs/a"), 3);
-        QCOMPARE(picture("docs") + picture("") + rootPicture(), QString("folder_open_tristate").repeated(3));
+        QCOMPARE(looks("docs ~ /"), "O2 O2 O2");
         dialog->itemCheck(row("docs/a"), 1);
         dialog->itemCheck(row("docs/a"), 2);
-        QCOMPARE(picture("docs/a"), "file_checked"); // there is no other picture
+        QCOMPARE(looks("docs/a"), "F1"); // there is no other picture
         dialog->itemCheck(row("locked"), 1);
-        QCOMPARE(picture("locked"), "folder_locked");
+        QCOMPARE(looks("locked"), "L");
         dialog->itemClicked(nullptr);
     }
 };
