@@ -108,7 +108,7 @@ RecordFile::Outcome RecordFile::rewrite(Need need, const Edit& edit, const Notic
     const base::UniqueFd old =
         base::openPlainFile(directory_.get(), nameIn(recordsPath), need == Need::Writing ? O_RDWR : O_RDONLY);
     const std::optional<std::string> content = old ? readAll(old.get()) : std::nullopt;
-    const base::UniqueFd file = content ? create() : base::UniqueFd();
+    const base::UniqueFd file = content ? createAnew(nameIn(newRecordsPath)) : base::UniqueFd();
     if (!file)
         return Outcome::NotOpened;
     if (notice)
@@ -121,14 +121,12 @@ RecordFile::Outcome RecordFile::rewrite(Need need, const Edit& edit, const Notic
 
 bool RecordFile::clear()
 {
-    const base::UniqueFd file = create();
-    return file && replaceBy(file.get(), {});
+    return static_cast<bool>(createAnew(nameIn(recordsPath)));
 }
 
-/// The new record file, still under its temporary name. Whatever was left or planted there goes.
-base::UniqueFd RecordFile::create()
+/// An empty file, writable for everybody. Whatever was left or planted in its place goes.
+base::UniqueFd RecordFile::createAnew(const char* name)
 {
-    const char* name = nameIn(newRecordsPath);
     ::unlinkat(directory_.get(), name, 0);
     base::UniqueFd file = base::openPlainFile(directory_.get(), name, O_WRONLY | O_CREAT | O_EXCL, 0666);
     if (file)

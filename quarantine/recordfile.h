@@ -39,11 +39,11 @@ class RecordFile
     /// one must allow what is needed.
     Outcome rewrite(Need need, const Edit& edit, const Notice& notice = {});
 
-    /// Leaves an empty record file, whatever stood in its place. Nobody is told of the new one.
+    /// Leaves an empty record file, writable for everybody, whatever stood in its place.
     bool clear();
 
   private:
-    base::UniqueFd create();
+    base::UniqueFd createAnew(const char* name);
     bool replaceBy(int file, const std::string& content);
 
     base::UniqueFd directory_; ///< bears the lock too
