@@ -1,0 +1,186 @@
+#include "kit/framelessflags.h"
+#include "kit/vtextpane.h"
+#include "reports/vshowlogdialog.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QClipboard>
+#include <QScrollBar>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <filesystem>
+#include <fstream>
+
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::uintmax_t large = 130 << 20; // read as it is scrolled
+
+QByteArray lines(int count)
+{
+    QByteArray text;
+    for (int i = 0; i < count; ++i)
+        text += "/home/user/file-" + QByteArray::number(i) + ".txt\tClean\n";
+    return text;
+}
+
+} // namespace
+
+class TestShowLogDialog : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir directory;
+    const fs::path path = fs::path(directory.path().toStdString()) / "scan.log";
+    std::unique_ptr<VShowLogDialog> dialog;
+    VTextPane* text = nullptr;
+
+    void write(const QByteArray& content) const
+    {
+        std::ofstream(path, std::ios::binary).write(content.data(), content.size());
+    }
+
+    void open()
+    {
+        dialog = std::make_unique<VShowLogDialog>(nullptr, nullptr, true, FRAMELESS_FLAGS);
+        text = dialog->findChild<VTextPane*>("textLog");
+        dialog->showLogs(path.c_str());
+        dialog->show();
+        QVERIFY(QTest::qWaitForWindowActive(dialog.get()));
+    }
+
+    int firstRow() const { return text->verticalScrollBar()->value(); }
+    int lastRow() const { return text->verticalScrollBar()->maximum(); }
+    QImage picture() const { return text->viewport()->grab({0, 0, 500, 200}).toImage(); }
+    void press(Qt::Key key) { QTest::keyClick(dialog->focusWidget(), key); }
+
+  private slots:
+    void cleanup()
+    {
+        dialog.reset();
+        fs::remove(path);
+    }
+
+    void showsEveryByteFromTheFirstLine_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::newRow("no end of line") << QByteArray("one line");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("several chunks") << lines(10'000);
+        QTest::newRow("Latin-1, UTF-8, markup") << QByteArray("caf\xe9 caf\xc3\xa9 <b>x</b>\r\n\xff\x80");
+        QTest::newRow("NULs") << QByteArray("a\0\0b\n\0", 6);
+        QTest::newRow("one huge line") << QByteArray(3 << 20, 'x');
+    }
+
+    /// A log's text is Latin-1, whatever wrote it.
+    void showsEveryByteFromTheFirstLine()
+    {
+        QFETCH(QByteArray, content);
+        write(content);
+        open();
+        QCOMPARE(firstRow(), 0);
+        QGuiApplication::clipboard()->clear();
+        QTest::keySequence(dialog->focusWidget(), QKeySequence::SelectAll);
+        QTest::keySequence(dialog->focusWidget(), QKeySequence::Copy);
+        QCOMPARE(QGuiApplication::clipboard()->text(), QString::fromLatin1(content));
+        press(Qt::Key_X);
+        QCOMPARE(text->text(), content);
+    }
+
+    void isReadByKeyboard()
+    {
+        write(lines(1000));
+        open();
+        press(Qt::Key_Down);
+        QCOMPARE(firstRow(), 1);
+        press(Qt::Key_End);
+        QCOMPARE(firstRow(), lastRow());
+        press(Qt::Key_PageUp);
+        QVERIFY(firstRow() < lastRow());
+        press(Qt::Key_Home);
+        QCOMPARE(firstRow(), 0);
+    }
+
+    /// What happens to the file after it was loaded changes nothing.
+    void textIsThatOfTheLoad()
+    {
+        write(lines(1000));
+        open();
+        std::ofstream(path, std::ios::app) << "more\n";
+        QCOMPARE(text->text(), lines(1000));
+        fs::resize_file(path, 0);
+        press(Qt::Key_End);
+        QCOMPARE(text->text(), lines(1000));
+    }
+
+    void largeLogComesUpAtOnce()
+    {
+        write(lines(100'000));
+        fs::resize_file(path, large);
+        std::ofstream(path, std::ios::app) << "\nthe end\n";
+        open();
+        QCOMPARE(firstRow(), 0);
+        const QImage first = picture();
+        std::ofstream(path, std::ios::app) << "more\n";
+        QTRY_VERIFY_WITH_TIMEOUT(text->lineCount() > 130'000, 30'000);
+        press(Qt::Key_End);
+        QVERIFY(firstRow() > 130'000);
+        text->selectAll();
+        QVERIFY(text->selectedText().endsWith("\nthe end\n"));
+        QGuiApplication::clipboard()->setText("before");
+        text->copy(); // would take hundreds of megabytes
+        QCOMPARE(QGuiApplication::clipboard()->text(), "before");
+        QTest::mouseClick(text->viewport(), Qt::LeftButton);
+
+        fs::resize_file(path, 100'000);
+        picture();
+        press(Qt::Key_PageUp);
+        press(Qt::Key_Home);
+        QCOMPARE(picture(), first);
+    }
+
+    void whatIsNoFileIsEmpty_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::newRow("missing") << 0;
+        QTest::newRow("directory") << int(S_IFDIR);
+        QTest::newRow("pipe") << int(S_IFIFO);
+        QTest::newRow("link") << int(S_IFLNK);
+    }
+
+    void whatIsNoFileIsEmpty()
+    {
+        QFETCH(int, kind);
+        const fs::path other = path.parent_path() / "other.log";
+        std::ofstream(other) << "elsewhere\n";
+        if (kind == S_IFDIR)
+            fs::create_directory(path);
+        if (kind == S_IFIFO)
+            QCOMPARE(mkfifo(path.c_str(), 0600), 0);
+        if (kind == S_IFLNK)
+            fs::create_symlink(other, path);
+        open();
+        QVERIFY(text->text().isEmpty());
+    }
+
+    void closesByEachOfItsButtons()
+    {
+        for (const char* name : {"btnClose", "btnOk", "Alt+C"}) {
+            open();
+            QCOMPARE(dialog->size(), QSize(610, 425));
+            QCOMPARE(dialog->windowTitle(), "View Log");
+            if (auto* button = dialog->findChild<QAbstractButton*>(name))
+                QTest::mouseClick(button, Qt::LeftButton);
+            else
+                QTest::keyClick(dialog.get(), Qt::Key_C, Qt::AltModifier);
+            QTRY_VERIFY(!dialog->isVisible());
+        }
+    }
+};
+
+QTEST_MAIN(TestShowLogDialog)
+#include "tst_showlogdialog.moc"
