@@ -1,11 +1,10 @@
 #include "mainwindow/confowner.h"
 
-#include "base/uniquefd.h"
+#include "base/plainfile.h"
 
 #include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
-#include <sys/stat.h>
 
 void giveToConfOwner(const char* path)
 {
@@ -14,9 +13,6 @@ void giveToConfOwner(const char* path)
     const group* members = getgrnam(owner);
     if (!user || !members)
         return;
-    const base::UniqueFd file(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat info;
-    if (!file || fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_nlink != 1)
-        return;
-    [[maybe_unused]] const int result = fchown(file.get(), user->pw_uid, members->gr_gid);
+    if (const base::UniqueFd file = base::openPlainFile(AT_FDCWD, path, O_RDONLY)) [[maybe_unused]]
+        const int result = fchown(file.get(), user->pw_uid, members->gr_gid);
 }

@@ -1,27 +1,21 @@
 #include "mainwindow/updatecron.h"
 
-#include "base/uniquefd.h"
+#include "base/plainfile.h"
 #include "mainwindow/command.h"
 #include "shell/paths.h"
-#include "shell/smallfile.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 bool writeUpdateCrontab(std::optional<QTime> time)
 {
-    // The directory is open to others, so the file may be no link and have no second name.
-    const base::UniqueFd file(
-        open(paths::updateCrontab, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666));
-    struct stat info;
-    if (!file || fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_nlink != 1 ||
-        ftruncate(file.get(), 0) != 0)
+    const base::UniqueFd file = base::openPlainFile(AT_FDCWD, paths::updateCrontab, O_RDWR | O_CREAT, 0666);
+    if (!file || ftruncate(file.get(), 0) != 0)
         return false;
     if (time) {
-        writeAll(file.get(), std::to_string(time->minute()) + ' ' + std::to_string(time->hour()) + " * * * " +
-                                 paths::runAsRoot + "  " + paths::updateNow + " 2>&1 |tee -a " +
-                                 paths::autoUpdateLog + "\n");
+        base::writeAll(file.get(), std::to_string(time->minute()) + ' ' + std::to_string(time->hour()) +
+                                       " * * * " + paths::runAsRoot + "  " + paths::updateNow +
+                                       " 2>&1 |tee -a " + paths::autoUpdateLog + "\n");
     }
     return true;
 }

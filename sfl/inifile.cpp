@@ -1,6 +1,6 @@
 #include "sfl/inifile.h"
 
-#include "base/uniquefd.h"
+#include "base/plainfile.h"
 
 #include <algorithm>
 #include <array>
@@ -62,16 +62,7 @@ bool writeText(const char* path, std::string_view text)
 {
     const base::UniqueFd file(
         ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
-    if (!file)
-        return false;
-    while (!text.empty()) {
-        const ssize_t count = ::write(file.get(), text.data(), text.size());
-        if (count > 0)
-            text.remove_prefix(static_cast<std::size_t>(count));
-        else if (errno != EINTR)
-            return false;
-    }
-    return true;
+    return file && base::writeAll(file.get(), text);
 }
 
 void assume(SymTable* table, const std::string& name, const std::string& value)

@@ -1,6 +1,6 @@
 #include "shell/instanceguard.h"
 
-#include "base/uniquefd.h"
+#include "base/plainfile.h"
 #include "shell/paths.h"
 #include "shell/smallfile.h"
 
@@ -80,7 +80,7 @@ bool createGuard(const std::string& content)
     const base::UniqueFd file(open(draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, guardMode));
     if (!file)
         return false;
-    const bool done = writeAll(file.get(), content) && link(draft.c_str(), paths::guardFile) == 0;
+    const bool done = base::writeAll(file.get(), content) && link(draft.c_str(), paths::guardFile) == 0;
     unlink(draft.c_str());
     return done;
 }
@@ -90,10 +90,8 @@ bool overwriteGuard(const std::string& content)
 {
     if (isLive(numberIn(openGuard(O_RDONLY).get())))
         return false;
-    const base::UniqueFd file = openGuard(O_WRONLY);
-    struct stat status;
-    return file && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
-           ftruncate(file.get(), 0) == 0 && writeAll(file.get(), content);
+    const base::UniqueFd file = base::openPlainFile(AT_FDCWD, paths::guardFile, O_WRONLY);
+    return file && ftruncate(file.get(), 0) == 0 && base::writeAll(file.get(), content);
 }
 
 } // namespace

@@ -43,16 +43,3 @@ std::optional<std::string> readSmallFile(int fd)
     content.resize(length);
     return content;
 }
-
-bool writeAll(int fd, const std::string& text)
-{
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t count = write(fd, text.data() + done, text.size() - done);
-        if (count < 0 && errno != EINTR)
-            return false;
-        if (count > 0)
-            done += static_cast<std::size_t>(count);
-    }
-    return true;
-}

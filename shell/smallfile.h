@@ -11,6 +11,3 @@ std::optional<std::string> readSmallFile(const char* path, Links links);
 
 /// The same of an open file, from its current position.
 std::optional<std::string> readSmallFile(int fd);
-
-/// Writes all of `text`, over interruptions and short writes. False with errno set on failure.
-bool writeAll(int fd, const std::string& text);

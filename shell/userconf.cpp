@@ -1,6 +1,6 @@
 #include "shell/userconf.h"
 
-#include "base/uniquefd.h"
+#include "base/plainfile.h"
 #include "sfl/sfl.h"
 #include "shell/paths.h"
 #include "shell/smallfile.h"
@@ -110,7 +110,7 @@ bool writeTemporary(const std::string& path, const std::string& content)
 {
     const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
     const base::UniqueFd file(open(path.c_str(), flags, 0666));
-    return file && writeAll(file.get(), content) && fsync(file.get()) == 0;
+    return file && base::writeAll(file.get(), content) && fsync(file.get()) == 0;
 }
 
 /// The directory part of `path`, as dirname() has it.
