@@ -113,6 +113,32 @@ void takeMemoryScan()
     save(pictureOf(window, "AVInitializer", 5, 10), "memoryscan.png");
 }
 
+/// The list of quarantined files, some with names that are not as they seem.
+void takeQuarantine()
+{
+    product::install(settings);
+    sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "1.0.0 TIER-A\n");
+    const std::string bad = ServiceHome::marker().toStdString();
+    const std::pair<const char*, std::size_t> files[] = {{"invoice.com", 68},
+                                                         {"a/invoice.com", 3000},
+                                                         {"b/invoice.com", 3100},
+                                                         {"setup_2026.exe", 812'345},
+                                                         {"Quarterly report (final).doc", 45'345},
+                                                         {"caf\xe9 menu.doc", 39'345},
+                                                         {"holiday\u202Egpj.exe", 700}};
+    for (const auto& [name, size] : files) {
+        const fs::path path = fs::path("/root") / name;
+        fs::create_directories(path.parent_path());
+        sandbox::writeFile(path, bad + std::string(size - bad.size(), ' '));
+    }
+    RealWindow window;
+    must(window.click("VMainWidget/lnkScanHome") && window.waitFor("VScanStatisticsDialog") &&
+         window.click("VScanStatisticsDialog/btnOk") && window.waitForEnd("VProgressWidget"));
+    must(window.click("VMainWidget/lnkQuarantine") && window.waitFor("VMainWidget/lstQuarantine") &&
+         window.clickRow("VMainWidget/lstQuarantine", "setup_2026.exe"));
+    save(pictureOf(window, "VMainWidget", 3, 3), "quarantine.png");
+}
+
 /// All message boxes in one picture, two in a row.
 void saveBoxes(const QList<QImage>& boxes)
 {
@@ -141,6 +167,7 @@ int main(int argc, char** argv)
     if (!screen.isUp())
         return EXIT_FAILURE;
     takeMemoryScan();
+    takeQuarantine();
     makeHome();
     QList<QImage> boxes = takeScan();
     boxes << takeWarning() << takeRefusal();
