@@ -59,33 +59,34 @@ class TestScanDialogs : public QObject
         scriptedEngine().reset();
     }
 
-    void promptAnswersTheEngine_data()
-    {
-        QTest::addColumn<QString>("button");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("data");
-        QTest::newRow("no action") << "lnkNothing" << 0 << "";
-        QTest::newRow("delete") << "lnkDelete" << 1 << "";
-        QTest::newRow("rename") << "lnkRename" << 2 << "qst";
-        QTest::newRow("quarantine") << "lnkQuarantine" << 3 << "/var/Quillstone/var/quarantine/vardo";
-        QTest::newRow("close") << "btnScanCancel" << 5 << "";
-    }
-
     void promptAnswersTheEngine()
     {
-        QFETCH(QString, button);
+        const struct
+        {
+            const char* button;
+            int code;
+            std::string data;
+        } rows[] = {{"lnkNothing", 0, ""},
+                    {"lnkDelete", 1, ""},
+                    {"lnkRename", 2, "qst"},
+                    {"lnkQuarantine", 3, "/var/Quillstone/var/quarantine/vardo"},
+                    {"btnScanCancel", 5, ""}};
         ModalBoxes boxes;
-        boxes.handle([&button](QWidget* dialog) { click(dialog, button.toUtf8()); });
-        boxes.handle([](QWidget* statistics) { statistics->close(); });
         Vardo engine("/none");
         VProgressWidget window(nullptr, "Scan", FRAMELESS_FLAGS);
-        scriptedEngine().scanScript = {scripted::ask("/tmp/bad.com"), scripted::beat()};
+        for (const auto& row : rows) {
+            boxes.handle([&row](QWidget* dialog) { click(dialog, row.button); });
+            scriptedEngine().scanScript.push_back(scripted::ask("/tmp/bad.com"));
+        }
+        boxes.handle([](QWidget* statistics) { statistics->close(); });
+        scriptedEngine().scanScript.push_back(scripted::beat());
         QCOMPARE(window.PerformScan(qApp, &engine), 0);
-        QCOMPARE(boxes.texts(), QStringList({"VGetUserAction", "VScanStatisticsDialog"}));
-        QCOMPARE(scriptedEngine().promptAnswers.size(), 1U);
-        const scripted::PromptAnswer answer = scriptedEngine().promptAnswers.front();
-        QTEST(answer.code, "code");
-        QTEST(QString::fromStdString(answer.actData), "data");
+        QCOMPARE(boxes.texts(), QStringList(5, "VGetUserAction") + QStringList("VScanStatisticsDialog"));
+        for (std::size_t i = 0; i < std::size(rows); ++i) {
+            QCOMPARE(scriptedEngine().promptAnswers.at(i).code, rows[i].code);
+            QCOMPARE(scriptedEngine().promptAnswers.at(i).actData, rows[i].data);
+        }
+        // No answer stops the scan.
         QCOMPARE(scriptedEngine().callbackAnswers, std::vector<int>({CALLBACK_CONTINUE}));
     }
 
@@ -117,40 +118,35 @@ class TestScanDialogs : public QObject
         }
     }
 
-    void promptShowsNamesAsTheyStand()
+    /// As they stand, but for marks that would make one look like another.
+    void promptShowsNamesSafely()
     {
-        for (const char* name : {"/a<img src=x>b", "/a&b", "/a &lt;b&gt;", "/  a   b ", "/tmp/caf\u00e9"}) {
-            prompt(name, [name](QWidget* dialog) {
-                QCOMPARE(label(dialog, "lblObjectName")->text(), name);
-                QCOMPARE(shownToolTip(dialog), name);
+        const std::pair<const char*, const char*> rows[] = {
+            {"/a<img src=x>b", "/a<img src=x>b"},
+            {"/a&b", "/a&b"},
+            {"/a &lt;b&gt;", "/a &lt;b&gt;"},
+            {"/  a   b ", "/  a   b "},
+            {"/tmp/caf\u00e9", "/tmp/caf\u00e9"},
+            {"/exe\u202e.fdp\x1b\u2028\U0001F600", "/exe\uFFFD.fdp\u241B\uFFFD\U0001F600"},
+        };
+        for (const auto& [name, shown] : rows) {
+            prompt(name, [text = QString(shown)](QWidget* dialog) {
+                QCOMPARE(label(dialog, "lblObjectName")->text(), text);
+                QCOMPARE(shownToolTip(dialog), text);
             });
         }
     }
 
-    /// Marks that reverse the text after them would make one name look like another.
-    void promptShowsWhatNamesHide()
-    {
-        prompt("/exe\u202e.fdp\x1b\u2028\U0001F600", [](QWidget* dialog) {
-            const QString shown = "/exe\uFFFD.fdp\u241B\uFFFD\U0001F600";
-            QCOMPARE(label(dialog, "lblObjectName")->text(), shown);
-            QCOMPARE(shownToolTip(dialog), shown);
-        });
-    }
-
     void promptCannotBeLeftUnanswered()
     {
-        prompt("/x", [](QWidget* dialog) {
+        ModalBoxes boxes;
+        boxes.handle([](QWidget* dialog) {
             QTest::keyClick(dialog, Qt::Key_Escape);
             QVERIFY(dialog->isVisible());
             QVERIFY(!dialog->close());
             QVERIFY(dialog->isVisible());
+            QTest::keyClick(dialog, Qt::Key_Q, Qt::AltModifier);
         });
-    }
-
-    void promptHasShortcuts()
-    {
-        ModalBoxes boxes;
-        boxes.handle([](QWidget* dialog) { QTest::keyClick(dialog, Qt::Key_Q, Qt::AltModifier); });
         VGetUserAction dialog(nullptr, nullptr, true, FRAMELESS_FLAGS);
         QCOMPARE(dialog.getUserAction(), PROMPT_QUARANTINE);
     }
