@@ -270,7 +270,7 @@ class TestVardoscan : public QObject
         place.write("clean", "harmless");
         const Outcome outcome = place.run({"--log=/proc"});
         QCOMPARE(outcome.code, 2);
-        QCOMPARE(outcome.err, Bytes("vardoscan: cannot write a scan log\n"));
+        QCOMPARE(outcome.err, Bytes("vardoscan: cannot write a scan log below /proc\n"));
         QVERIFY(outcome.out.contains("Clean objects        1\n")); // but scanned it is
     }
 
@@ -588,11 +588,17 @@ class TestVardoscan : public QObject
         const QString link = QString("/proc/%1/exe").arg(victim.processId());
         QTRY_COMPARE(QFile::symLinkTarget(link), place.home.path("tree/running"));
         const Bytes name = Bytes::number(victim.processId()) + " " + QFile::encodeName(program.fileName());
-        const Outcome memory = run({"--memory", "--action=delete"});
+        const Outcome memory = run({"--memory", "--log-level=infected", "--action=delete"});
         victim.kill();
         victim.waitForFinished();
         QCOMPARE(memory.code, 1);
-        QVERIFY2(memory.out.contains("PID: " + name + " INFECTED [Vardo.Marker]"), memory.out.constData());
+        const Bytes line = "PID: " + name + " INFECTED [Vardo.Marker]";
+        QVERIFY2(memory.out.contains(line), memory.out.constData());
+        const Bytes log = place.takeLog();
+        QVERIFY2(log.contains("***\n\nMemory Scan started\n") &&
+                     log.contains(Bytes(line).replace(place.tree(), "TREE")) &&
+                     log.endsWith("\nMemory scan completed successfully\n"),
+                 log.constData());
         QVERIFY(QFile::exists(place.home.path("tree/running"))); // processes are only reported
     }
 };

@@ -5,6 +5,13 @@
 
 #include <string>
 
+std::string logLocation(Vardo& engine)
+{
+    char location[2048] = {};
+    engine.GetOption(SCANOPT_LOGLOCATION, location);
+    return location;
+}
+
 bool startLog(Vardo& engine, const Options& options)
 {
     if (engine.LogInit(nullptr, -1) < 0)

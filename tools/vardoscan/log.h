@@ -2,7 +2,12 @@
 
 #include "engine/vardo.h"
 
+#include <string>
+
 struct Options;
+
+/// The directory that the engine's options name for logs.
+std::string logLocation(Vardo& engine);
 
 /// Opens the scan log that the engine's options name and writes its head. False, with no log, when the file
 /// cannot be made; the other functions do nothing then.

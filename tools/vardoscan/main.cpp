@@ -149,7 +149,7 @@ int scan(Options& options)
         return fail("cannot use " + options.scanConf);
     const bool unlogged = options.log && !startLog(engine, options);
     if (unlogged)
-        fail("cannot write a scan log");
+        fail("cannot write a scan log below " + logLocation(engine));
     const std::size_t missing = addPaths(engine, options.paths);
     if (missing > 0 && missing == options.paths.size()) {
         endLog(engine, options, -1);
