@@ -28,11 +28,6 @@ class TestWindowQuarantine : public QObject
         return names;
     }
 
-    static bool answersYes(RealWindow& window, const QString& button)
-    {
-        return window.click(button) && window.click("VMessageBox/&Yes") && window.waitForEnd("VMessageBox");
-    }
-
   private slots:
     void listsWhatTheCommandLineQuarantined()
     {
@@ -42,8 +37,6 @@ class TestWindowQuarantine : public QObject
         RealWindow window({1000, 1000});
         QVERIFY(window.click("VMainWidget/lnkQuarantine"));
         QVERIFY(window.waitFor("VMainWidget/lstQuarantine"));
-        QCOMPARE(listed(window), QStringList());
-
         QStringList command; // as cron gives it, beside the window
         for (const std::string& word :
              sandbox::asUser({1000, 1000}, {"/opt/Quillstone/usr/bin/vardoscan", "--quiet",
@@ -56,14 +49,9 @@ class TestWindowQuarantine : public QObject
                  QStringList({"bad 40 Vardo.Marker", "caf\uFFFD 40 Vardo.Marker", "worse 40 Vardo.Marker"}));
         QCOMPARE(filesIn(QString(quarantine) + "/.restore").size(), 3);
 
-        QVERIFY(window.clickRow("VMainWidget/lstQuarantine", "caf\uFFFD"));
-        QVERIFY(answersYes(window, "VMainWidget/btnDeleteQuar"));
-        QCOMPARE(listed(window), QStringList({"bad 40 Vardo.Marker", "worse 40 Vardo.Marker"}));
-        QCOMPARE(window.text("VMainWidget/lblQuarCountValue"), "2");
-        QCOMPARE(filesIn(quarantine), QStringList({"bad", "worse"}));
-        QCOMPARE(filesIn(QString(quarantine) + "/.restore").size(), 2);
-
-        QVERIFY(answersYes(window, "VMainWidget/btnDeleteAllQuar"));
+        QVERIFY(window.click("VMainWidget/btnDeleteAllQuar"));
+        QVERIFY(window.click("VMessageBox/&Yes"));
+        QVERIFY(window.waitForEnd("VMessageBox"));
         QCOMPARE(listed(window), QStringList());
         QCOMPARE(filesIn(quarantine), QStringList());
         QCOMPARE(filesIn(QString(quarantine) + "/.restore"), QStringList());

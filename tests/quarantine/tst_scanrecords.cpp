@@ -17,9 +17,8 @@ constexpr char marker[] = "a text that stands for something harmful";
 std::vector<std::string> recordedNames()
 {
     std::vector<std::string> names;
-    for (const quarantine::Record& record :
-         quarantine::parseRecords(sandbox::readFile(quarantine::recordsPath)))
-        names.push_back(record.name + ' ' + record.size.value_or("") + ' ' + record.virus.value_or(""));
+    for (const auto& record : quarantine::parseRecords(sandbox::readFile(quarantine::recordsPath)))
+        names.push_back(record.name);
     return names;
 }
 
@@ -55,8 +54,7 @@ class TestScanRecords : public QObject
     void whatIsQuarantinedIsRecorded()
     {
         QCOMPARE(scan({}), 1);
-        QCOMPARE(recordedNames(),
-                 std::vector<std::string>({"caf\xe9 40 Vardo.Marker", "caf\xe9-0 40 Vardo.Marker"}));
+        QCOMPARE(recordedNames(), std::vector<std::string>({"caf\xe9", "caf\xe9-0"}));
         QCOMPARE(scanner.readAllStandardError(), QByteArray());
 
         QCOMPARE(scan({"--quarantine-dir=/home/tester/jail"}), 1);
