@@ -71,7 +71,6 @@ void VShowLogDialog::languageChange()
 void VShowLogDialog::init()
 {
     textLog->goToStart();
-    textLog->setFocus();
     setFixedSize(610, 425);
     makeWidgetRound(4, 6);
 }
