@@ -110,28 +110,24 @@ class TestMemScanDialog : public QObject
         QVERIFY(!dialog());
     }
 
-    void failureToLoadIsToldByTheResult()
+    void failuresAreToldByTheResultAlone()
     {
-        scriptedEngine().setResult("VardoAVInit", -1);
-        scriptedEngine().held.memScan = 1;
-        QCOMPARE(ScanMemory(conf, &engine), -1);
-        QCOMPARE(changes(), QStringList(QString("VardoAVInit %1 1").arg(conf)));
-    }
-
-    void unreadableSettingSkipsTheScan()
-    {
-        scriptedEngine().held.memScan = 1;
-        scriptedEngine().setResult("GetOption 4", -1);
-        QCOMPARE(ScanMemory(conf, &engine), 0);
-        QVERIFY(!changes().contains("DoMemoryScan 1"));
-    }
-
-    void failedScanIsNotTold()
-    {
-        scriptedEngine().held.memScan = 1;
-        scriptedEngine().setResult("DoMemoryScan", -1);
-        QCOMPARE(ScanMemory(conf, &engine), 0);
-        QCOMPARE(changes(), QStringList({QString("VardoAVInit %1 1").arg(conf), "DoMemoryScan 1"}));
+        const QString load = QString("VardoAVInit %1 1").arg(conf);
+        const struct
+        {
+            const char* call;
+            int result;
+            QStringList changes;
+        } rows[] = {{"VardoAVInit", -1, {load}},
+                    {"GetOption 4", 0, {load}}, // the setting that asks for the scan
+                    {"DoMemoryScan", 0, {load, "DoMemoryScan 1"}}};
+        for (const auto& row : rows) {
+            scriptedEngine().reset();
+            scriptedEngine().held.memScan = 1;
+            scriptedEngine().setResult(row.call, -1);
+            QCOMPARE(ScanMemory(conf, &engine), row.result);
+            QCOMPARE(changes(), row.changes);
+        }
     }
 
     void missingArgumentsAreShown()
