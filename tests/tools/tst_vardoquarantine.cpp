@@ -55,7 +55,7 @@ Outcome run(const QList<QByteArray>& arguments)
 }
 
 /// Quarantines a file as the engine does. False when that fails.
-bool quarantine1(const fs::path& path)
+bool moveIntoQuarantine(const fs::path& path)
 {
     const base::UniqueFd parent(::open(path.parent_path().c_str(), O_RDONLY | O_DIRECTORY));
     const base::UniqueFd fd(::open(path.c_str(), O_RDONLY));
@@ -71,7 +71,8 @@ bool quarantine1(const fs::path& path)
 void quarantineNew(const std::string& name, bool recorded = true)
 {
     sandbox::writeFile(home / name, "infected " + name);
-    if (!quarantine1(home / name) || (recorded && !quarantine::recordQuarantined(name.c_str(), "Test.Virus")))
+    if (!moveIntoQuarantine(home / name) ||
+        (recorded && !quarantine::recordQuarantined(name.c_str(), "Test.Virus")))
         qFatal("cannot quarantine %s", name.c_str());
 }
 
@@ -138,9 +139,9 @@ void TestVardoquarantine::init()
     fs::create_directory(quarantineDir);
     fs::permissions(quarantineDir, fs::perms(03770));
     sandbox::writeFile(quarantine::recordsPath, "");
-    for (const fs::path& directory : {home, fs::path("/var/Quillstone/tree")}) {
-        fs::remove_all(directory / "tree");
-        fs::create_directories(directory / "tree");
+    for (const fs::path directory : {"/root/tree", "/var/Quillstone/tree"}) {
+        fs::remove_all(directory);
+        fs::create_directory(directory);
     }
 }
 
@@ -148,19 +149,22 @@ void TestVardoquarantine::wrongUse_data()
 {
     QTest::addColumn<Lines>("arguments");
     QTest::addColumn<QByteArray>("error");
-    QTest::newRow("nothing") << Lines{} << QByteArray("nothing to do");
-    QTest::newRow("command") << Lines{"lst"} << QByteArray("unknown command: lst");
-    QTest::newRow("option") << Lines{"--jso\n", "list"} << QByteArray("unknown option: --jso\\x0A");
-    QTest::newRow("names") << Lines{"list", "a"} << QByteArray("takes no names");
-    QTest::newRow("no names") << Lines{"restore"} << QByteArray("restore needs the name of a file");
-    QTest::newRow("relative") << Lines{"--quarantine-dir=q", "list"} << QByteArray("bad argument");
-    QTest::newRow("nowhere") << Lines{"--quarantine-dir=/none", "list"}
-                             << QByteArray("cannot open the quarantine");
-    QTest::newRow("path") << Lines{"delete", "../vardo/bad"} << QByteArray("not the name of a file");
-    QTest::newRow("the notes") << Lines{"delete", ".restore"} << QByteArray("Is a directory");
-    QTest::newRow("restore a path") << Lines{"restore", "/root/x"} << QByteArray("not the name of a file");
-    QTest::newRow("missing") << Lines{"restore", "none"} << QByteArray("none: No such file");
-    QTest::newRow("delete missing") << Lines{"delete", "none"} << QByteArray("none: No such file");
+    const std::pair<Lines, const char*> rows[] = {
+        {{}, "nothing to do"},
+        {{"lst"}, "unknown command: lst"},
+        {{"--jso\n", "list"}, "unknown option: --jso\\x0A"},
+        {{"list", "a"}, "list takes no names"},
+        {{"restore"}, "restore needs the name of a file"},
+        {{"--quarantine-dir=q", "list"}, "bad argument of --quarantine-dir: q"},
+        {{"--quarantine-dir=/none", "list"}, "cannot open the quarantine: No such file"},
+        {{"delete", "../vardo/bad"}, "not the name of a file"},
+        {{"delete", ".restore"}, ".restore: Is a directory"},
+        {{"delete", "none"}, "none: No such file"},
+        {{"restore", "/root/x"}, "not the name of a file"},
+        {{"restore", "none"}, "none: No such file"},
+    };
+    for (const auto& [arguments, error] : rows)
+        QTest::newRow(arguments.join(' ').simplified().constData()) << arguments << QByteArray(error);
 }
 
 void TestVardoquarantine::wrongUse()
@@ -230,16 +234,16 @@ void TestVardoquarantine::restores()
 
 void TestVardoquarantine::deletes()
 {
-    for (const char* name : {"bad", "other bad"})
+    for (const char* name : {"-rf", "x-rf"})
         quarantineNew(name);
     quarantine::RecordFile().append({"gone", "", "", ""});
-    const Outcome outcome = run({"--json", "delete", "bad", "gone"});
+    const Outcome outcome = run({"--json", "delete", "--", "-rf", "gone"});
     QCOMPARE(outcome.code, 0);
     QCOMPARE(outcome.lines(),
-             Lines({R"({"type":"deleted","name":"bad"})", R"({"type":"deleted","name":"gone"})"}));
-    QCOMPARE(files(quarantineDir), QStringList{"other bad"});
+             Lines({R"({"type":"deleted","name":"-rf"})", R"({"type":"deleted","name":"gone"})"}));
+    QCOMPARE(files(quarantineDir), QStringList{"x-rf"});
     QCOMPARE(files(notesDir).size(), 1);
-    QCOMPARE(recordedNames(), std::vector<std::string>{"other bad"});
+    QCOMPARE(recordedNames(), std::vector<std::string>{"x-rf"});
 }
 
 void TestVardoquarantine::repairs()
@@ -292,7 +296,7 @@ void TestVardoquarantine::survivesAKill_data()
 {
     QTest::addColumn<QString>("tree");
     QTest::newRow("copy") << "/root/tree";
-    QTest::newRow("move") << "/var/Quillstone/tree/tree";
+    QTest::newRow("move") << "/var/Quillstone/tree";
 }
 
 /// A process that quarantines is killed at each of its system calls. The file is then whole at one of the
@@ -307,7 +311,7 @@ void TestVardoquarantine::survivesAKill()
         const fs::path& path = paths.emplace_back(fs::path(tree.toStdString()) / std::to_string(count));
         contents.push_back("infected " + std::to_string(count) + std::string(1'500'000, 'x'));
         sandbox::writeFile(path, contents.back());
-        killed = killedAtCall(count, [&path] { quarantine1(path); });
+        killed = killedAtCall(count, [&path] { moveIntoQuarantine(path); });
         if (fs::exists(path))
             QVERIFY(sandbox::readFile(path) == contents.back());
         QVERIFY2(count < 1000, "it never ends");
