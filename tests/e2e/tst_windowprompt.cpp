@@ -74,7 +74,6 @@ void TestWindowPrompt::everyAnswerIsCarriedOut()
     for (int i = 0; i < 5; ++i) {
         QTRY_COMPARE_WITH_TIMEOUT(window.text("VGetUserAction/lblObjectName"), "/root/" + names[i], 30'000);
         // Nothing is done to those that were not asked about yet.
-        QCOMPARE(filesIn(home).filter(names[i]), QStringList(names[i]));
         QCOMPARE(filesIn(home).mid(filesIn(home).indexOf(names[i])), names.mid(i));
         QVERIFY(window.click(QString("VGetUserAction/") + answers[i]));
     }
@@ -126,8 +125,8 @@ void TestWindowPrompt::stopsBehindAnOpenPrompt()
     QVERIFY(window.click("VGetUserAction/lnkQuarantine"));
     QTRY_COMPARE_WITH_TIMEOUT(window.text("VGetUserAction/lblObjectName"), "/root/2-delete", 30'000);
     const QString time = window.text("VProgressWidget/lblTime");
-    QTRY_VERIFY(window.text("VProgressWidget/lblTime") > time); // the window is alive
-    QVERIFY(window.click("VProgressWidget/btnStop"));           // raises it over the prompt, which comes back
+    QTRY_VERIFY_WITH_TIMEOUT(window.text("VProgressWidget/lblTime") > time, 30'000); // the window is alive
+    QVERIFY(window.click("VProgressWidget/btnStop")); // raises it over the prompt, which comes back
     QVERIFY(window.click("VGetUserAction/lnkDelete"));
     QTRY_COMPARE_WITH_TIMEOUT(window.texts("VMessageBox"), QStringList("Scan cancelled before completion"),
                               30'000);
