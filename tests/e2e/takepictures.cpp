@@ -4,6 +4,8 @@
 #include "tests/e2e/realwindow.h"
 #include "tests/qsavd/servicehome.h"
 
+#include <QDateTime>
+#include <QFile>
 #include <QImage>
 #include <QPainter>
 
@@ -139,6 +141,41 @@ void takeQuarantine()
     save(pictureOf(window, "VMainWidget", 3, 3), "quarantine.png");
 }
 
+/// The list of scan logs, and the viewer with the newest.
+void takeLogs()
+{
+    const fs::path folder = "/var/Quillstone/var/log/vardo";
+    const fs::path newest = folder / "scan-20261120-183000.log";
+    product::install(settings);
+    sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "1.0.0 TIER-A\n");
+    fs::copy("/usr/include/x86_64-linux-gnu/sys", "/root/headers", fs::copy_options::recursive);
+    RealWindow window;
+    must(window.click("VMainWidget/lnkScanHome") && window.click("VScanStatisticsDialog/btnOk") &&
+         window.waitForEnd("VProgressWidget"));
+    const std::string log = product::onlyLog().toStdString();
+    fs::remove_all(folder);
+    fs::create_directory(folder);
+    const auto makeLog = [](const fs::path& path, const std::string& text, QDateTime written) {
+        sandbox::writeFile(path, text);
+        QFile file(path);
+        if (file.open(QIODevice::Append))
+            file.setFileTime(written, QFileDevice::FileModificationTime);
+    };
+    makeLog(newest, log, {{2026, 11, 20}, {18, 34, 12}});
+    for (int day = 19; day > 9; day -= 2) {
+        std::string text;
+        for (int i = 0; i < day * 100; ++i)
+            text += log;
+        makeLog(folder / ("scan-202611" + std::to_string(day) + "-021500.log"), text,
+                {{2026, 11, day}, {2, 40 + day % 7, day}});
+    }
+    must(window.click("VMainWidget/lnkViewScanLog") && window.waitFor("VMainWidget/lstScanLogs") &&
+         window.clickRow("VMainWidget/lstScanLogs", newest.filename().c_str()));
+    save(pictureOf(window, "VMainWidget", 3, 3), "logs.png");
+    must(window.click("VMainWidget/btnViewScanLog") && window.waitFor("VShowLogDialog"));
+    save(pictureOf(window, "VShowLogDialog", 4, 6), "logviewer.png");
+}
+
 /// All message boxes in one picture, two in a row.
 void saveBoxes(const QList<QImage>& boxes)
 {
@@ -168,6 +205,7 @@ int main(int argc, char** argv)
         return EXIT_FAILURE;
     takeMemoryScan();
     takeQuarantine();
+    takeLogs();
     makeHome();
     QList<QImage> boxes = takeScan();
     boxes << takeWarning() << takeRefusal();
