@@ -50,6 +50,8 @@ class TestWorkers : public QObject
 
   private:
     pid_t onlyWorker() const;
+    /// Scans a file, so that there is a worker, and stops that.
+    pid_t stopWorker(TestScan& scan) const;
 
     std::unique_ptr<ServiceHome> home_;
 };
@@ -64,6 +66,13 @@ pid_t TestWorkers::onlyWorker() const
 {
     const QList<pid_t> workers = home_->workers();
     return workers.size() == 1 ? workers.front() : 0;
+}
+
+pid_t TestWorkers::stopWorker(TestScan& scan) const
+{
+    scan.submit(home_->write("clean", "harmless"));
+    const pid_t worker = scan.waitForAll() ? onlyWorker() : 0;
+    return worker > 0 && kill(worker, SIGSTOP) == 0 ? worker : 0;
 }
 
 void TestWorkers::everyFileIsAnsweredOnce()
@@ -109,11 +118,8 @@ void TestWorkers::deadWorkerCostsOneFile()
     bool killedInTime = false;
     for (int attempt = 0; attempt < 20 && !killedInTime; ++attempt) {
         first = scan.verdicts();
-        scan.submit(marked);
-        QVERIFY(scan.waitForAll());
-        const pid_t worker = onlyWorker();
+        const pid_t worker = stopWorker(scan);
         QVERIFY(worker > 0);
-        kill(worker, SIGSTOP);
         for (int i = 0; i < 30; ++i)
             scan.submit(marked);
         QTest::qWait(50 << attempt / 4);
@@ -130,16 +136,13 @@ void TestWorkers::deadWorkerCostsOneFile()
 
 void TestWorkers::stuckWorkerCostsOneFile()
 {
-    const QString clean = home_->write("clean", "harmless");
     SessionOptions options = oneWorker();
     options.maxSeconds = 1;
     TestScan scan(*home_, options);
-    scan.submit(clean);
-    QVERIFY(scan.waitForAll());
-    const pid_t worker = onlyWorker();
-    kill(worker, SIGSTOP);
-    scan.submit(clean);
-    scan.submit(clean);
+    const pid_t worker = stopWorker(scan);
+    QVERIFY(worker > 0);
+    scan.submit(home_->path("clean"));
+    scan.submit(home_->path("clean"));
     QVERIFY(scan.waitForAll());
     QCOMPARE(scan.verdict(1).status, int(SCANSTAT_ERROR));
     QCOMPARE(scan.verdict(1).remark, std::string("not scanned: took longer than 1 s"));
@@ -149,15 +152,10 @@ void TestWorkers::stuckWorkerCostsOneFile()
 
 void TestWorkers::stopLeavesNothingBehind()
 {
-    const QString clean = home_->write("clean", "harmless");
     auto scan = std::make_unique<TestScan>(*home_, oneWorker());
-    scan->submit(clean);
-    QVERIFY(scan->waitForAll());
-    const QList<pid_t> workers = home_->workers();
-    for (const pid_t worker : workers)
-        kill(worker, SIGSTOP);
+    QVERIFY(stopWorker(*scan) > 0);
     for (int i = 0; i < 100; ++i)
-        scan->submit(clean);
+        scan->submit(home_->path("clean"));
     QElapsedTimer timer;
     timer.start();
     scan.reset();
@@ -173,18 +171,15 @@ void TestWorkers::stopLeavesNothingBehind()
 
 void TestWorkers::lostServiceEndsInErrors()
 {
-    const QString clean = home_->write("clean", "harmless");
     TestScan scan(*home_, oneWorker());
-    scan.submit(clean);
-    QVERIFY(scan.waitForAll());
-    const pid_t worker = onlyWorker();
-    kill(worker, SIGSTOP);
+    const pid_t worker = stopWorker(scan);
+    QVERIFY(worker > 0);
     for (int i = 0; i < 20; ++i)
-        scan.submit(clean);
+        scan.submit(home_->path("clean"));
     const QString workspace = home_->workspace();
     QVERIFY(QFileInfo::exists(workspace));
     kill(home_->pid(), SIGKILL);
-    scan.submit(clean);
+    scan.submit(home_->path("clean"));
     QVERIFY(scan.waitForAll());
     for (std::size_t i = 1; i < scan.verdicts(); ++i)
         QCOMPARE(scan.verdict(i).status, int(SCANSTAT_ERROR));

@@ -50,36 +50,22 @@ class TestRunAsRoot : public QObject
         QCOMPARE(::chmod(file_.constData(), 0600), 0);
     }
 
-    void acceptsTheProductsOwnCommandLinesOnly_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::addColumn<bool>("expected");
-        const QByteArray records = "/opt/Quillstone/etc/vardo/.quarantined";
-        const QByteArray crontab = "/opt/Quillstone/etc/qsavupdate";
-        QTest::newRow("records") << QByteArray("/bin/chmod 666 " + records) << true;
-        QTest::newRow("new records") << QByteArray("/bin/chmod 666 " + records + "_tmp") << true;
-        QTest::newRow("touch") << QByteArray("/usr/bin/touch " + crontab) << true;
-        QTest::newRow("own") << QByteArray("/bin/chown qsconf:qsconf " + crontab) << true;
-        QTest::newRow("crontab") << QByteArray("/usr/bin/crontab " + crontab + " -u qsconf") << true;
-        QTest::newRow("cron") << QByteArray("/etc/init.d/cron restart") << true;
-        QTest::newRow("update") << QByteArray("/opt/Quillstone/usr/bin/updatenow") << true;
-        QTest::newRow("shell") << QByteArray("/bin/sh") << false;
-        QTest::newRow("other mode") << QByteArray("/bin/chmod 4777 " + records) << false;
-        QTest::newRow("other file") << QByteArray("/bin/chmod 666 /etc/shadow") << false;
-        QTest::newRow("way out") << QByteArray("/bin/chmod 666 " + records + "/../../../etc/shadow") << false;
-        QTest::newRow("one more word") << QByteArray("/bin/chmod 666 " + records + " /etc/shadow") << false;
-        QTest::newRow("one word less") << QByteArray("/bin/chmod 666") << false;
-        QTest::newRow("other crontab user")
-            << QByteArray("/usr/bin/crontab " + crontab + " -u root") << false;
-        QTest::newRow("update with words") << QByteArray("/opt/Quillstone/usr/bin/updatenow --help") << false;
-        QTest::newRow("cron stop") << QByteArray("/etc/init.d/cron stop") << false;
-    }
-
     void acceptsTheProductsOwnCommandLinesOnly()
     {
-        QFETCH(QByteArray, line);
-        QFETCH(bool, expected);
-        QCOMPARE(accepted(line), expected);
+        const QByteArray records = "/opt/Quillstone/etc/vardo/.quarantined";
+        const QByteArray crontab = "/opt/Quillstone/etc/qsavupdate";
+        for (const QByteArray& line :
+             {"/bin/chmod 666 " + records, "/bin/chmod 666 " + records + "_tmp", "/usr/bin/touch " + crontab,
+              "/bin/chown qsconf:qsconf " + crontab, "/usr/bin/crontab " + crontab + " -u qsconf",
+              QByteArray("/etc/init.d/cron restart"), QByteArray("/opt/Quillstone/usr/bin/updatenow")})
+            QVERIFY2(accepted(line), line);
+        for (const QByteArray& line :
+             {QByteArray("/bin/sh"), "/bin/chmod 4777 " + records, QByteArray("/bin/chmod 666 /etc/shadow"),
+              "/bin/chmod 666 " + records + "/../../../etc/shadow",
+              "/bin/chmod 666 " + records + " /etc/shadow", QByteArray("/bin/chmod 666"),
+              "/usr/bin/crontab " + crontab + " -u root",
+              QByteArray("/opt/Quillstone/usr/bin/updatenow --help"), QByteArray("/etc/init.d/cron stop")})
+            QVERIFY2(!accepted(line), line);
     }
 
     void changesAPlainFile()
@@ -125,15 +111,11 @@ class TestRunAsRoot : public QObject
         const std::string tail =
             " * * * /opt/Quillstone/sbin/runasroot  /opt/Quillstone/usr/bin/updatenow 2>&1 "
             "|tee -a /var/Quillstone/var/log/autoupdate.log\n";
-        QVERIFY(isUpdateCrontab(""));
-        QVERIFY(isUpdateCrontab("30 9" + tail));
-        QVERIFY(isUpdateCrontab("0 23" + tail));
-        QVERIFY(!isUpdateCrontab("60 9" + tail));
-        QVERIFY(!isUpdateCrontab("30 24" + tail));
-        QVERIFY(!isUpdateCrontab("-1 9" + tail));
-        QVERIFY(!isUpdateCrontab("30 9" + tail + "* * * * * id\n"));
-        QVERIFY(!isUpdateCrontab("* * * * * id\n"));
-        QVERIFY(!isUpdateCrontab("30 9 * * * id\n"));
+        for (const std::string& good : {std::string(), "30 9" + tail, "0 23" + tail})
+            QVERIFY2(isUpdateCrontab(good), good.c_str());
+        for (const std::string& bad : {"60 9" + tail, "30 24" + tail, "-1 9" + tail,
+                                       "30 9" + tail + "* * * * * id\n", std::string("30 9 * * * id\n")})
+            QVERIFY2(!isUpdateCrontab(bad), bad.c_str());
     }
 
     void runsAnythingForRootAndRefusesTheRestForOthers()
