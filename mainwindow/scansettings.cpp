@@ -208,7 +208,9 @@ void VMainWidget::slotBrowseLogLocation()
         return;
     QFileDialog dialog(this, tr("Vardo log location"), editLogLoc->text());
     dialog.setObjectName(QLatin1StringView("Log location"));
+    dialog.setFont(font());
     dialog.setFileMode(QFileDialog::Directory);
+    dialog.setViewMode(QFileDialog::List);
     dialog.setOptions(QFileDialog::ShowDirsOnly | QFileDialog::DontUseNativeDialog);
     if (dialog.exec() != QDialog::Accepted)
         return;
