@@ -9,33 +9,15 @@ namespace {
 constexpr char quarantine[] = "/var/Quillstone/var/quarantine/vardo";
 constexpr char home[] = "/root";
 
-/// The head of a log at level 3 of a scan that asks.
-constexpr char head[] = "*******************************************************\n"
-                        "\t  Vardo Anti-Virus for Linux\n"
-                        "\t  Copyright (C) Quillstone, GNU General Public License 2\n"
-                        "\t http://www.quillstone.example/\n"
-                        "*******************************************************\n"
-                        "\n"
-                        "-------------------------------------------------------\n"
-                        "\t\tScan Configuration\n"
-                        "-------------------------------------------------------\n"
-                        "Scan packed\t\t\t: Yes\n"
-                        "Scan archives\t\t\t: Yes\n"
-                        "Scan mails\t\t\t: Yes\n"
-                        "Use heuristics scanning\t\t: Yes\n"
-                        "Recursive\t\t\t: Yes\n"
-                        "Follow symbolic links\t\t: No\n"
-                        "Cross file system\t\t: No\n"
-                        "Scan action\t\t\t: Prompt\n"
-                        "Exclude extensions\t\t: qst\n" // those that the program has renamed
-                        "Log level\t\t\t: 3\n"
-                        "\n";
-
-/// The lines behind the head; the whole text when the head is another one.
+/// The lines of the log behind its head; the whole text when that is not of a scan that asks.
 QList<QByteArray> logLines()
 {
     const QByteArray log = product::onlyLog();
-    return log.startsWith(head) ? log.mid(sizeof head - 1).split('\n') : QList<QByteArray>{log};
+    const QByteArray headEnd = "Scan action\t\t\t: Prompt\n"
+                               "Exclude extensions\t\t: qst\n" // those that the program has renamed
+                               "Log level\t\t\t: 3\n\n";
+    const qsizetype end = log.indexOf(headEnd);
+    return end < 0 ? QList<QByteArray>{log} : log.mid(end + headEnd.size()).split('\n');
 }
 
 QStringList filesIn(const char* directory)
