@@ -62,15 +62,15 @@ class TestUpdateSettings : public MainWindowTest
         scan.alert = 1;
         scan.alertDays = 30;
         open();
-        QCOMPARE(valueOf("spinTimeOut"), 44);
-        QCOMPARE(valueOf("spinRetry"), 5);
-        QCOMPARE(valueOf("spinDays"), 30);
+        for (const auto& [spin, value] : {std::pair{"spinTimeOut", 44}, {"spinRetry", 5}, {"spinDays", 30}})
+            QCOMPARE(valueOf(spin), value);
         for (const char* box : {"chkHttps", "chkProxy", "chkProxyAuth", "chkUpdate", "chkDefAlert"})
             QVERIFY2(isOn(box), box);
-        QCOMPARE(entry("txtProxyServer")->text(), "10.1.2.3");
-        QCOMPARE(entry("txtProxyPort")->text(), "8080");
-        QCOMPARE(entry("txtProxyUser")->text(), "user");
-        QCOMPARE(entry("txtProxyPass")->text(), "secret");
+        for (const auto& [name, text] : {std::pair{"txtProxyServer", "10.1.2.3"},
+                                         {"txtProxyPort", "8080"},
+                                         {"txtProxyUser", "user"},
+                                         {"txtProxyPass", "secret"}})
+            QCOMPARE(entry(name)->text(), text);
         QCOMPARE(entry("txtProxyPass")->echoMode(), QLineEdit::Password);
         QCOMPARE(find<QTimeEdit>("updateTime")->time(), QTime(23, 7));
         // Filling the page is no change.
@@ -243,106 +243,81 @@ class TestUpdateSettings : public MainWindowTest
         }
     }
 
-    void badProxiesAreRefused_data()
-    {
-        QTest::addColumn<QString>("server");
-        QTest::addColumn<QString>("port");
-        QTest::addColumn<QString>("user");
-        QTest::addColumn<QString>("message");
-        const QString proxy = "Invalid proxy settings", user = "Invalid proxy authentication settings";
-        QTest::newRow("server") << "host"
-                                << "80"
-                                << "u" << proxy;
-        QTest::newRow("port") << "1.2.3.4"
-                              << "0"
-                              << "u" << proxy;
-        QTest::newRow("user") << "1.2.3.4"
-                              << "80"
-                              << "-u" << user;
-        QTest::newRow("good") << "1.2.3.4"
-                              << "80"
-                              << "u" << QString(saved);
-    }
-
     void badProxiesAreRefused()
     {
-        QFETCH(QString, server);
-        QFETCH(QString, port);
-        QFETCH(QString, user);
+        const struct
+        {
+            const char* server;
+            const char* port;
+            const char* user;
+            const char* message;
+        } proxies[] = {{"host", "80", "u", "Invalid proxy settings"},
+                       {"1.2.3.4", "0", "u", "Invalid proxy settings"},
+                       {"1.2.3.4", "80", "-u", "Invalid proxy authentication settings"},
+                       {"1.2.3.4", "80", "u", saved}};
         open();
         click("chkProxy");
         click("chkProxyAuth");
-        entry("txtProxyServer")->setText(server);
-        entry("txtProxyPort")->setText(port);
-        entry("txtProxyUser")->setText(user);
-        boxes->answer(VMessageBox::BTN_YES);
-        boxes->answer(VMessageBox::BTN_OK);
-        click("btnScan");
-        QTEST(boxes->texts().back(), "message");
-        if (boxes->texts().back() == saved)
-            return;
-        QCOMPARE(page(), int(VMainWidget::UpdateSettingPage));
-        QVERIFY(!fs::exists(crontab));
-        QVERIFY(!changes().contains("vUpdate::SetOption 4"));
-    }
-
-    void failuresAreTold_data()
-    {
-        QTest::addColumn<QByteArray>("call");
-        QTest::addColumn<bool>("leaves");
-        QTest::newRow("update settings") << QByteArray("vUpdate::SaveConfiguration") << false;
-        QTest::newRow("scan settings") << QByteArray("SaveConfiguration") << true;
+        for (const auto& proxy : proxies) {
+            QVERIFY(!fs::exists(crontab));
+            QVERIFY(!changes().contains("vUpdate::SetOption 4"));
+            QCOMPARE(page(), int(VMainWidget::UpdateSettingPage));
+            entry("txtProxyServer")->setText(proxy.server);
+            entry("txtProxyPort")->setText(proxy.port);
+            entry("txtProxyUser")->clear(); // a change, whatever comes
+            entry("txtProxyUser")->setText(proxy.user);
+            boxes->answer(VMessageBox::BTN_YES);
+            boxes->answer(VMessageBox::BTN_OK);
+            click("btnScan");
+            QCOMPARE(boxes->texts().back(), proxy.message);
+        }
+        QVERIFY(fs::exists(crontab));
     }
 
     void failuresAreTold()
     {
-        QFETCH(QByteArray, call);
-        QFETCH(bool, leaves);
-        open();
-        click("chkHttps");
-        scriptedEngine().setResult(call.toStdString(), -1);
-        boxes->answer(VMessageBox::BTN_YES);
-        boxes->answer(VMessageBox::BTN_OK);
-        click("lnkHelp");
-        QCOMPARE(boxes->texts().back(), failed);
-        QCOMPARE(page() == VMainWidget::HelpPage, leaves);
-        QCOMPARE(commands().size(), 4); // the rest has been done all the same
+        for (const auto& [call, leaves] :
+             {std::pair{"vUpdate::SaveConfiguration", false}, {"SaveConfiguration", true}}) {
+            open();
+            click("chkHttps");
+            scriptedEngine().setResult(call, -1);
+            boxes->answer(VMessageBox::BTN_YES);
+            boxes->answer(VMessageBox::BTN_OK);
+            click("lnkHelp");
+            scriptedEngine().setResult(call, 0);
+            QCOMPARE(boxes->texts().back(), failed);
+            QCOMPARE(page() == VMainWidget::HelpPage, leaves);
+        }
+        QCOMPARE(commands().size(), 8); // the rest has been done all the same
     }
 
-    void addressesHaveFourNumbers_data()
+    void entriesAreChecked()
     {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<bool>("valid");
-        for (const char* text : {"1.2.3.4", "255.255.255.255", "1.0.0.0", "1..2.3.4", ".1.2.3.4.",
-                                 "1.2.3.4.300", "1.2.3.4.256.7", "001.2.3.4"})
-            QTest::newRow(text) << QByteArray(text) << true;
-        for (const char* text : {"", ".", "0.1.2.3", "1.2.3", "1.2.3.256", "1.2.3.4.5", "a.b.c.d", "1.2.3.-4",
-                                 "1.2.3.4 ", "1.2.3.99999999999999999999"})
-            QTest::newRow(*text ? text : "empty") << QByteArray(text) << false;
-    }
-
-    void addressesHaveFourNumbers()
-    {
-        QFETCH(QByteArray, text);
-        QTEST(VMainWidget::isValid_IP(text), "valid");
-        QVERIFY(!VMainWidget::isValid_IP(nullptr));
-    }
-
-    void portsAndUsersAreChecked()
-    {
-        for (const char* good : {"1", "65535", "0080"})
-            QVERIFY2(VMainWidget::isValidPort(good), good);
-        for (const char* bad : {"", "0", "65536", "-1", "8o", " 80", "99999999999999999999"})
-            QVERIFY2(!VMainWidget::isValidPort(bad), bad);
-
-        const std::string longest(64, 'a');
-        const std::string tooLong(65, 'a');
-        for (const char* good : {"u", "user1", "a.b.c", "a.b-c_d", " padded ", longest.c_str()})
-            QVERIFY2(VMainWidget::isValidProxyAuth(good), good);
-        for (const char* bad : {"", " ", ".u", "u.", "-u", "u-", "_u", "u_", "a-b.c", "a.-b", "a b",
-                                "caf\xc3\xa9", tooLong.c_str()})
-            QVERIFY2(!VMainWidget::isValidProxyAuth(bad), bad);
-        QVERIFY(!VMainWidget::isValidProxyAuth(nullptr));
+        const std::string longest(64, 'a'), tooLong(65, 'a');
+        const struct
+        {
+            bool (*isValid)(const char*);
+            std::vector<const char*> good, bad;
+        } entries[] = {
+            {VMainWidget::isValid_IP,
+             {"1.2.3.4", "255.255.255.255", "1.0.0.0", "1..2.3.4", ".1.2.3.4.", "1.2.3.4.300",
+              "1.2.3.4.256.7", "001.2.3.4"},
+             {"", ".", "0.1.2.3", "1.2.3", "1.2.3.256", "1.2.3.4.5", "a.b.c.d", "1.2.3.-4", "1.2.3.4 ",
+              "1.2.3.99999999999999999999", nullptr}},
+            {VMainWidget::isValidPort,
+             {"1", "65535", "0080"},
+             {"", "0", "65536", "-1", "8o", " 80", "99999999999999999999"}},
+            {VMainWidget::isValidProxyAuth,
+             {"u", "user1", "a.b.c", "a.b-c_d", " padded ", longest.c_str()},
+             {"", " ", ".u", "u.", "-u", "u-", "_u", "u_", "a-b.c", "a.-b", "a b", "caf\xc3\xa9",
+              tooLong.c_str(), nullptr}},
+        };
+        for (const auto& [isValid, good, bad] : entries) {
+            for (const char* text : good)
+                QVERIFY2(isValid(text), text);
+            for (const char* text : bad)
+                QVERIFY2(!isValid(text), text);
+        }
     }
 };
 

@@ -51,41 +51,6 @@ int finished(int result, bool complete)
 
 } // namespace
 
-__VardoObject::__VardoObject()
-    : __VardoObject(nullptr, 0)
-{
-}
-
-__VardoObject::__VardoObject(const char* name, int type)
-    : objName(name ? strdup(name) : nullptr)
-    , objType(type)
-    , objNext(nullptr)
-{
-}
-
-__VardoObject::~__VardoObject()
-{
-    std::free(objName);
-}
-
-void __VardoObject::ClearList()
-{
-    for (__VardoObject* entry = this; entry;) {
-        __VardoObject* next = entry->objNext;
-        delete entry;
-        entry = next;
-    }
-}
-
-int __VardoObject::AddLast(const char* name, char type)
-{
-    __VardoObject* last = this;
-    while (last->objNext)
-        last = last->objNext;
-    last->objNext = new __VardoObject(name, type);
-    return 0;
-}
-
 ScanConfig::ScanConfig(const char* confFile)
     : scanOpts(0)
     , action(0)
