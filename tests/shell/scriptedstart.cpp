@@ -93,6 +93,7 @@ void look()
         if (!window || !window->isVisible() || window->mask().isEmpty() || std::exchange(noted, true))
             continue;
         note(*window);
+        QObject::connect(window, &QObject::destroyed, [] { scriptedEngine().call("~window"); });
         if (hold)
             writeReport();
         else
@@ -104,6 +105,7 @@ void begin()
 {
     readScript();
     std::atexit(writeReport);
+    QObject::connect(qApp, &QObject::destroyed, [] { scriptedEngine().call("~application"); });
     auto* timer = new QTimer(qApp);
     QObject::connect(timer, &QTimer::timeout, &look);
     timer->start(5);
