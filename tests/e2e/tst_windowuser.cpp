@@ -4,15 +4,20 @@
 
 #include <filesystem>
 
+#include <sys/stat.h>
+
 namespace {
 
+constexpr sandbox::Ids root{0, 0};
 constexpr sandbox::Ids user{1000, 1000};
+constexpr uid_t qsconf = 990;
 constexpr char ownConf[] = "/home/tester/.vardo/vardo.conf";
+constexpr char precious[] = "/opt/Quillstone/etc/precious";
 
 /// Opens the options and does `work` there, which ends with closing the window.
-void visitOptions(const std::function<void(RealWindow&)>& work)
+void visitOptions(const std::function<void(RealWindow&)>& work, sandbox::Ids who = user)
 {
-    RealWindow window(user);
+    RealWindow window(who);
     QVERIFY(window.click("VMainWidget/lnkScanSetting"));
     QVERIFY(window.waitFor("VMainWidget/chkMail"));
     work(window);
@@ -35,7 +40,7 @@ void answer(RealWindow& window, const QString& message, const QString& button = 
 
 } // namespace
 
-/// An ordinary user, who works on a copy of the settings.
+/// Whose settings are changed: an ordinary user works on a copy of the shared ones, root on these.
 class TestWindowUser : public QObject
 {
     Q_OBJECT
@@ -43,6 +48,8 @@ class TestWindowUser : public QObject
   private slots:
     void settingsAreTheUsersOwn();
     void copiedSettingsMeanTheSame();
+    void rootSavesTheSharedOnes();
+    void rootFollowsNoPlantedLink();
 };
 
 void TestWindowUser::settingsAreTheUsersOwn()
@@ -94,6 +101,43 @@ void TestWindowUser::copiedSettingsMeanTheSame()
     const QByteArray log = product::onlyLog();
     QVERIFY2(log.contains("/home/tester/kept/bad"), log.constData());
     QVERIFY2(!log.contains("left (\\out)/bad"), log.constData());
+}
+
+void TestWindowUser::rootSavesTheSharedOnes()
+{
+    product::install("[Scan]\nScanMails = yes\n");
+    visitOptions(
+        [](RealWindow& window) {
+            QVERIFY(window.click("VMainWidget/chkMail"));
+            QVERIFY(window.click("VMainWidget/btnSaveScanSetting"));
+            answer(window, "Vardo setting saved successfully");
+            QVERIFY(window.click("VMainWidget/btnClose"));
+        },
+        root);
+    struct stat info = {};
+    QCOMPARE(stat(paths::vardoConf, &info), 0);
+    QCOMPARE(info.st_uid, qsconf);
+    QVERIFY(sandbox::readFile(paths::vardoConf).find("ScanMails = \"no\"") != std::string::npos);
+    QVERIFY(!std::filesystem::exists("/root/.vardo"));
+}
+
+void TestWindowUser::rootFollowsNoPlantedLink()
+{
+    product::install("[Scan]\nScanMails = yes\n");
+    std::filesystem::rename(paths::vardoConf, precious);
+    std::filesystem::create_symlink(precious, paths::vardoConf);
+    visitOptions(
+        [](RealWindow& window) {
+            QVERIFY(window.click("VMainWidget/chkMail"));
+            QVERIFY(window.click("VMainWidget/btnSaveScanSetting"));
+            answer(window, "Error saving Vardo configuration. Try later");
+            QVERIFY(window.click("VMainWidget/btnClose"));
+        },
+        root);
+    struct stat info = {};
+    QCOMPARE(stat(precious, &info), 0);
+    QCOMPARE(info.st_uid, 0U);
+    QCOMPARE(sandbox::readFile(precious), "[Scan]\nScanMails = yes\n");
 }
 
 VARDO_WINDOW_TEST_MAIN(TestWindowUser)
