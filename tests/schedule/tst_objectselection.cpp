@@ -8,7 +8,6 @@
 
 #include <QAbstractButton>
 #include <QHeaderView>
-#include <QSignalSpy>
 #include <QTest>
 
 #include <filesystem>
