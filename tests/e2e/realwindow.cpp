@@ -58,11 +58,6 @@ void useHands(const QStringList& arguments)
         qWarning("xdotool failed: %s", qPrintable(arguments.join(' ')));
 }
 
-QStringList place(QPoint point)
-{
-    return {"mousemove", QString::number(point.x()), QString::number(point.y())};
-}
-
 QString pidFile(unsigned int user)
 {
     return user == 0 ? "/opt/Quillstone/var/run/qsav.pid" : "/home/tester/.vardo/qsav.pid";
@@ -266,17 +261,12 @@ bool RealWindow::clickRow(const QString& list, const QString& row, int x)
 
 void RealWindow::clickAt(QPoint point)
 {
-    useHands(place(point) + QStringList{"click", "1"});
+    useHands({"mousemove", QString::number(point.x()), QString::number(point.y()), "click", "1"});
 }
 
 void RealWindow::press(const QString& keys)
 {
     useHands({"key", keys});
-}
-
-void RealWindow::drag(QPoint from, QPoint to)
-{
-    useHands(place(from) + QStringList{"mousedown", "1"} + place(to) + QStringList{"mouseup", "1"});
 }
 
 qint64 RealWindow::answerTime()

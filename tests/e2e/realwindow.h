@@ -76,7 +76,7 @@ struct SeenWidget
 
 /// One start of the program. A widget is named "WINDOW/WIDGET", by object names or the widget's text, or
 /// "WINDOW" for the window itself: "VMessageBox/&Yes". Whatever waits gives up after half a minute, says what
-/// was on the screen, and leaves a picture in the working directory.
+/// was on the screen, and leaves a picture in VARDO_PICTURES.
 class RealWindow
 {
   public:
@@ -99,7 +99,6 @@ class RealWindow
     void clickAt(QPoint place);
     /// Presses keys, in the notation of xdotool: "ctrl+a".
     void press(const QString& keys);
-    void drag(QPoint from, QPoint to);
 
     /// Milliseconds until the event loop of the program answers; -1 when it does not within half a minute.
     qint64 answerTime();
