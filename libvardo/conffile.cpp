@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include <strings.h>
+#include <unistd.h>
 
 namespace vardo {
 
@@ -58,12 +59,18 @@ bool equalsIgnoringCase(const std::string& a, const char* b)
 
 } // namespace
 
-ConfFile ConfFile::parsed(const std::string& text)
+base::Result<ConfFile> ConfFile::load(const std::string& path)
 {
+    struct stat status = {};
+    const base::Result<std::string> text = readRegularFile(path, largestFile, status);
+    if (!text)
+        return text.error();
     ConfFile file;
-    sfl::LineReader lines(text);
+    file.foreign_ = status.st_uid != 0 || (status.st_mode & S_IWOTH) ||
+                    ((status.st_mode & S_IWGRP) && status.st_gid != 0);
+    sfl::LineReader lines(text.value());
     file.head_ = sfl::headOf(lines);
-    sfl::IniReader reader(text);
+    sfl::IniReader reader(text.value());
     for (sfl::IniItem item; reader.next(item);)
         if (!item.heading)
             file.raw_[item.section + ":" + item.keyword] = item.raw;
@@ -72,16 +79,16 @@ ConfFile ConfFile::parsed(const std::string& text)
 
 std::optional<ConfFile> ConfFile::read(const std::string& path)
 {
-    const base::Result<std::string> text = readRegularFile(path, largestFile);
-    return text ? std::optional(parsed(text.value())) : std::nullopt;
+    base::Result<ConfFile> file = load(path);
+    return file ? std::optional(std::move(file).value()) : std::nullopt;
 }
 
 std::optional<ConfFile> ConfFile::readOrNew(const std::string& path)
 {
-    const base::Result<std::string> text = readRegularFile(path, largestFile);
-    if (text)
-        return parsed(text.value());
-    return text.error().code == ENOENT ? std::optional(ConfFile()) : std::nullopt;
+    base::Result<ConfFile> file = load(path);
+    if (file)
+        return std::move(file).value();
+    return file.error().code == ENOENT ? std::optional(ConfFile()) : std::nullopt;
 }
 
 std::optional<std::string> ConfFile::text(std::string_view key) const
@@ -94,6 +101,11 @@ std::string ConfFile::path(std::string_view key, const char* fallback) const
 {
     std::optional<std::string> value = text(key);
     return value && value->starts_with('/') ? *std::move(value) : fallback;
+}
+
+std::string ConfFile::safePath(std::string_view key, const char* fallback) const
+{
+    return foreign_ && ::geteuid() == 0 ? fallback : path(key, fallback);
 }
 
 bool ConfFile::flag(std::string_view key, bool fallback) const

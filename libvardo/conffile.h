@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include <sys/stat.h>
+
 namespace vardo {
 
 /// A word that a configuration file uses for a number.
@@ -39,6 +41,9 @@ class ConfFile
     std::optional<std::string> text(std::string_view key) const;
     /// An absolute path, else `fallback`.
     std::string path(std::string_view key, const char* fallback) const;
+    /// The same for where root's files go: root is led away from `fallback` only by a file that nobody else
+    /// may write.
+    std::string safePath(std::string_view key, const char* fallback) const;
     /// yes, no, on, off, true, false, 1 or 0 in any case of letters, else `fallback`.
     bool flag(std::string_view key, bool fallback) const;
     /// A decimal whole number, moved into the range; `fallback` when it is none.
@@ -57,7 +62,7 @@ class ConfFile
     bool save(const std::string& path) const;
 
   private:
-    static ConfFile parsed(const std::string& text);
+    static base::Result<ConfFile> load(const std::string& path);
 
     struct NameLess
     {
@@ -66,6 +71,7 @@ class ConfFile
     };
 
     std::string head_;
+    bool foreign_ = false;                             ///< somebody else than root may have written it
     std::map<std::string, std::string, NameLess> raw_; ///< what stands behind the `=`
 };
 
@@ -76,8 +82,8 @@ bool isStorable(std::string_view text);
 /// before its `=`, and escapes stay as they are.
 std::string withoutQuotes(const std::string& text);
 
-/// The whole of a regular file of at most `most` bytes.
-base::Result<std::string> readRegularFile(const std::string& path, std::size_t most);
+/// The whole of a regular file of at most `most` bytes, and what the file is.
+base::Result<std::string> readRegularFile(const std::string& path, std::size_t most, struct stat& status);
 
 /// Puts `text` in the place of the file at `path` in one step, keeping its owner and mode where that is
 /// allowed; a new file gets mode 0660. False, with the file as it was, on any failure; a symbolic link or

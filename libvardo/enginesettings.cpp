@@ -60,7 +60,7 @@ EngineSettings loadEngineSettings(const char* avConf, const char* scanConf)
     const ConfFile av = readOr(avConf, paths::qsavConf);
     const ConfFile scan = readOr(scanConf, paths::vardoConf);
     EngineSettings settings{servicePaths(av), limits(scan),
-                            av.path("path:QuarantinePath", paths::quarantine)};
+                            av.safePath("path:QuarantinePath", paths::quarantine)};
     takeNumber<unsigned>(scan, "Service:IdleMinutes", 1, 1440, settings.service.idleMinutes);
     return settings;
 }

@@ -73,10 +73,9 @@ class Replacement
 
 } // namespace
 
-base::Result<std::string> readRegularFile(const std::string& path, std::size_t most)
+base::Result<std::string> readRegularFile(const std::string& path, std::size_t most, struct stat& status)
 {
     const base::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat status = {};
     if (!fd || ::fstat(fd.get(), &status) != 0)
         return systemError();
     if (!S_ISREG(status.st_mode))

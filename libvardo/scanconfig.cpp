@@ -186,8 +186,11 @@ int ScanConfig::ReadConfiguration(const char* file)
     setLocation(fresh.logLocation, conf->text("Log:Location").value_or("").c_str());
     setDirs(fresh.extra->excludeDirs, conf->text("Scan:ExcludeDirs").value_or("").c_str());
     copyText(fresh.extra->extensions, sizeof(qs_lString), conf->text("Scan:Extensions").value_or("").c_str());
-    if (const auto data = conf->text("Scan:ActionData"))
+    if (auto data = conf->text("Scan:ActionData")) {
+        if (data->starts_with('/'))
+            data = conf->safePath("Scan:ActionData", vardo::paths::quarantine);
         copyText(fresh.extra->actData, sizeof(qs_fString), data->c_str());
+    }
     *this = fresh;
     return 0;
 }
@@ -333,6 +336,7 @@ int ScanConfig::removeConfQoutes()
 {
     if (!ScanConfFile)
         return -1;
-    const auto text = vardo::readRegularFile(ScanConfFile, 1 << 20);
+    struct stat status = {};
+    const auto text = vardo::readRegularFile(ScanConfFile, 1 << 20, status);
     return text && vardo::replaceFile(ScanConfFile, vardo::withoutQuotes(text.value())) ? 0 : -1;
 }

@@ -367,6 +367,24 @@ class TestConfig : public QObject
         QCOMPARE(vardo::loadServicePaths("/none").pidFile, "/opt/Quillstone/var/run/qsav.pid");
     }
 
+    /// A group may write the settings, and must not have root put files where it may not itself.
+    void rootQuarantinesWhereRootSays()
+    {
+        const std::string usual = "/var/Quillstone/var/quarantine/vardo";
+        const bool root = ::geteuid() == 0;
+        for (const auto& [owner, mode] : {std::pair(0u, 0644u), {0, 0666}, {1234, 0644}}) {
+            write("[Scan]\nActionData = /etc/cron.d\n[path]\nQuarantinePath = /etc/cron.d\n");
+            QCOMPARE(::chmod(path().c_str(), mode), 0);
+            if (root)
+                QCOMPARE(::chown(path().c_str(), owner, 0), 0);
+            const std::string expected = root && (owner || mode != 0644) ? usual : "/etc/cron.d";
+            ScanConfig config(path().c_str());
+            QCOMPARE(config.ReadConfiguration(nullptr), 0);
+            QCOMPARE(textOf(config, SCANOPT_ACTDATA), expected);
+            QCOMPARE(vardo::loadEngineSettings(path().c_str(), nullptr).quarantineDir, expected);
+        }
+    }
+
     void updateSettingsSurviveTheFile()
     {
         const std::pair<unsigned, unsigned char> bytes[] = {
