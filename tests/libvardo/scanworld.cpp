@@ -2,14 +2,11 @@
 
 #include "libvardo/processwalker.h"
 
-#include <QDir>
-#include <QFile>
-
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 
-#include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -133,11 +130,9 @@ QByteArray ScanWorld::path(const QByteArray& name) const
 QByteArray ScanWorld::write(const QByteArray& name, const QByteArray& content)
 {
     const QByteArray file = name.startsWith('/') ? name : path(name);
-    const int fd = ::open(file.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (fd < 0 ||
-        ::write(fd, content.constData(), static_cast<std::size_t>(content.size())) != content.size())
+    std::ofstream stream(file.toStdString());
+    if (!stream.write(content.constData(), content.size()).flush())
         qFatal("cannot write %s", file.constData());
-    ::close(fd);
     return file;
 }
 
@@ -149,27 +144,16 @@ void ScanWorld::directory(const QByteArray& name)
 
 QByteArray ScanWorld::read(const QByteArray& path)
 {
-    QByteArray content(4096, '\0');
-    const int fd = ::open(path.constData(), O_RDONLY);
-    if (fd < 0)
-        return {};
-    content.resize(
-        std::max<ssize_t>(::read(fd, content.data(), static_cast<std::size_t>(content.size())), 0));
-    ::close(fd);
-    return content;
+    std::ifstream stream(path.toStdString());
+    return QByteArray::fromStdString({std::istreambuf_iterator<char>(stream), {}});
 }
 
 QList<QByteArray> ScanWorld::list(const QByteArray& directory)
 {
     QList<QByteArray> names;
-    DIR* stream = ::opendir(directory.constData());
-    while (const dirent* entry = stream ? ::readdir(stream) : nullptr) {
-        const QByteArray name(entry->d_name);
-        if (name != "." && name != "..")
-            names.append(name);
-    }
-    if (stream)
-        ::closedir(stream);
+    std::error_code missing;
+    for (const auto& entry : std::filesystem::directory_iterator(directory.toStdString(), missing))
+        names.append(QByteArray::fromStdString(entry.path().filename()));
     std::sort(names.begin(), names.end());
     return names;
 }

@@ -79,7 +79,7 @@ class TestScan : public QObject
             QElapsedTimer timer;
             timer.start();
             QCOMPARE(world.scan(), int(SCANRESULT_CANCELLED));
-            QVERIFY(timer.elapsed() < 2000);
+            QVERIFY(timer.elapsed() < 5000);
             QCOMPARE(world.service.sessionsClosed.load(), 1);
             QCOMPARE(world.files().size(), atBeat ? 0 : 1); // and no call after the answer
             QVERIFY(world.service.submitted <= 258);
@@ -158,7 +158,7 @@ class TestScan : public QObject
         QElapsedTimer timer;
         timer.start();
         QCOMPARE(world.scan(), int(SCANRESULT_CANCELLED));
-        QVERIFY(timer.elapsed() < 1000);
+        QVERIFY(timer.elapsed() < 5000);
         QCOMPARE(world.calls.size(), std::size_t{1});
         QCOMPARE(world.error, std::string());
     }

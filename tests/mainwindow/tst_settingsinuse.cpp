@@ -10,14 +10,12 @@
 #include <QComboBox>
 #include <QFileDialog>
 #include <QGroupBox>
-#include <QLineEdit>
 #include <QTest>
 
 #include <filesystem>
 #include <memory>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -310,12 +308,12 @@ class TestSettingsInUse : public MainWindowTest
             const Statuses statuses = scan(tree, &statistics);
             QCOMPARE(statuses.value(file.c_str()), outcomes[index].status);
             QCOMPARE(statistics.scCureFailed, unsigned(index >= 1 && index <= 5));
+            if (outcomes[index].place == renamed) // put out of action, it is not found again
+                QCOMPARE(scan(tree).size(), 0);
             for (const fs::path& place : {file, quarantined, renamed}) {
                 QCOMPARE(fs::exists(place), place == outcomes[index].place);
                 fs::remove(place);
             }
-            // What a rename put out of action is not found again.
-            QCOMPARE(scan(tree).size(), 0);
         }
     }
 
