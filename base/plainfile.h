@@ -25,6 +25,18 @@ inline UniqueFd openPlainFile(int directory, const char* name, int flags, mode_t
     return file;
 }
 
+/// The same, of a file that is made if it does not exist, with exactly this mode.
+inline UniqueFd openOrMakePlainFile(int directory, const char* name, int flags, mode_t mode)
+{
+    UniqueFd file = openPlainFile(directory, name, flags);
+    if (!file && errno == ENOENT) {
+        file = openPlainFile(directory, name, flags | O_CREAT | O_EXCL, mode);
+        if (file)
+            ::fchmod(file.get(), mode); // whatever the umask took away
+    }
+    return file;
+}
+
 /// Writes all of `text`, over interruptions and short writes. False with errno set on failure.
 inline bool writeAll(int fd, std::string_view text)
 {

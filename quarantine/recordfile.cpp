@@ -85,15 +85,9 @@ RecordFile::RecordFile()
 
 bool RecordFile::append(const Record& record)
 {
-    constexpr int flags = O_RDWR | O_APPEND;
     constexpr mode_t groupMode = 0664;
-    const char* name = nameIn(recordsPath);
-    base::UniqueFd file = base::openPlainFile(directory_.get(), name, flags);
-    if (!file && errno == ENOENT) {
-        file = base::openPlainFile(directory_.get(), name, flags | O_CREAT | O_EXCL, groupMode);
-        if (file)
-            ::fchmod(file.get(), groupMode); // whatever the umask took away
-    }
+    const base::UniqueFd file =
+        base::openOrMakePlainFile(directory_.get(), nameIn(recordsPath), O_RDWR | O_APPEND, groupMode);
     return file && appendWhole(file.get(), toLine(record));
 }
 

@@ -1,10 +1,10 @@
 #include "scan/statefile.h"
 
-#include <cerrno>
+#include "base/plainfile.h"
+
 #include <filesystem>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 namespace {
 
@@ -19,16 +19,5 @@ base::UniqueFd openStateFile(const char* path, int flags)
     const base::UniqueFd above(::open(directory.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     const base::UniqueFd parent(
         ::openat(above.get(), directory.filename().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    const std::filesystem::path name = file.filename();
-    flags |= O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    base::UniqueFd fd(::openat(parent.get(), name.c_str(), flags));
-    if (!fd && errno == ENOENT) {
-        fd.reset(::openat(parent.get(), name.c_str(), flags | O_CREAT | O_EXCL, groupMode));
-        if (fd)
-            ::fchmod(fd.get(), groupMode); // whatever the umask took away
-    }
-    struct stat status = {};
-    if (fd && (::fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink != 1))
-        fd.reset();
-    return fd;
+    return base::openOrMakePlainFile(parent.get(), file.filename().c_str(), flags, groupMode);
 }
