@@ -100,14 +100,8 @@ qint64 TextRows::startOfRow(int row) const
 
 TextRows::Row TextRows::row(int number) const
 {
-    const qint64 start = startOfRow(number);
-    const qint64 end = endOfRow(start);
-    QByteArrayView row =
-        view(start, std::min((end < 0 ? size_ : end) - start, longestRowBytes + longestLineEnd));
-    if (row.endsWith('\n'))
-        row.chop(1);
-    if (row.endsWith('\r'))
-        row.chop(1);
+    const qint64 start = number < count() ? startOfRow(number) : size_;
+    const QByteArrayView row = rowAt(start);
     Row shown;
     shown.text.reserve(row.size());
     shown.offsets.reserve(static_cast<std::size_t>(row.size()) + 1);
@@ -129,6 +123,20 @@ TextRows::Row TextRows::row(int number) const
     }
     shown.offsets.push_back(start + row.size());
     return shown;
+}
+
+/// The bytes of the row that begins at `start`, without its end of line.
+QByteArrayView TextRows::rowAt(qint64 start) const
+{
+    const qint64 end = endOfRow(start);
+    const qint64 length = (end < 0 ? size_ : end) - start;
+    QByteArrayView row = view(start, std::min(length, longestRowBytes + longestLineEnd));
+    if (row.endsWith('\n')) {
+        row.chop(1);
+        if (row.endsWith('\r'))
+            row.chop(1);
+    }
+    return row;
 }
 
 /// The bytes there, valid until the next call: fewer if the text, or what is left of its file, ends before.

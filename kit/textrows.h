@@ -58,6 +58,7 @@ class TextRows
     QByteArrayView view(qint64 from, qint64 length) const;
     qint64 endOfRow(qint64 start) const;
     qint64 startOfRow(int row) const;
+    QByteArrayView rowAt(qint64 start) const;
 
     Encoding encoding_;
     QByteArray memory_;

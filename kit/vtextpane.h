@@ -31,7 +31,7 @@ class VTextPane : public QAbstractScrollArea
     /// Shows an open file without reading it whole, see TextRows; its rows come up as they are found.
     void setFile(std::unique_ptr<QFile> file);
     void clear();
-    /// Goes to the first line and stays there, whatever is added.
+    /// Goes to the first line and stays there, whatever is added, until the user scrolls.
     void goToStart();
 
     QByteArray text() const { return rows.bytes(0, rows.size()); }

@@ -122,7 +122,7 @@ class TestTextPane : public QObject
         };
         QCOMPARE(paint("exe\xE2\x80\xAE.fdp"), paint("exe\xEF\xBF\xBD.fdp"));
         QCOMPARE(paint("a\xE2\x80\xA8.b"), paint("a\xEF\xBF\xBD.b"));
-        QCOMPARE(paint("a\r.b"), paint("a\xE2\x90\x8D.b"));
+        QCOMPARE(paint("a\r.b\r"), paint("a\xE2\x90\x8D.b\xE2\x90\x8D"));
         QCOMPARE(paint("a\x1B[2Jb"), paint("a\xE2\x90\x9B[2Jb"));
         QCOMPARE(paint("\xC3\xA9\x9B", TextRows::Encoding::Latin1), paint("\xC3\x83\xC2\xA9\xEF\xBF\xBD"));
         QVERIFY(paint("a\r\n") == paint("a\n") && paint("ab") != paint("a"));
