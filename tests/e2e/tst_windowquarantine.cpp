@@ -5,6 +5,7 @@
 
 namespace {
 
+constexpr int patience = 20'000;
 constexpr char quarantine[] = "/var/Quillstone/var/quarantine/vardo";
 
 QStringList filesIn(const QString& directory)
@@ -45,14 +46,16 @@ class TestWindowQuarantine : public QObject
         const QString program = command.takeFirst();
         QCOMPARE(QProcess::execute(program, command), 1);
         QVERIFY(window.click("VMainWidget/btnQuarRefresh"));
-        QCOMPARE(listed(window),
-                 QStringList({"bad 40 Vardo.Marker", "caf\uFFFD 40 Vardo.Marker", "worse 40 Vardo.Marker"}));
+        QTRY_COMPARE_WITH_TIMEOUT(
+            listed(window),
+            QStringList({"bad 40 Vardo.Marker", "caf\uFFFD 40 Vardo.Marker", "worse 40 Vardo.Marker"}),
+            patience);
         QCOMPARE(filesIn(QString(quarantine) + "/.restore").size(), 3);
 
         QVERIFY(window.click("VMainWidget/btnDeleteAllQuar"));
         QVERIFY(window.click("VMessageBox/&Yes"));
         QVERIFY(window.waitForEnd("VMessageBox"));
-        QCOMPARE(listed(window), QStringList());
+        QTRY_COMPARE_WITH_TIMEOUT(listed(window), QStringList(), patience);
         QCOMPARE(filesIn(quarantine), QStringList());
         QCOMPARE(filesIn(QString(quarantine) + "/.restore"), QStringList());
         QCOMPARE(product::quarantineRecords(), QByteArray());
