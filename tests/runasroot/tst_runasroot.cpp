@@ -70,30 +70,34 @@ class TestRunAsRoot : public QObject
 
     void changesAPlainFile()
     {
-        QVERIFY(allowWriting(file_));
+        QVERIFY(!allowWriting(file_, ::getuid() + 1)); // somebody else's, moved here
+        QVERIFY(allowWriting(file_, ::getuid()));
         QCOMPARE(statusOf(file_).st_mode & 07777U, 0666U);
         const QByteArray crontab = root_ + "/qsavupdate";
         QVERIFY(touch(crontab));
         QVERIFY(S_ISREG(statusOf(crontab).st_mode));
-        QVERIFY(giveTo(crontab, ::getuid(), ::getgid()));
+        QVERIFY(giveUpdateCrontab(crontab, ::getuid(), ::getgid()));
+        QFile file(QString::fromLocal8Bit(crontab));
+        QVERIFY(file.open(QFile::WriteOnly) && file.write("root:secret:") > 0 && file.flush());
+        QVERIFY(!giveUpdateCrontab(crontab, ::getuid(), ::getgid()));
     }
 
     void leavesWhatLiesBehindALinkAlone()
     {
         const QByteArray link = root_ + "/symbolic";
         QCOMPARE(::symlink(file_.constData(), link.constData()), 0);
-        QVERIFY(!allowWriting(link));
+        QVERIFY(!allowWriting(link, ::getuid()));
         QVERIFY(!touch(link));
         const QByteArray hard = root_ + "/hard";
         QCOMPARE(::link(file_.constData(), hard.constData()), 0);
-        QVERIFY(!allowWriting(hard));
-        QVERIFY(!giveTo(hard, 12345, 12345));
+        QVERIFY(!allowWriting(hard, ::getuid()));
+        QVERIFY(!giveUpdateCrontab(hard, 12345, 12345));
         QCOMPARE(statusOf(file_).st_mode & 07777U, 0600U);
         QCOMPARE(::unlink(hard.constData()), 0);
 
         const QByteArray folder = root_ + "/folder";
         QCOMPARE(::symlink(root_.constData(), folder.constData()), 0);
-        QVERIFY(!allowWriting(folder + "/.quarantined"));
+        QVERIFY(!allowWriting(folder + "/.quarantined", ::getuid()));
         QCOMPARE(statusOf(file_).st_mode & 07777U, 0600U);
     }
 
@@ -101,9 +105,9 @@ class TestRunAsRoot : public QObject
     {
         const QByteArray fifo = root_ + "/fifo";
         QCOMPARE(::mkfifo(fifo.constData(), 0600), 0);
-        QVERIFY(!allowWriting(fifo));
-        QVERIFY(!allowWriting(root_));
-        QVERIFY(!allowWriting(root_ + "/missing"));
+        QVERIFY(!allowWriting(fifo, ::getuid()));
+        QVERIFY(!allowWriting(root_, ::getuid()));
+        QVERIFY(!allowWriting(root_ + "/missing", ::getuid()));
     }
 
     void installsOnlyTheUpdatesCrontab()

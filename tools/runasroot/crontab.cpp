@@ -27,6 +27,18 @@ bool takeNumber(std::string_view& text, unsigned most)
     return true;
 }
 
+base::Result<std::string> readChecked(int file, const char* path)
+{
+    std::array<char, 512> buffer; // more than the longest text that is accepted
+    const ssize_t length = ::read(file, buffer.data(), buffer.size());
+    if (length < 0)
+        return base::Error{errno, std::string(path) + ": cannot be read"};
+    std::string text(buffer.data(), static_cast<std::size_t>(length));
+    if (!isUpdateCrontab(text))
+        return base::Error{EPERM, std::string(path) + ": not the crontab of the automatic update"};
+    return text;
+}
+
 } // namespace
 
 bool isUpdateCrontab(std::string_view text)
@@ -42,16 +54,19 @@ bool isUpdateCrontab(std::string_view text)
 base::Result<std::string> readUpdateCrontab(const char* path)
 {
     const auto file = openPlainFile(path);
+    return file ? readChecked(file.value().get(), path) : file.error();
+}
+
+base::Result<bool> giveUpdateCrontab(const char* path, uid_t user, gid_t group)
+{
+    const auto file = openPlainFile(path);
     if (!file)
         return file.error();
-    std::array<char, 512> buffer; // more than the longest text that is accepted
-    const ssize_t length = ::read(file.value().get(), buffer.data(), buffer.size());
-    if (length < 0)
-        return base::Error{errno, std::string(path) + ": cannot be read"};
-    std::string text(buffer.data(), static_cast<std::size_t>(length));
-    if (!isUpdateCrontab(text))
-        return base::Error{EPERM, std::string(path) + ": not the crontab of the automatic update"};
-    return text;
+    if (const auto text = readChecked(file.value().get(), path); !text)
+        return text.error();
+    if (::fchown(file.value().get(), user, group) != 0)
+        return base::Error{errno, std::string(path) + ": cannot be given away"};
+    return true;
 }
 
 } // namespace runasroot

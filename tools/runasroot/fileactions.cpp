@@ -62,19 +62,20 @@ base::Result<base::UniqueFd> openPlainFile(const char* path, bool create)
     return file;
 }
 
-base::Result<bool> allowWriting(const char* path)
+base::Result<bool> allowWriting(const char* path, uid_t owner)
 {
-    return onPlainFile(path, false, [](int file) { return ::fchmod(file, 0666); });
+    return onPlainFile(path, false, [owner](int file) {
+        struct stat status = {};
+        if (::fstat(file, &status) != 0)
+            return -1;
+        errno = EPERM;
+        return status.st_uid == owner ? ::fchmod(file, 0666) : -1;
+    });
 }
 
 base::Result<bool> touch(const char* path)
 {
     return onPlainFile(path, true, [](int file) { return ::futimens(file, nullptr); });
-}
-
-base::Result<bool> giveTo(const char* path, uid_t user, gid_t group)
-{
-    return onPlainFile(path, false, [user, group](int file) { return ::fchown(file, user, group); });
 }
 
 } // namespace runasroot

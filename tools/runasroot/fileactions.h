@@ -12,9 +12,11 @@ namespace runasroot {
 /// the folder is writable for the group, so either could lead to somebody else's file.
 base::Result<base::UniqueFd> openPlainFile(const char* path, bool create = false);
 
-/// The three acts on such a file; the error's text names the file and the reason.
-base::Result<bool> allowWriting(const char* path);
+/// Makes such a file writable for everybody, if it is the `owner`'s: a secret file of root's may have been
+/// moved there out of another folder of the group's. The error's text names the file and the reason.
+base::Result<bool> allowWriting(const char* path, uid_t owner);
+
+/// Renews the times of such a file, creating it when missing.
 base::Result<bool> touch(const char* path);
-base::Result<bool> giveTo(const char* path, uid_t user, gid_t group);
 
 } // namespace runasroot

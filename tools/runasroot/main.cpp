@@ -86,15 +86,15 @@ int ownCrontab(const char* path)
     const passwd* user = ::getpwnam("qsconf");
     if (!user)
         return complain("there is no user qsconf");
-    const auto done = giveTo(path, user->pw_uid, user->pw_gid);
+    const auto done = giveUpdateCrontab(path, user->pw_uid, user->pw_gid);
     return done ? 0 : complain(done.error().text.c_str());
 }
 
-int perform(const Command& command)
+int perform(const Command& command, uid_t caller)
 {
     switch (command.action) {
     case Action::AllowWriting: {
-        const auto done = allowWriting(command.path);
+        const auto done = allowWriting(command.path, caller);
         return done ? 0 : complain(done.error().text.c_str());
     }
     case Action::TouchCrontab: {
@@ -121,7 +121,8 @@ int main(int argc, char** argv)
         complain("usage: runasroot COMMAND [ARGUMENT ...]");
         return exitRefused;
     }
-    const bool isRoot = ::getuid() == 0;
+    const uid_t caller = ::getuid();
+    const bool isRoot = caller == 0;
     const auto command =
         findCommand(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)));
     // The product's own commands are done in our own way for root too: others may plant links where root's
@@ -137,5 +138,5 @@ int main(int argc, char** argv)
     }
     if (!isRoot && !becomeRoot())
         return complain("no root rights: is it installed set-uid root?");
-    return perform(*command);
+    return perform(*command, caller);
 }
