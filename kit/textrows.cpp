@@ -12,7 +12,7 @@ namespace {
 constexpr qint64 longestRowBytes = 4096;
 constexpr qint64 longestLineEnd = 2;
 constexpr int landmarkDistance = 64;
-constexpr qint64 pageSize = 256 * 1024;
+constexpr qint64 pageSize = 256 << 10;
 /// How much indexMore() does: so many bytes, where each row counts as some more.
 constexpr qint64 indexedAtOnce = 2 << 20;
 constexpr qint64 costOfRow = 64;

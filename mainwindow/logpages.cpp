@@ -42,7 +42,8 @@ void layOut(QWidget* page, QTreeWidget* list, std::initializer_list<QWidget*> bu
 /// has an exponent.
 QString sizeText(qint64 bytes)
 {
-    const float kib = std::trunc(static_cast<float>(bytes / 1024) * 100) / 100;
+    const qint64 whole = bytes / 1024;
+    const float kib = std::trunc(static_cast<float>(whole) * 100) / 100;
     return kib >= 1 ? QString::number(double(kib), 'g', 6) + QLatin1Char('K') : QString::number(bytes);
 }
 
