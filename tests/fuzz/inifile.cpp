@@ -53,7 +53,8 @@ bool isCarried(const std::string& name)
     const std::string section = name.substr(0, colon), keyword = name.substr(colon + 1);
     constexpr std::size_t room = sfl::lineLimit - 10;
     return section.size() < room && keyword.size() < room && section.find(']') == std::string::npos &&
-           keyword.find(':') == std::string::npos && keyword.find_first_of(" #;!") != 0;
+           keyword.find(':') == std::string::npos && keyword.find_first_of(" #;!") != 0 &&
+           sfl::trimmedEnd(keyword).size() == keyword.size();
 }
 
 /// Whether `back` is `value`, or as much of it as a line can hold.
