@@ -248,10 +248,11 @@ void TestSfl::equalNamesAndMissingFiles()
 
 void TestSfl::saveKeepsOnlyTheHead()
 {
-    Table table = load("[Sec]\nKey = a(b\nEmpty =\n[other]\nx=1\n");
+    Table table = load("[Sec]\nKey = a(b\nEmpty =\n[other]\nthe:x=1\n");
     QCOMPARE(ini_dyn_save(table.get(), path().c_str()), 0);
     const QByteArray body =
-        "#*END\n\n[Sec]\n    Empty = \"\"\n    Key = \"a\\(b\"\n\n[other]\n    x = \"1\"\n";
+        "#*END\n\n[Sec]\n    Empty = \"\"\n    Key = \"a\\(b\"\n\n[other:the]\n    x = \"1\"\n"; // by the
+                                                                                                 // last colon
     QCOMPARE(read(), body); // no end mark stood there: all of it was replaced
 
     write("# mine\na\tkey\n [old]\n#*END\n[gone]\nz=1\n");

@@ -110,6 +110,9 @@ class TestUserConf : public QObject
         QCOMPARE(madeConf(), std::string("(null)"));
         chmod(home, 0700);
         fs::create_directory(ownDir);
+        chmod(home, 0500); // even if nothing had to be made in it
+        QCOMPARE(madeConf(), std::string("(null)"));
+        chmod(home, 0700);
         chmod(ownDir, 0600);
         QCOMPARE(madeConf(), std::string("(null)"));
         chmod(ownDir, 0700);
