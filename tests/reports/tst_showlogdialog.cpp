@@ -126,9 +126,8 @@ class TestShowLogDialog : public QObject
         QCOMPARE(firstRow(), 0);
         const QImage first = picture();
         std::ofstream(path, std::ios::app) << "more\n";
-        QTRY_VERIFY_WITH_TIMEOUT(text->lineCount() > 130'000, 30'000);
-        press(Qt::Key_End);
-        QVERIFY(firstRow() > 130'000);
+        press(Qt::Key_End); // and on to the rows that are still being found
+        QTRY_VERIFY_WITH_TIMEOUT(firstRow() > 132'000, 30'000);
         text->selectAll();
         QVERIFY(text->selectedText().endsWith("\nthe end\n"));
         QGuiApplication::clipboard()->setText("before");
