@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <csignal>
 
 namespace {
@@ -171,6 +172,7 @@ QByteArray RealWindow::ask(const QByteArray& request)
         if (!socket_.waitForReadyRead(100))
             QCoreApplication::processEvents(); // for the end of the program
     }
+    slowestAnswer_ = std::max(slowestAnswer_, timer.elapsed());
     return socket_.isOpen() ? socket_.readLine().trimmed() : QByteArray();
 }
 
@@ -267,13 +269,6 @@ void RealWindow::clickAt(QPoint point)
 void RealWindow::press(const QString& keys)
 {
     useHands({"key", keys});
-}
-
-qint64 RealWindow::answerTime()
-{
-    QElapsedTimer timer;
-    timer.start();
-    return ask("ping") == "ping" ? timer.elapsed() : -1;
 }
 
 QByteArray RealWindow::clipboard()

@@ -13,6 +13,7 @@
 #include <QTest>
 
 #include <functional>
+#include <utility>
 
 #include <sys/types.h>
 
@@ -100,8 +101,8 @@ class RealWindow
     /// Presses keys, in the notation of xdotool: "ctrl+a".
     void press(const QString& keys);
 
-    /// Milliseconds until the event loop of the program answers; -1 when it does not within half a minute.
-    qint64 answerTime();
+    /// Milliseconds that the program's event loop took at most for an answer since this was last asked.
+    qint64 slowestAnswer() { return std::exchange(slowestAnswer_, 0); }
     QByteArray clipboard();
 
     bool isRunning() const { return process_.state() != QProcess::NotRunning; }
@@ -118,6 +119,7 @@ class RealWindow
     QString socketName_;
     QLocalSocket socket_;
     QProcess process_;
+    qint64 slowestAnswer_ = 0;
 };
 
 /// QTEST_MAIN for a class of such tests.

@@ -108,8 +108,9 @@ void TestWindowStart::waitsForTheEngine()
     QTRY_COMPARE_WITH_TIMEOUT(window.text(status), "Initializing AV! Wait...", 30'000);
     QVERIFY(window.click(dialog, {5, 5}));
     window.press("alt+F4");
-    QVERIFY(window.answerTime() < 1000);
+    window.slowestAnswer();
     QVERIFY(window.find(dialog).exists && !window.find(dialog + "/btnStop").exists);
+    QVERIFY(window.slowestAnswer() < 1000);
 
     QCOMPARE(::kill(service, SIGCONT), 0);
     QVERIFY(isOpen(window));
