@@ -3,6 +3,7 @@
 #include "base/plainfile.h"
 #include "base/systemerror.h"
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -37,10 +38,14 @@ base::Result<Digest> digestFile(int file, int copy, const Beat& beat)
     const Context context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
     if (!context || EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1)
         return base::systemError(ENOMEM);
+    struct stat status = {};
+    if (::fstat(file, &status) != 0)
+        return base::systemError();
     std::vector<char> piece(pieceSize);
     Digest digest;
-    for (;;) {
-        const ssize_t got = ::pread(file, piece.data(), piece.size(), digest.size);
+    while (digest.size < status.st_size) {
+        const auto wanted = std::min(pieceSize, static_cast<std::size_t>(status.st_size - digest.size));
+        const ssize_t got = ::pread(file, piece.data(), wanted, digest.size);
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)

@@ -21,8 +21,9 @@ struct Digest
     bool operator==(const Digest&) const = default;
 };
 
-/// Reads `file` from its beginning, whatever its position. Unless `copy` is -1 the same bytes are written
-/// there. ECANCELED when `beat` gives it up.
+/// Reads `file` from its beginning, whatever its position, as far as its end is now: whoever keeps making it
+/// longer does not keep us here. Unless `copy` is -1 the same bytes are written there. ECANCELED when `beat`
+/// gives it up.
 base::Result<Digest> digestFile(int file, int copy = -1, const Beat& beat = {});
 
 } // namespace quarantine
