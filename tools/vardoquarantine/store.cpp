@@ -201,9 +201,9 @@ void Store::repairNotes(std::vector<Repair>& repairs) const
         return;
     for (int swept = quarantine::sweepUnfinished(notes.value().directory()); swept > 0; --swept)
         repairs.push_back({Repair::Kind::UnfinishedRemoved, {}});
+    // Not the notes about what merely looks different now: whoever puts that right needs them.
     for (const StoredNote& stored : notes.value().all()) {
-        const auto file = statusOf(stored.note.name);
-        if (!(file && stored.isAbout(*file)) && notes.value().drop(stored))
+        if (!statusOf(stored.note.name) && notes.value().drop(stored))
             repairs.push_back({Repair::Kind::NoteDropped, stored.note.name});
     }
 }
