@@ -1,21 +1,17 @@
 #include "mainwindow/quarantinelocation.h"
 
-#include "base/uniquefd.h"
+#include "base/plainfile.h"
 #include "shell/paths.h"
 
 #include <QEventLoop>
 #include <QProcess>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 static base::UniqueFd openTrusted(const char* path)
 {
-    base::UniqueFd file(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    base::UniqueFd file = base::openPlainFile(AT_FDCWD, path, O_RDONLY);
     struct stat info;
-    if (file && (fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode) ||
-                 (info.st_uid != 0 && info.st_uid != getuid()) || (info.st_mode & (S_IWGRP | S_IWOTH))))
+    if (file && (fstat(file.get(), &info) != 0 || (info.st_uid != 0 && info.st_uid != getuid()) ||
+                 (info.st_mode & (S_IWGRP | S_IWOTH))))
         file.reset();
     return file;
 }

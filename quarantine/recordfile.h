@@ -12,7 +12,7 @@ namespace quarantine {
 /// The record file, locked against all other writers while this lives; so hold it briefly, and one at a
 /// time. Members of a group may write in its directory: no link is followed, and what is no plain file of
 /// one name is refused. The lock is waited for three seconds at most, once in a process, and a moment
-/// afterwards. Then it is done without: whoever holds it for ever could as well delete the file.
+/// afterwards. Then it is done without: anybody who may read the directory could hold it for ever.
 class RecordFile
 {
   public:
