@@ -5,28 +5,6 @@
 #include <QLineEdit>
 #include <QTest>
 
-namespace {
-
-constexpr struct
-{
-    const char* text;
-    bool disinfect;
-    unsigned int action;
-} actions[] = {
-    {"Log only", false, 0},
-    {"Disinfect (if not possible, Log)", true, 0},
-    {"Disinfect (if not possible, delete file)", true, 1},
-    {"Disinfect (if not possible, Quarantine file)", true, 3},
-    {"Disinfect (if not possible, Rename file)", true, 2},
-    {"Disinfect (if not possible Prompt Action)", true, 4},
-    {"Delete", false, 1},
-    {"Quarantine", false, 3},
-    {"Rename", false, 2},
-    {"Ask user", false, 4},
-};
-
-} // namespace
-
 /// The page of the scan settings, between the engine's configuration and its controls.
 class TestScanSettings : public MainWindowTest
 {
@@ -52,27 +30,6 @@ class TestScanSettings : public MainWindowTest
     }
 
     void cleanup() { closeWindow(); }
-
-    void actionsAreShownAndSaved()
-    {
-        QCOMPARE(action()->count(), int(std::size(actions)));
-        for (int i = 0; i < action()->count(); ++i) {
-            QCOMPARE(action()->itemText(i), actions[i].text);
-            saved.action = actions[i].action;
-            saved.scanOpts = actions[i].disinfect ? SCANFLAG_DISINFECT : SCANFLAG_NO_DISINFECT;
-            click("lnkScanSetting");
-            QCOMPARE(action()->currentIndex(), i);
-            saved.action = 77;
-            save();
-            QCOMPARE(saved.action, actions[i].action);
-            QCOMPARE((saved.scanOpts & SCANFLAG_DISINFECT) != 0, actions[i].disinfect);
-            QCOMPARE((saved.scanOpts & SCANFLAG_NO_DISINFECT) != 0, !actions[i].disinfect);
-            QCOMPARE(changes().filter("SetActionData qst qst 1").size(), actions[i].action == 2);
-            QVERIFY(changes().contains("SetActionData /var/Quillstone/var/quarantine/vardo qst 1"));
-            scriptedEngine().clearJournal();
-            click("btnScan");
-        }
-    }
 
     void whatThePageCannotShowIsLost()
     {

@@ -292,28 +292,44 @@ class TestSettingsInUse : public MainWindowTest
         const fs::path renamed = tree / "bad.com.qst";
         const struct
         {
+            const char* text;
             int status;
             fs::path place; ///< empty: deleted
-        } outcomes[] = {{SCANSTAT_INFECTED, file},   {SCANSTAT_CURE_FAILED, file},
-                        {SCANSTAT_DELETED, {}},      {SCANSTAT_QUARANTINED, quarantined},
-                        {SCANSTAT_RENAMED, renamed}, {SCANSTAT_DELETED, {}},
-                        {SCANSTAT_DELETED, {}},      {SCANSTAT_QUARANTINED, quarantined},
-                        {SCANSTAT_RENAMED, renamed}, {SCANSTAT_DELETED, {}}};
+        } outcomes[] = {
+            {"Log only", SCANSTAT_INFECTED, file},
+            {"Disinfect (if not possible, Log)", SCANSTAT_CURE_FAILED, file},
+            {"Disinfect (if not possible, delete file)", SCANSTAT_DELETED, {}},
+            {"Disinfect (if not possible, Quarantine file)", SCANSTAT_QUARANTINED, quarantined},
+            {"Disinfect (if not possible, Rename file)", SCANSTAT_RENAMED, renamed},
+            {"Disinfect (if not possible Prompt Action)", SCANSTAT_DELETED, {}},
+            {"Delete", SCANSTAT_DELETED, {}},
+            {"Quarantine", SCANSTAT_QUARANTINED, quarantined},
+            {"Rename", SCANSTAT_RENAMED, renamed},
+            {"Ask user", SCANSTAT_DELETED, {}},
+        };
         auto* action = find<QComboBox>("cmbScanAction");
-        for (int index = 0; index < int(std::size(outcomes)); ++index) {
+        QCOMPARE(action->count(), int(std::size(outcomes)));
+        for (int index = 0; const auto& [text, status, expected] : outcomes) {
             action->setCurrentIndex(index);
             save();
+            click("btnScan");
+            action->setCurrentIndex(0);
+            click("lnkScanSetting");
+            QCOMPARE(action->currentText(), text);
+            const std::string data = expected == renamed ? "qst" : paths::quarantineDir;
+            QVERIFY(sandbox::readFile(conf).find("ActionData = \"" + data + '"') != std::string::npos);
             write(file, marker);
             QS_InterfaceScanStatistics statistics = {};
             const Statuses statuses = scan(tree, &statistics);
-            QCOMPARE(statuses.value(file.c_str()), outcomes[index].status);
+            QCOMPARE(statuses.value(file.c_str()), status);
             QCOMPARE(statistics.scCureFailed, unsigned(index >= 1 && index <= 5));
-            if (outcomes[index].place == renamed) // put out of action, it is not found again
+            if (expected == renamed) // put out of action, it is not found again
                 QCOMPARE(scan(tree).size(), 0);
             for (const fs::path& place : {file, quarantined, renamed}) {
-                QCOMPARE(fs::exists(place), place == outcomes[index].place);
+                QCOMPARE(fs::exists(place), place == expected);
                 fs::remove(place);
             }
+            ++index;
         }
     }
 
