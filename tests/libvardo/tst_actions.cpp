@@ -99,15 +99,12 @@ class TestActions : public QObject
     void outcome();
     void neverTakesATakenName();
     void quarantinesTheArchive();
-    void refusesAnOpenQuarantine();
-    void quarantinesWhatCannotBeNoted();
     void actsOnTheScannedFileAlone_data();
     void actsOnTheScannedFileAlone();
     void actsOnEveryHardLink();
     void undoesAHalfCopy_data();
     void undoesAHalfCopy();
-    void asksOneAtATime();
-    void takesThePromptsData();
+    void obeysThePrompt();
 
   private:
     bool mounts_ = false;
@@ -150,6 +147,12 @@ void TestActions::outcome_data()
         {SCANACT_RENAME, "forbidden", "2048 Permission denied", "infected virus failed", "bad 4755|"},
         {SCANACT_QUARANTINE, "forbidden", "1024 Permission denied", "infected virus failed", "bad 4755|"},
         {SCANACT_QUARANTINE, "linked", "64 ", "infected virus quarantined", "|bad 600"},
+        {SCANACT_QUARANTINE, "open", "1024 everybody may write to the quarantine directory",
+         "infected virus failed", "bad 4755|"},
+        {SCANACT_QUARANTINE, "led away", "1024 Not a directory", "infected virus failed", "bad 4755|"},
+        // The file is dangerous all the same.
+        {SCANACT_QUARANTINE, "without notes", "64 its origin could not be noted: Not a directory",
+         "infected virus quarantined", "|.restore 644! bad 600"},
     };
     const char* actions[] = {"log", "delete", "rename", "quarantine", "prompt"};
     for (const auto& row : rows)
@@ -188,6 +191,13 @@ void TestActions::outcome()
         QSKIP("needs root to make a file that is not ours");
     if (place == "linked")
         QCOMPARE(::link(bad.constData(), world.path("../other").constData()), 0);
+    else if (place == "open")
+        QCOMPARE(::chmod(quarantine.constData(), 0777), 0);
+    else if (place == "without notes")
+        QCOMPARE(::chmod(world.write("../quarantine/.restore", "planted").constData(), 0644), 0);
+    else if (place == "led away")
+        QVERIFY(::rename(quarantine.constData(), world.path("../elsewhere").constData()) == 0 &&
+                ::symlink("elsewhere", quarantine.constData()) == 0);
 
     world.plan.action = action;
     world.plan.disinfect = place == "uncured";
@@ -205,7 +215,7 @@ void TestActions::outcome()
           "left");
     if (place == "linked")
         QVERIFY(filesWithModes(world.path(".."), content).contains("other 4755"));
-    if (call->status != SCANSTAT_QUARANTINED)
+    if (call->status != SCANSTAT_QUARANTINED || place == "without notes")
         return;
 
     const int directory = ::open(quarantine.constData(), O_RDONLY | O_DIRECTORY);
@@ -263,39 +273,6 @@ void TestActions::quarantinesTheArchive()
     QCOMPARE(world.files(true), Names{"a=>b.zip 64"});
     QCOMPARE(world.find("a=>b.zip")->remark, std::string("found in a.zip=>b.exe"));
     QCOMPARE(ScanWorld::list(world.path("../quarantine")), Names({".restore", "a=>b.zip"}));
-}
-
-void TestActions::refusesAnOpenQuarantine()
-{
-    ScanWorld world;
-    world.write("bad", "infected");
-    world.plan.action = SCANACT_QUARANTINE;
-    world.directory("../quarantine");
-    ::chmod(world.path("../quarantine").constData(), 0777);
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(true), Names{"bad 1024"});
-
-    // Nor is a link followed that stands in its place.
-    QCOMPARE(::rmdir(world.path("../quarantine").constData()), 0);
-    world.directory("../elsewhere");
-    QCOMPARE(::symlink("elsewhere", world.path("../quarantine").constData()), 0);
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(true), Names{"bad 1024"});
-    QCOMPARE(ScanWorld::list(world.path("../elsewhere")), Names{});
-}
-
-/// Something stands where the notes should go. The file is dangerous all the same.
-void TestActions::quarantinesWhatCannotBeNoted()
-{
-    ScanWorld world;
-    world.write("bad", "infected");
-    world.directory("../quarantine");
-    world.write("../quarantine/.restore", "planted");
-    world.plan.action = SCANACT_QUARANTINE;
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(world.files(true), Names{"bad 64"});
-    QCOMPARE(world.find("bad")->remark, std::string("its origin could not be noted: Not a directory"));
-    QCOMPARE(ScanWorld::list(world.path("../quarantine")), Names({".restore", "bad"}));
 }
 
 void TestActions::actsOnTheScannedFileAlone_data()
@@ -409,61 +386,57 @@ void TestActions::undoesAHalfCopy()
     QCOMPARE(ScanWorld::list(world.path("../q/.restore")), Names{});
 }
 
-void TestActions::asksOneAtATime()
-{
-    ScanWorld world;
-    for (const char* name : {"1-nothing", "2-delete", "3-rename", "4-quarantine", "5-close"})
-        world.write(name, "infected");
-    world.write("6-clean");
-    world.write("7-suspected", "suspected");
-    world.write("8-inner", "inner");
-    world.plan.action = SCANACT_PROMPT;
-    Names asked;
-    bool open = false;
-    world.onPrompt = [&](const QByteArray& name, char*) {
-        if (open)
-            qFatal("two questions at once");
-        open = true;
-        QTest::qWait(20);
-        open = false;
-        asked.append(name.mid(world.path().size() + 1));
-        const int answers[] = {PROMPT_NOTHING, PROMPT_DELETE, PROMPT_RENAME, PROMPT_QUARANTINE, PROMPT_CLOSE};
-        return asked.size() <= 5 ? answers[asked.size() - 1] : static_cast<int>(PROMPT_DELETE);
-    };
-    QCOMPARE(world.scan(), 0);
-    QCOMPARE(asked, Names({"1-nothing", "2-delete", "3-rename", "4-quarantine", "5-close", "7-suspected",
-                           "8-inner=>a.zip=>b.exe"}));
-    QCOMPARE(world.files(true), Names({"1-nothing 2", "2-delete 32", "3-rename 128", "4-quarantine 64",
-                                       "5-close 2", "6-clean 1", "7-suspected 32", "8-inner 32"}));
-    QCOMPARE(ScanWorld::list(world.path()), Names({"1-nothing", "3-rename.qst", "5-close", "6-clean"}));
-    QCOMPARE(world.statistics.scSuspicious, 1u);
-    QCOMPARE(world.statistics.scDeleted, 3u);
-}
-
-void TestActions::takesThePromptsData()
+/// Each answer with its data, for each kind of find.
+void TestActions::obeysThePrompt()
 {
     ScanWorld world;
     world.directory("../chosen");
-    world.write("1", "infected");
-    world.write("2", "infected");
-    world.write("3", "infected");
+    const QByteArray chosen = world.path("../chosen");
+    const struct
+    {
+        QByteArray asked; ///< empty: is not asked about
+        int answer;
+        QByteArray data;
+        QByteArray report;
+        const char* content = "infected";
+    } rows[] = {
+        {"1", PROMPT_NOTHING, "", "1 2"},
+        {"2", PROMPT_DELETE, "", "2 32"},
+        {"3", PROMPT_RENAME, "", "3 128"},
+        {"4", PROMPT_RENAME, "own", "4 128"},
+        {"5", PROMPT_RENAME, "x/../../../escaped", "5 128"}, // no extension: it would lead elsewhere
+        {"6", PROMPT_QUARANTINE, "", "6 64"},
+        {"7", PROMPT_QUARANTINE, chosen, "7 64"},
+        {"8", PROMPT_CLOSE, "", "8 2"},
+        {"", PROMPT_DELETE, "", "9-clean 1", "clean"},
+        {"9-suspected", PROMPT_DELETE, "", "9-suspected 32", "suspected"},
+        {"9-zip=>a.zip=>b.exe", PROMPT_DELETE, "", "9-zip 32", "inner"},
+    };
+    Names reports;
+    for (const auto& row : rows) {
+        reports.append(row.report);
+        world.write(row.report.split(' ').first(), row.content);
+    }
     world.plan.action = SCANACT_PROMPT;
-    world.onPrompt = [&, count = 0](const QByteArray&, char* data) mutable {
-        switch (++count) {
-        case 1:
-            qstrcpy(data, "own");
-            return static_cast<int>(PROMPT_RENAME);
-        case 2: // no extension: it would lead elsewhere
-            qstrcpy(data, "x/../../../escaped");
-            return static_cast<int>(PROMPT_RENAME);
-        default:
-            qstrcpy(data, world.path("../chosen").constData());
-            return static_cast<int>(PROMPT_QUARANTINE);
+    int asked = 0;
+    world.onPrompt = [&](const QByteArray& name, char* data) {
+        for (const auto& row : rows) {
+            if (row.asked.isEmpty() || name != world.path(row.asked))
+                continue;
+            ++asked;
+            qstrcpy(data, row.data.constData());
+            return row.answer;
         }
+        qFatal("asked about %s", name.constData());
     };
     QCOMPARE(world.scan(), 0);
-    QCOMPARE(ScanWorld::list(world.path()), Names({"1.own", "2.qst"}));
-    QCOMPARE(ScanWorld::list(world.path("../chosen")), Names({".restore", "3"}));
+    QCOMPARE(asked, 10);
+    QCOMPARE(world.files(true), reports);
+    QCOMPARE(ScanWorld::list(world.path()), Names({"1", "3.qst", "4.own", "5.qst", "8", "9-clean"}));
+    QCOMPARE(ScanWorld::list(world.path("../quarantine")), Names({".restore", "6"}));
+    QCOMPARE(ScanWorld::list(chosen), Names({".restore", "7"}));
+    QCOMPARE(world.statistics.scSuspicious, 1u);
+    QCOMPARE(world.statistics.scDeleted, 3u);
 }
 
 QTEST_GUILESS_MAIN(TestActions)
