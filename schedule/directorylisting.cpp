@@ -34,10 +34,10 @@ DirectoryEntry describe(int directory, const dirent& found)
     };
     // Some file systems leave it to this call to tell the type.
     if (type == DT_UNKNOWN && ::fstatat(directory, found.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0)
-        type = IFTODT(status.st_mode);
+        type = static_cast<unsigned char>(IFTODT(status.st_mode));
     entry.symbolicLink = type == DT_LNK;
     if ((type == DT_LNK || type == DT_REG) && ::fstatat(directory, found.d_name, &status, 0) == 0) {
-        type = IFTODT(status.st_mode);
+        type = static_cast<unsigned char>(IFTODT(status.st_mode));
         entry.size = status.st_size;
     }
     entry.kind = kindOf(type);
