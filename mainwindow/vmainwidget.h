@@ -140,6 +140,10 @@ class VMainWidget : public RoundedWindow<QWidget>
     void slotDeleteAllQuarantine();
     void openQuarPath();
 
+    // Close sequence
+    /// Cuts the next wedge out of the visible shape.
+    void calculateRegion();
+
   public:
     /// Four numbers with dots. A bad fifth one passes too.
     static bool isValid_IP(const char* text);
@@ -249,7 +253,6 @@ class VMainWidget : public RoundedWindow<QWidget>
 
     // Close sequence
     void beforeShutdownEffect();
-    void calculateRegion();
 
     // State
     char settingsChanged = NothingModified;

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -50,6 +51,7 @@ class TestWindowUser : public QObject
     void copiedSettingsMeanTheSame();
     void rootSavesTheSharedOnes();
     void rootFollowsNoPlantedLink();
+    void rootRunsNoProgramOfAMember();
 };
 
 void TestWindowUser::settingsAreTheUsersOwn()
@@ -138,6 +140,19 @@ void TestWindowUser::rootFollowsNoPlantedLink()
     QCOMPARE(stat(precious, &info), 0);
     QCOMPARE(info.st_uid, 0U);
     QCOMPARE(sandbox::readFile(precious), "[Scan]\nScanMails = yes\n");
+}
+
+void TestWindowUser::rootRunsNoProgramOfAMember()
+{
+    product::install("[Config]\nBrowsers = /opt/Quillstone/etc/browser\n");
+    const char program[] = "/opt/Quillstone/etc/browser";
+    sandbox::writeFile(program, "#!/bin/sh\n");
+    QCOMPARE(chmod(program, 0755), 0);
+    QCOMPARE(chown(program, user.user, user.group), 0);
+    RealWindow window(root);
+    QVERIFY(window.click("VMainWidget/lnkFeedback"));
+    QVERIFY(window.waitFor("VMessageBox"));
+    QVERIFY(window.texts("VMessageBox").join("").startsWith("Error showing pages."));
 }
 
 VARDO_WINDOW_TEST_MAIN(TestWindowUser)

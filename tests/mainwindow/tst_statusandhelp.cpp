@@ -162,7 +162,7 @@ class TestStatusAndHelp : public MainWindowTest
         fs::create_symlink("/tmp/open/browser", "/tmp/link");
         fs::permissions("/tmp/browser", fs::perms(0775));
         fs::permissions("/tmp/open", fs::perms(0777));
-        setBrowsers("/tmp/open/browser,/tmp/link,/tmp/browser,tmp/browser");
+        setBrowsers("/tmp/link,/tmp/browser,tmp/browser");
         boxes->answer(VMessageBox::BTN_OK);
         boxes->answer(VMessageBox::BTN_OK);
         click("lnkFeedback");
