@@ -10,7 +10,8 @@
 
 namespace {
 
-constexpr int lookEvery = 5; // milliseconds
+constexpr int lookEvery = 5;     // milliseconds
+constexpr int patience = 10'000; // milliseconds that a window may stay after its answer
 
 VPushButton* buttonOf(const VMessageBox& box, int code)
 {
@@ -84,14 +85,14 @@ void ModalBoxes::look()
         since_.start();
     if (std::find(met_.begin(), met_.end(), window) == met_.end())
         meet(window);
-    else if (since_.hasExpired(patience_))
+    else if (since_.hasExpired(patience))
         giveUp("a window stayed open after its answer");
 }
 
 void ModalBoxes::meet(QWidget* window)
 {
     met_.emplace_back(window);
-    Seen seen{window->objectName(), {}, window->geometry(), window->parentWidget()};
+    Seen seen{window->objectName(), {}};
     if (const auto* box = qobject_cast<VMessageBox*>(window)) {
         seen.text = box->text();
         for (int code = VMessageBox::BTN_OK; code <= VMessageBox::BTN_NOALL; ++code) {

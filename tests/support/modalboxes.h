@@ -5,7 +5,6 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
-#include <QRect>
 #include <QStringList>
 #include <QTimer>
 
@@ -23,8 +22,6 @@ class ModalBoxes : public QObject
     {
         QString text; ///< of a message box; else the window's objectName
         QStringList buttons;
-        QRect geometry;
-        QWidget* parent = nullptr; ///< to compare only
     };
 
     ModalBoxes();
@@ -40,9 +37,6 @@ class ModalBoxes : public QObject
     const std::vector<Seen>& seen() const { return seen_; }
     QStringList texts() const;
 
-    /// How long a window may stay after its answer.
-    void setPatience(int milliseconds) { patience_ = milliseconds; }
-
   private:
     using Handler = std::function<void(QWidget*)>;
 
@@ -56,5 +50,4 @@ class ModalBoxes : public QObject
     std::vector<QPointer<QWidget>> met_; ///< those that are still up
     QPointer<QWidget> current_;
     QElapsedTimer since_;
-    int patience_ = 10'000;
 };

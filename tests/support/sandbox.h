@@ -28,8 +28,8 @@ int enter(char** argv, Ids ids);
 int enterAsRoot(char** argv);
 
 /// Sets up a fresh installation, as far as the window needs one: directories, configuration files,
-/// the version file (installation kind 0), empty home directories, and stand-ins for runasroot,
-/// crontab (in PATH) and the cron script, which record their arguments. Only inside.
+/// the version file (installation kind 0), empty home directories, and stand-ins for runasroot
+/// and the cron script, which record their arguments. Only inside.
 void makeInstallation();
 
 /// The command that runs `command` inside with other ids. All ids own the same files.
@@ -37,8 +37,6 @@ std::vector<std::string> asUser(Ids ids, std::vector<std::string> command);
 
 /// What the stand-ins were asked since makeInstallation, a line each: "runasroot /bin/chmod 666 x".
 std::vector<std::string> recordedCalls();
-/// Makes the stand-in `name` ("runasroot", "crontab", "cron") end with `code` from now on.
-void setExitCode(const std::string& name, int code);
 
 /// The home directory of whoever has this user id.
 std::filesystem::path homeOf(unsigned int user);

@@ -27,10 +27,10 @@ Step beat()
     return report("", 0);
 }
 
-Step beatUntil(std::function<bool()> condition, int timeoutMs)
+Step beatUntil(std::function<bool()> condition)
 {
-    return [condition = std::move(condition), timeoutMs](Running& scan) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    return [condition = std::move(condition)](Running& scan) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (!condition() && std::chrono::steady_clock::now() < end) {
             if (scan.report("", OBJTYPE_FILE, 0, nullptr, nullptr) == CALLBACK_STOP)
                 return static_cast<int>(CALLBACK_STOP);
@@ -58,14 +58,6 @@ Step run(std::function<void()> action)
     return [action = std::move(action)](Running&) {
         action();
         return static_cast<int>(CALLBACK_CONTINUE);
-    };
-}
-
-UpdateStep updateReport(int code, const char* text, long long first, long long second)
-{
-    return [=, copy = std::string(text ? text : ""), given = text != nullptr](AVUpdateCallBack callback,
-                                                                              AVUpdateContextData context) {
-        return callback(code, given ? copy.c_str() : nullptr, first, second, context);
     };
 }
 
@@ -124,7 +116,6 @@ void ScriptedEngine::reset()
     journaling_ = true;
     logOpen_ = false;
     saved = held = {};
-    objects.clear();
     statistics = {};
     statisticsAvailable = true;
     scanError.clear();
@@ -135,11 +126,7 @@ void ScriptedEngine::reset()
     promptAnswers.clear();
     systemType = QS_KAVSystem;
     info = {};
-    alertDue = false;
     updateSaved = updateHeld = {};
-    updateScript.clear();
-    schedules.clear();
-    updateTermSignalled = false;
     avLoaded = false;
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "engine/schedule.h"
 #include "engine/update.h"
 #include "engine/vardo.h"
 
@@ -30,8 +29,8 @@ Step directory(std::string name);
 /// Makes one call with nothing in it, as the engine does while it waits.
 Step beat();
 /// Beats every few milliseconds until `condition` holds, which is asked on the scanning thread, or the
-/// callback stops the scan. Gives up after `timeoutMs`.
-Step beatUntil(std::function<bool()> condition, int timeoutMs = 10'000);
+/// callback stops the scan. Gives up after ten seconds.
+Step beatUntil(std::function<bool()> condition);
 /// Changes the statistics before the steps that follow.
 Step count(std::function<void(QS_InterfaceScanStatistics&)> change);
 /// Asks the action prompt about `name`; the answer goes to ScriptedEngine::promptAnswers.
@@ -91,16 +90,6 @@ struct UpdateOptions
     unsigned char updateMinute = 0;
 };
 
-/// One stored schedule.
-struct Schedule
-{
-    unsigned int action = SCANACT_LOG;
-    unsigned int scanFlags = 0;
-    std::map<unsigned int, unsigned char> times; ///< by SCHEDOPT_ id
-    std::vector<std::string> objects;
-    bool outdated = false;
-};
-
 struct LogLine
 {
     unsigned char level;
@@ -112,11 +101,6 @@ struct PromptAnswer
     int code;
     std::string actData; ///< what the callee filled in
 };
-
-/// One step of an update; its result is what the callback answered.
-using UpdateStep = std::function<int(AVUpdateCallBack, AVUpdateContextData)>;
-/// Calls the update callback. A null `text` is handed over as null.
-UpdateStep updateReport(int code, const char* text = nullptr, long long first = 0, long long second = 0);
 
 } // namespace scripted
 
@@ -131,7 +115,7 @@ class ScriptedEngine
 
     /// The calls so far, in order, as text: "SetScanOption 0x10", "AddObject /home/x", "DoScan",
     /// "LogMe 1 text", "vUpdate::GetOption 4". Numbers are decimal, option bits hexadecimal; a null
-    /// text reads "(null)". The calls of vUpdate and vSchedule carry their class.
+    /// text reads "(null)". The calls of vUpdate carry their class.
     std::vector<std::string> journal() const;
     /// The journal without the calls that only read: GetOption, GetStatistics, getConfigFile,
     /// VardoIsAVLoaded, ScanError and LogMe.
@@ -142,8 +126,8 @@ class ScriptedEngine
 
     /// Makes a call answer `result` from now on. `call` is the text of the journal, whole
     /// ("SetOption 4") or its first word alone ("SetOption"); the whole text goes first. Without it a
-    /// call succeeds. A failing call changes nothing and hands nothing out; DoScan, DoMemoryScan,
-    /// VardoAVInit and DoUpdate play their script first.
+    /// call succeeds. A failing call changes nothing and hands nothing out; DoScan, DoMemoryScan
+    /// and VardoAVInit play their script first.
     void setResult(const std::string& call, int result);
 
     /// The scan log: what LogMe was given, all levels, while a log was open.
@@ -152,7 +136,6 @@ class ScriptedEngine
 
     scripted::ScanOptions saved; ///< what the configuration file holds
     scripted::ScanOptions held;  ///< what the object in memory holds
-    std::vector<std::string> objects;
     QS_InterfaceScanStatistics statistics{};
     bool statisticsAvailable = true; ///< false: GetStatistics answers null
     std::string scanError;
@@ -164,15 +147,10 @@ class ScriptedEngine
 
     QS_SystemType systemType = QS_KAVSystem;
     qsavInfo info{};
-    bool alertDue = false; ///< the answer of MakeAlert
 
     scripted::UpdateOptions updateSaved;
     scripted::UpdateOptions updateHeld;
-    std::vector<scripted::UpdateStep> updateScript;
-    std::map<std::string, scripted::Schedule> schedules;
 
-    /// True after signal_update_term, until the next DoUpdate begins.
-    std::atomic<bool> updateTermSignalled = false;
     /// True once VardoAVInit succeeded.
     std::atomic<bool> avLoaded = false;
 
