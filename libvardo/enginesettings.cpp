@@ -18,8 +18,8 @@ ConfFile readOr(const char* file, const char* fallback)
 ServicePaths servicePaths(const ConfFile& conf)
 {
     ServicePaths paths;
-    paths.socket = conf.path("path:LocalSocketPath", paths::serviceSocket);
-    paths.pidFile = conf.path("path:AVSpidPATH", paths::servicePid);
+    paths.socket = conf.safePath("path:LocalSocketPath", paths::serviceSocket);
+    paths.pidFile = conf.safePath("path:AVSpidPATH", paths::servicePid);
     paths.signatureDirs = {conf.path("path:SignaturePath", paths::signatures)};
     // The distribution's set stands in until our first update has brought one of our own.
     const std::string system = conf.text("path:SystemSignaturePath").value_or(paths::systemSignatures);

@@ -368,20 +368,25 @@ class TestConfig : public QObject
     }
 
     /// A group may write the settings, and must not have root put files where it may not itself.
-    void rootQuarantinesWhereRootSays()
+    void rootPutsFilesWhereRootSays()
     {
         const std::string usual = "/var/Quillstone/var/quarantine/vardo";
+        const std::string usualSocket = "/opt/Quillstone/var/run/qsav";
         const bool root = ::geteuid() == 0;
         for (const auto& [owner, mode] : {std::pair(0u, 0644u), {0, 0666}, {1234, 0644}}) {
-            write("[Scan]\nActionData = /etc/cron.d\n[path]\nQuarantinePath = /etc/cron.d\n");
+            write("[Scan]\nActionData = /etc/cron.d\n[path]\nQuarantinePath = /etc/cron.d\n"
+                  "LocalSocketPath = /etc/cron.d\n");
             QCOMPARE(::chmod(path().c_str(), mode), 0);
             if (root)
                 QCOMPARE(::chown(path().c_str(), owner, 0), 0);
-            const std::string expected = root && (owner || mode != 0644) ? usual : "/etc/cron.d";
+            const bool foreign = root && (owner || mode != 0644);
+            const std::string expected = foreign ? usual : "/etc/cron.d";
             ScanConfig config(path().c_str());
             QCOMPARE(config.ReadConfiguration(nullptr), 0);
             QCOMPARE(textOf(config, SCANOPT_ACTDATA), expected);
-            QCOMPARE(vardo::loadEngineSettings(path().c_str(), nullptr).quarantineDir, expected);
+            const vardo::EngineSettings settings = vardo::loadEngineSettings(path().c_str(), nullptr);
+            QCOMPARE(settings.quarantineDir, expected);
+            QCOMPARE(settings.service.socket, foreign ? usualSocket : expected);
         }
     }
 
