@@ -7,10 +7,12 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 
@@ -37,6 +39,23 @@ bool fillStandardStreams()
     return false;
 }
 
+/// What the caller limited, blocked or ignored would go on in a cron daemon that is started again.
+void forgetLimits()
+{
+    for (int resource = 0; resource < RLIM_NLIMITS; ++resource) {
+        const auto kind = static_cast<__rlimit_resource>(resource);
+        rlimit limit = {};
+        if (::prlimit(1, kind, nullptr, &limit) == 0)
+            ::setrlimit(kind, &limit);
+    }
+    ::setpriority(PRIO_PROCESS, 0, 0);
+    for (int signal = 1; signal < NSIG; ++signal)
+        ::signal(signal, SIG_DFL);
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 /// Becomes root wholly and leaves behind whatever the caller prepared for it.
 bool becomeRoot()
 {
@@ -44,6 +63,7 @@ bool becomeRoot()
         return false;
     if (!fillStandardStreams() || ::close_range(STDERR_FILENO + 1, ~0U, 0) != 0)
         return false;
+    forgetLimits();
     ::umask(022);
     return ::chdir("/") == 0;
 }
