@@ -1,5 +1,6 @@
 #include "kit/framelessflags.h"
 #include "scan/vgetuseraction.h"
+#include "scan/vmemscandialog.h"
 #include "scan/vprogresswidget.h"
 #include "scan/vscanstatisticsdialog.h"
 #include "tests/support/modalboxes.h"
@@ -11,8 +12,17 @@
 #include <QLabel>
 #include <QTest>
 #include <QTextDocument>
+#include <QTimer>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+using namespace scripted;
 
 namespace {
+
+constexpr char conf[] = "/opt/Quillstone/etc/qsav.conf";
 
 void click(QWidget* dialog, const char* button)
 {
@@ -33,12 +43,31 @@ QString shownToolTip(QWidget* dialog)
     return Qt::mightBeRichText(toolTip) ? shown.toPlainText() : toolTip;
 }
 
+/// Neither a key nor a request of the window system ends it.
+void verifyItStays(QWidget* dialog)
+{
+    QVERIFY(!dialog->close());
+    QTest::keyClick(dialog, Qt::Key_Escape);
+    QVERIFY(dialog->isVisible());
+}
+
+QStringList changes()
+{
+    QStringList calls;
+    for (const std::string& call : scriptedEngine().changes())
+        calls << QString::fromStdString(call);
+    return calls;
+}
+
 } // namespace
 
-/// The dialogs that open during and after a scan.
+/// The dialogs that open before, during and after a scan.
 class TestScanDialogs : public QObject
 {
     Q_OBJECT
+
+    Vardo engine{"/none"};
+    std::atomic<bool> released = false;
 
     /// Prompts for `name` and gives the dialog to `look`, then takes "No Action".
     void prompt(const char* name, const std::function<void(QWidget*)>& look)
@@ -52,6 +81,31 @@ class TestScanDialogs : public QObject
         QCOMPARE(dialog.getUserAction(name), PROMPT_NOTHING);
     }
 
+    /// A step that keeps the worker of the memory scan busy until the window was looked at.
+    Step held()
+    {
+        return run([this] {
+            while (!released)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        });
+    }
+
+    /// Loads the engine and calls `look` with the window once that shows `status`.
+    int scanMemory(const QString& status, const std::function<void(QWidget*)>& look)
+    {
+        released = false;
+        QTimer timer;
+        timer.callOnTimeout([&] {
+            QWidget* dialog = QApplication::activeModalWidget();
+            if (released || !dialog || label(dialog, "lblAVInit")->text() != status)
+                return;
+            look(dialog);
+            released = true;
+        });
+        timer.start(1);
+        return ScanMemory(conf, &engine);
+    }
+
   private slots:
     void init()
     {
@@ -61,31 +115,20 @@ class TestScanDialogs : public QObject
 
     void promptAnswersTheEngine()
     {
-        const struct
-        {
-            const char* button;
-            int code;
-            std::string data;
-        } rows[] = {{"lnkNothing", 0, ""},
-                    {"lnkDelete", 1, ""},
-                    {"lnkRename", 2, "qst"},
-                    {"lnkQuarantine", 3, "/var/Quillstone/var/quarantine/vardo"},
-                    {"btnScanCancel", 5, ""}};
         ModalBoxes boxes;
-        Vardo engine("/none");
-        VProgressWidget window(nullptr, "Scan", FRAMELESS_FLAGS);
-        for (const auto& row : rows) {
-            boxes.handle([&row](QWidget* dialog) { click(dialog, row.button); });
-            scriptedEngine().scanScript.push_back(scripted::ask("/tmp/bad.com"));
+        for (const char* button :
+             {"lnkNothing", "lnkDelete", "lnkRename", "lnkQuarantine", "btnScanCancel"}) {
+            boxes.handle([button](QWidget* dialog) { click(dialog, button); });
+            scriptedEngine().scanScript.push_back(ask("/tmp/bad.com"));
         }
         boxes.handle([](QWidget* statistics) { statistics->close(); });
-        scriptedEngine().scanScript.push_back(scripted::beat());
+        scriptedEngine().scanScript.push_back(beat());
+        VProgressWidget window(nullptr, "Scan", FRAMELESS_FLAGS);
         QCOMPARE(window.PerformScan(qApp, &engine), 0);
-        QCOMPARE(boxes.texts(), QStringList(5, "VGetUserAction") + QStringList("VScanStatisticsDialog"));
-        for (std::size_t i = 0; i < std::size(rows); ++i) {
-            QCOMPARE(scriptedEngine().promptAnswers.at(i).code, rows[i].code);
-            QCOMPARE(scriptedEngine().promptAnswers.at(i).actData, rows[i].data);
-        }
+        QString answers;
+        for (const auto& [code, data] : scriptedEngine().promptAnswers)
+            answers += QString("%1%2 ").arg(code).arg(QString::fromStdString(data));
+        QCOMPARE(answers, "0 1 2qst 3/var/Quillstone/var/quarantine/vardo 5 ");
         // No answer stops the scan.
         QCOMPARE(scriptedEngine().callbackAnswers, std::vector<int>({CALLBACK_CONTINUE}));
     }
@@ -99,8 +142,7 @@ class TestScanDialogs : public QObject
             QCOMPARE(shownToolTip(dialog), name + 'x');
         });
         prompt(nullptr, [](QWidget* dialog) {
-            QCOMPARE(label(dialog, "lblObjectName")->text(), "");
-            QCOMPARE(label(dialog, "lblObjectName")->toolTip(), "");
+            QCOMPARE(label(dialog, "lblObjectName")->text() + shownToolTip(dialog), "");
         });
     }
 
@@ -108,10 +150,8 @@ class TestScanDialogs : public QObject
     {
         for (const QByteArray& name : {QByteArray(27, 'W'), QByteArray("/a\n\n\n\n\n\r\nb")}) {
             prompt(name, [](QWidget* dialog) {
-                const QRect shown = dialog->mask().boundingRect();
-                QCOMPARE(shown.size(), dialog->size() - QSize(1, 1));
                 const QLabel* shownName = label(dialog, "lblObjectName");
-                QVERIFY(shown.contains(shownName->geometry()));
+                QVERIFY(dialog->mask().boundingRect().contains(shownName->geometry()));
                 QVERIFY(shownName->width() >= shownName->sizeHint().width());
                 QVERIFY(shownName->sizeHint().height() < 2 * shownName->fontMetrics().height());
             });
@@ -122,11 +162,8 @@ class TestScanDialogs : public QObject
     void promptShowsNamesSafely()
     {
         const std::pair<const char*, const char*> rows[] = {
-            {"/a<img src=x>b", "/a<img src=x>b"},
-            {"/a&b", "/a&b"},
-            {"/a &lt;b&gt;", "/a &lt;b&gt;"},
-            {"/  a   b ", "/  a   b "},
-            {"/tmp/caf\u00e9", "/tmp/caf\u00e9"},
+            {"/a<img src=x>&b", "/a<img src=x>&b"},
+            {"/  a &lt;b&gt; ", "/  a &lt;b&gt; "},
             {"/exe\u202e.fdp\x1b\u2028\U0001F600", "/exe\uFFFD.fdp\u241B\uFFFD\U0001F600"},
         };
         for (const auto& [name, shown] : rows) {
@@ -141,10 +178,7 @@ class TestScanDialogs : public QObject
     {
         ModalBoxes boxes;
         boxes.handle([](QWidget* dialog) {
-            QTest::keyClick(dialog, Qt::Key_Escape);
-            QVERIFY(dialog->isVisible());
-            QVERIFY(!dialog->close());
-            QVERIFY(dialog->isVisible());
+            verifyItStays(dialog);
             QTest::keyClick(dialog, Qt::Key_Q, Qt::AltModifier);
         });
         VGetUserAction dialog(nullptr, nullptr, true, FRAMELESS_FLAGS);
@@ -153,33 +187,85 @@ class TestScanDialogs : public QObject
 
     void statisticsStandInTheirRows()
     {
-        QS_InterfaceScanStatistics stats = {1,   2,    777,  777, 3,  10,  4, 40'000,
-                                            100, 1000, 5000, 777, 66, 777, 88};
-        const std::pair<const char*, int> expected[] = {
-            {"lblDirsValue", 1},       {"lblObjsValue", 2},       {"lblInfectedValue", 6110},
-            {"lblSuspiciousValue", 3}, {"lblCuredValue", 10},     {"lblCureFailedValue", 4},
-            {"lblDeletedValue", 100},  {"lblRenamedValue", 1000}, {"lblQuarantinedValue", 5000},
-            {"lblVirusesValue", 6110}, {"lblEncryptedValue", 66}, {"lblActionErrorsValue", 88},
-        };
-        ModalBoxes boxes;
-        boxes.handle([&expected](QWidget* dialog) {
-            QCOMPARE(dialog->size(), QSize(700, 360));
-            for (const auto& [name, number] : expected)
-                QCOMPARE(label(dialog, name)->text(), QString("<p align=\"right\">%1</p>").arg(number));
-            click(dialog, "btnOk");
-        });
-        VScanStatisticsDialog dialog(nullptr, nullptr, true, FRAMELESS_FLAGS);
-        dialog.showScanStatistics(&stats);
+        QS_InterfaceScanStatistics numbers = {1,   2,    777,  777, 3,  10,  4, 40'000,
+                                              100, 1000, 5000, 777, 66, 777, 88};
+        const std::pair<QS_InterfaceScanStatistics*, const char*> rows[] = {
+            {&numbers, "1 2 6110 3 10 4 100 1000 5000 6110 66 88"}, {nullptr, "0 0 0 0 0 0 0 0 0 0 0 0"}};
+        for (const auto& [stats, expected] : rows) {
+            ModalBoxes boxes;
+            boxes.handle([shown = QString(expected)](QWidget* dialog) {
+                QStringList values;
+                for (const char* name :
+                     {"Dirs", "Objs", "Infected", "Suspicious", "Cured", "CureFailed", "Deleted", "Renamed",
+                      "Quarantined", "Viruses", "Encrypted", "ActionErrors"})
+                    values << label(dialog, qPrintable(QString("lbl%1Value").arg(name)))->text();
+                QCOMPARE(values.join(' ').remove("<p align=\"right\">").remove("</p>"), shown);
+                QTest::keyClick(dialog, Qt::Key_C, Qt::AltModifier);
+            });
+            VScanStatisticsDialog(nullptr, nullptr, true, FRAMELESS_FLAGS).showScanStatistics(stats);
+        }
     }
 
-    void statisticsWithoutNumbersShowZeros()
+    void engineLoadsAndTheWindowGoesByItself()
     {
-        ModalBoxes boxes;
-        boxes.handle([](QWidget* dialog) {
-            QCOMPARE(label(dialog, "lblObjsValue")->text(), "0");
-            QTest::keyClick(dialog, Qt::Key_C, Qt::AltModifier);
-        });
-        VScanStatisticsDialog(nullptr, nullptr, true, FRAMELESS_FLAGS).showScanStatistics(nullptr);
+        scriptedEngine().initScript = {held()};
+        QCOMPARE(scanMemory("Initializing AV! Wait...",
+                            [](QWidget* dialog) {
+                                QCOMPARE(dialog->objectName(), "AVInitializer");
+                                QVERIFY(dialog->findChild<QWidget*>("btnStop")->isHidden());
+                                verifyItStays(dialog);
+                            }),
+                 0);
+        QVERIFY(released);
+        QCOMPARE(changes(), QStringList(QString("VardoAVInit %1 1").arg(conf)));
+    }
+
+    void failuresOfTheMemoryScanAreToldByTheResultAlone()
+    {
+        const QString load = QString("VardoAVInit %1 1").arg(conf);
+        const struct
+        {
+            const char* call;
+            int result;
+            QStringList changes;
+        } rows[] = {{"VardoAVInit", -1, {load}},
+                    {"GetOption 4", 0, {load}}, // the setting that asks for the scan
+                    {"DoMemoryScan", 0, {load, "DoMemoryScan 1"}}};
+        for (const auto& row : rows) {
+            scriptedEngine().reset();
+            scriptedEngine().held.memScan = 1;
+            scriptedEngine().setResult(row.call, -1);
+            QCOMPARE(ScanMemory(conf, &engine), row.result);
+            QCOMPARE(changes(), row.changes);
+        }
+    }
+
+    void missingArgumentsAreShown()
+    {
+        VMemScanDialog form(nullptr, "AVInitializer", false, FRAMELESS_FLAGS);
+        form.ScanMemory(nullptr, &engine);
+        form.show();
+        QCOMPARE(label(&form, "lblAVInit")->text(), "Error! Invalid parameters");
+        QVERIFY(form.close());
+        QVERIFY(changes().isEmpty());
+    }
+
+    // The last one: the wish to stop is never taken back.
+    void memoryScanStopsAtTheNextCall()
+    {
+        scriptedEngine().held.memScan = 1;
+        scriptedEngine().memoryScript = {
+            report("1 /sbin/init", SCANSTAT_INFECTED, "v", nullptr, OBJTYPE_PROCESS), held(), beat(), beat()};
+        QCOMPARE(scanMemory("Scanning Memory",
+                            [](QWidget* dialog) {
+                                verifyItStays(dialog);
+                                click(dialog, "btnStop");
+                                QVERIFY(dialog->isVisible());
+                            }),
+                 0);
+        QCOMPARE(scriptedEngine().callbackAnswers, std::vector<int>({CALLBACK_CONTINUE, CALLBACK_STOP}));
+        QVERIFY(scriptedEngine().log().empty());
+        QVERIFY(!std::filesystem::exists("/opt/Quillstone/etc/vardo/.lastScan"));
     }
 };
 
