@@ -249,8 +249,9 @@ void TestVardoquarantine::deletes()
 void TestVardoquarantine::repairs()
 {
     quarantineNew("fine");
+    sandbox::writeFile(quarantineDir + "/fine", "another content"); // its note stays all the same
     quarantineNew("deleted");
-    fs::remove(quarantineDir + "/deleted"); // as the window does: its note stays
+    fs::remove(quarantineDir + "/deleted");
     quarantineNew("unrecorded", false);
     quarantineNew("un#recordable", false);
     sandbox::writeFile(quarantineDir + "/stray", "123");
