@@ -79,6 +79,21 @@ class TestLogLayout : public QObject
         QCOMPARE(levels, QString(5 + 13, '1') + "332" + QString(15, '1'));
     }
 
+    void actionsHaveTheirWords()
+    {
+        QStringList words;
+        for (unsigned action = 0; action < 6; ++action) {
+            for (const unsigned bits : {0U, unsigned(SCANFLAG_DISINFECT)}) {
+                scriptedEngine().held.scanOpts = bits;
+                scriptedEngine().held.action = action;
+                words << configuration().section("Scan action\t\t\t: ", 1).section('\n', 0, 0);
+            }
+        }
+        QCOMPARE(words.join(", "),
+                 "Log only, Disinfect-Log, Delete, Disinfect-Delete, Rename, Disinfect-Rename, "
+                 "Quarantine, Disinfect-Quarantine, Prompt, Disinfect-Prompt, Unknown, Unknown");
+    }
+
     void configurationTellsWhatApplies_data()
     {
         QTest::addColumn<unsigned>("bits");
@@ -88,30 +103,20 @@ class TestLogLayout : public QObject
         const auto add = [](unsigned bits, unsigned action, const char* rows, const char* reads) {
             QTest::addRow("%#x %u", bits, action) << bits << action << QString(rows) << QString(reads);
         };
-        add(SCANFLAG_DISINFECT, 0, "Scan action\t\t\t: Disinfect-Log\n", "11 1 2");
-        add(0, 1, "Scan action\t\t\t: Delete\n", "11 1 2");
-        add(SCANFLAG_DISINFECT, 1, "Scan action\t\t\t: Disinfect-Delete\n", "11 1 2");
-        add(0, 2, "Scan action\t\t\t: Rename\nRename path\t\t\t: /q\n", "11 1 2 10");
-        add(SCANFLAG_DISINFECT, 2, "Scan action\t\t\t: Disinfect-Rename\nRename path\t\t\t: /q\n",
+        add(SCANFLAG_NO_PACKED | SCANFLAG_NO_ARCHIVES | SCANFLAG_CROSS_FS, SCANACT_RENAME,
+            "Scan packed\t\t\t: No\nScan archives\t\t\t: No\nCross file system\t\t: Yes\n"
+            "Scan action\t\t\t: Rename\nRename path\t\t\t: /q\n",
             "11 1 2 10");
-        add(0, 3, "Scan action\t\t\t: Quarantine\nQuarantine path\t\t\t: /q\n", "11 1 2 10");
-        add(SCANFLAG_DISINFECT, 3, "Scan action\t\t\t: Disinfect-Quarantine\nQuarantine path\t\t\t: /q\n",
+        add(SCANFLAG_NO_MAILS | SCANFLAG_NO_HEURISTIC | SCANFLAG_FOLLOW_SYMLINKS, SCANACT_QUARANTINE,
+            "Scan mails\t\t\t: No\nUse heuristics scanning\t\t: No\nFollow symbolic links\t\t: Yes\n"
+            "Scan action\t\t\t: Quarantine\nQuarantine path\t\t\t: /q\n",
             "11 1 2 10");
-        add(0, 4, "Scan action\t\t\t: Prompt\n", "11 1 2");
-        add(SCANFLAG_DISINFECT, 4, "Scan action\t\t\t: Disinfect-Prompt\n", "11 1 2");
-        add(0, 5, "Scan action\t\t\t: Unknown\n", "11 1 2");
-        add(SCANFLAG_DISINFECT, 5, "Scan action\t\t\t: Unknown\n", "11 1 2");
-        add(SCANFLAG_NO_PACKED | SCANFLAG_NO_ARCHIVES | SCANFLAG_CROSS_FS, 0,
-            "Scan packed\t\t\t: No\nScan archives\t\t\t: No\nCross file system\t\t: Yes\n", "11 1 2");
-        add(SCANFLAG_NO_MAILS | SCANFLAG_NO_HEURISTIC | SCANFLAG_FOLLOW_SYMLINKS, 0,
-            "Scan mails\t\t\t: No\nUse heuristics scanning\t\t: No\nFollow symbolic links\t\t: Yes\n",
-            "11 1 2");
         // With both lists the one that includes is told; it is read once for each.
-        add(0x7c00, 0,
+        add(0x7c00, SCANACT_LOG,
             "Scan extensions\t\t\t: exe,com\nExclude directories\t\t: /proc\n"
             "Max recursion depth\t\t: 200\nMax file scan size\t\t: 5000000000\n",
             "11 1 2 6 6 7 8 9");
-        add(SCANFLAG_EXCLUDE_EXTENSIONS | SCANFLAG_MAX_DEPTH | SCANFLAG_NO_RECURSE, 0,
+        add(SCANFLAG_EXCLUDE_EXTENSIONS | SCANFLAG_MAX_DEPTH | SCANFLAG_NO_RECURSE, SCANACT_LOG,
             "Recursive\t\t\t: No\nExclude extensions\t\t: exe,com\n", "11 1 2 6 8");
     }
 
@@ -121,14 +126,13 @@ class TestLogLayout : public QObject
         QFETCH(unsigned, action);
         const QStringList usual = configuration().split('\n');
         scriptedEngine().clearJournal();
-        scripted::ScanOptions& held = scriptedEngine().held;
-        held.scanOpts = bits;
-        held.action = action;
-        held.actData = "/q";
-        held.extensions = "exe,com";
-        held.excludeDirs = "/proc";
-        held.maxDepth = 200;
-        held.maxSize = 5'000'000'000;
+        scriptedEngine().held = {.scanOpts = bits,
+                                 .action = action,
+                                 .extensions = "exe,com",
+                                 .excludeDirs = "/proc",
+                                 .maxDepth = 200,
+                                 .maxSize = 5'000'000'000,
+                                 .actData = "/q"};
         QString rows;
         for (const QString& row : configuration().split('\n'))
             rows += usual.contains(row) ? "" : row + '\n';
