@@ -23,6 +23,14 @@ class MainWindowTest : public QObject
         scriptedEngine().clearJournal();
         showWindow("/none");
     }
+    /// The same on a fresh installation with a record of a scan.
+    void openFresh()
+    {
+        sandbox::makeInstallation();
+        sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "21/11/2026 04:32\n");
+        scriptedEngine().reset();
+        openWindow();
+    }
     void closeWindow();
 
     /// The window's widget of that name; a test without it ends at once.

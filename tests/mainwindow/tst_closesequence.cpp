@@ -26,14 +26,7 @@ class TestCloseSequence : public MainWindowTest
     }
 
   private slots:
-    void init()
-    {
-        sandbox::makeInstallation();
-        sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "21/11/2026 04:32\n");
-        scriptedEngine().reset();
-        openWindow();
-    }
-
+    void init() { openFresh(); }
     void cleanup() { closeWindow(); }
 
     void windowIsSweptAway()

@@ -33,14 +33,7 @@ class TestNavigation : public MainWindowTest
     bool visible(const char* name) const { return find<QWidget>(name)->isVisible(); }
 
   private slots:
-    void init()
-    {
-        sandbox::makeInstallation();
-        sandbox::writeFile(lastScan, "21/11/2026 04:32\n");
-        scriptedEngine().reset();
-        openWindow();
-    }
-
+    void init() { openFresh(); }
     void cleanup() { closeWindow(); }
 
     void menuButtonsLeadToTheirPages()

@@ -15,12 +15,7 @@ class TestPrivileges : public MainWindowTest
     const bool mayAll = getgid() == 0;
 
   private slots:
-    void init()
-    {
-        scriptedEngine().reset();
-        openWindow();
-    }
-
+    void init() { openFresh(); }
     void cleanup() { closeWindow(); }
 
     void schedulerIsForGroupZero()

@@ -47,13 +47,7 @@ class TestUpdateSettings : public MainWindowTest
     }
 
   private slots:
-    void init()
-    {
-        sandbox::makeInstallation();
-        scriptedEngine().reset();
-        openWindow();
-    }
-
+    void init() { openFresh(); }
     void cleanup() { closeWindow(); }
 
     void settingsAreShown()
