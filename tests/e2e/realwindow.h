@@ -103,6 +103,8 @@ class RealWindow
 
     /// Milliseconds that the program's event loop took at most for an answer since this was last asked.
     qint64 slowestAnswer() { return std::exchange(slowestAnswer_, 0); }
+    /// What slowestAnswer() may be: some 100 on an idle machine, and room for a busy one.
+    static constexpr qint64 lively = 2000;
     QByteArray clipboard();
 
     bool isRunning() const { return process_.state() != QProcess::NotRunning; }

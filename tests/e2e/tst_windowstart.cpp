@@ -110,7 +110,7 @@ void TestWindowStart::waitsForTheEngine()
     window.press("alt+F4");
     window.slowestAnswer();
     QVERIFY(window.find(dialog).exists && !window.find(dialog + "/btnStop").exists);
-    QVERIFY(window.slowestAnswer() < 1000);
+    QVERIFY(window.slowestAnswer() < RealWindow::lively);
 
     QCOMPARE(::kill(service, SIGCONT), 0);
     QVERIFY(isOpen(window));
