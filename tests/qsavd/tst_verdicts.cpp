@@ -42,7 +42,6 @@ class TestVerdicts : public QObject
     void everySampleIsFound();
     void switchesOpenAndCloseFormats();
     void encryptedAndBrokenFiles();
-    void whatIsNotScannedIsNeverClean_data();
     void whatIsNotScannedIsNeverClean();
     void noRoomToUnpackIsNotClean();
     void bombsEndInTime();
@@ -155,41 +154,35 @@ void TestVerdicts::encryptedAndBrokenFiles()
     QCOMPARE(scan(torn, plain).status, int(SCANSTAT_CLEAN));
 }
 
-void TestVerdicts::whatIsNotScannedIsNeverClean_data()
+void TestVerdicts::whatIsNotScannedIsNeverClean()
 {
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<QString>("remark");
-
     constexpr int limit = 1 << 20;
-    QTest::newRow("larger file") << QByteArray(limit + 1, 'x') << "not scanned: larger than 1 MB";
-    QTest::newRow("larger member") << ZipWriter::single("big", QByteArray(limit + 1, 'x') + markedText())
-                                   << "not wholly scanned: a part is larger than 1 MB";
-    ZipWriter sum;
+    ZipWriter sum, many;
     for (int i = 0; i < 6; ++i)
         sum.add("part" + QByteArray::number(i), QByteArray(limit - 100, char('a' + i)));
-    QTest::newRow("larger in sum") << sum.finish() << "not wholly scanned: holds more than 4 MB";
-    ZipWriter many;
     for (int i = 0; i < 30; ++i)
         many.add("file" + QByteArray::number(i), QByteArray(500, char('a' + i % 26)));
-    QTest::newRow("many members") << many.finish() << "not wholly scanned: holds more than 20 files";
     QByteArray deep = markedText();
     for (int i = 0; i < 8; ++i)
         deep = ZipWriter::single("level" + QByteArray::number(i) + ".zip", deep);
-    QTest::newRow("deep") << deep << "not wholly scanned: nested deeper than 5 levels";
-}
-
-void TestVerdicts::whatIsNotScannedIsNeverClean()
-{
-    QFETCH(QByteArray, content);
-    QFETCH(QString, remark);
+    const std::pair<QByteArray, std::string> files[] = {
+        {QByteArray(limit + 1, 'x'), "not scanned: larger than 1 MB"},
+        {ZipWriter::single("big", QByteArray(limit + 1, 'x') + markedText()),
+         "not wholly scanned: a part is larger than 1 MB"},
+        {sum.finish(), "not wholly scanned: holds more than 4 MB"},
+        {many.finish(), "not wholly scanned: holds more than 20 files"},
+        {deep, "not wholly scanned: nested deeper than 5 levels"},
+    };
     SessionOptions options = withWorkers(1);
-    options.maxFileSize = 1 << 20;
-    options.maxScanSize = 4 << 20;
+    options.maxFileSize = limit;
+    options.maxScanSize = 4 * limit;
     options.maxFiles = 20;
     options.maxRecursion = 5;
-    const Verdict verdict = scan(content, options);
-    QCOMPARE(verdict.status, int(SCANSTAT_ERROR));
-    QCOMPARE(QString::fromStdString(verdict.remark), remark);
+    for (const auto& [content, remark] : files) {
+        const Verdict verdict = scan(content, options);
+        QCOMPARE(verdict.remark, remark);
+        QCOMPARE(verdict.status, int(SCANSTAT_ERROR));
+    }
 }
 
 void TestVerdicts::noRoomToUnpackIsNotClean()
