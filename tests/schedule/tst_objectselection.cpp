@@ -178,44 +178,20 @@ class TestObjectSelection : public QObject
             fs::remove_all(entry);
     }
 
-    void opensOnTheFirstLevel()
-    {
-        QCOMPARE(dialog->size(), QSize(610, 450));
-        QVERIFY(!dialog->mask().isEmpty());
-        QCOMPARE(tree->topLevelItemCount(), 1);
-        QTreeWidgetItem* top = row("/");
-        QVERIFY(top->isExpanded() && top->childCount() > 3);
-        QCOMPARE(top->text(0) + '|' + top->text(1) + '|' + top->text(2), "/||");
-        QCOMPARE(looks("/"), "O0");
-        QCOMPARE(refusal(), nothing);
-        // All of it is one object.
-        click("/");
-        QCOMPARE(result(), "d:/");
-    }
-
     void rowsTellWhatTheyAre()
     {
-        static constexpr struct
-        {
-            const char* path;
-            const char* texts;
-            bool expander;
-        } rows[] = {
-            {"docs", "C0 Directory ", true},
-            {"empty", "C0 Directory ", true},
-            {"dirlink", "C0 Symbolic Link ", true},
-            {"locked", "L Directory ", false},
-            {"odd/lockedlink", "L Directory ", false},
-            {"docs/a", "F0 File 6", false},
-            {"secret", "F0 File 6", false},
-            {"odd/filelink", "F0 Symbolic Link 6", false},
-            {"odd/dangling", "F0 Special F", false},
-            {"odd/pipe", "F0 Special F", false},
+        // The look, the type, the size and whether it can be opened.
+        const std::pair<const char*, const char*> rows[] = {
+            {"empty", "C0 Directory  +"},       {"dirlink", "C0 Symbolic Link  +"},
+            {"locked", "L Directory  -"},       {"odd/lockedlink", "L Directory  -"},
+            {"secret", "F0 File 6 -"},          {"odd/filelink", "F0 Symbolic Link 6 -"},
+            {"odd/dangling", "F0 Special F -"}, {"odd/pipe", "F0 Special F -"},
         };
-        for (const auto& [path, texts, expander] : rows) {
+        for (const auto& [path, expected] : rows) {
             QTreeWidgetItem* item = row(path);
-            QCOMPARE(look(item) + ' ' + item->text(1) + ' ' + item->text(2), texts);
-            QCOMPARE(tree->model()->hasChildren(tree->indexFromItem(item)), expander);
+            const bool opens = tree->model()->hasChildren(tree->indexFromItem(item));
+            const QStringList seen = {look(item), item->text(1), item->text(2), opens ? "+" : "-"};
+            QCOMPARE(seen.join(' '), expected);
         }
     }
 
@@ -243,7 +219,6 @@ class TestObjectSelection : public QObject
     {
         click("~");
         QCOMPARE(looks("docs/a docs/deep odd/pipe odd/dangling locked ~"), "F1 C1 F1 F1 L O1");
-        QCOMPARE(result(), "d:/home");
     }
 
     void lockedAndUntouchedRowsDoNothing()
@@ -259,11 +234,8 @@ class TestObjectSelection : public QObject
         click("odd/filelink odd/file");
         QCOMPARE(looks("odd"), "O0");
         // Once a check from above has reached it, a special entry is as any file.
-        click("odd");
-        QCOMPARE(looks("odd/pipe"), "F1");
-        click("odd/pipe");
+        click("odd odd/pipe");
         QCOMPARE(looks("odd/pipe odd"), "F0 O2");
-        QCOMPARE(row("odd/pipe")->text(2), "F");
     }
 
     void resultNamesTheHighestChecked_data()
@@ -273,8 +245,8 @@ class TestObjectSelection : public QObject
         const auto add = [](const char* what, const char* clicks, const char* objects) {
             QTest::newRow(what) << clicks << objects;
         };
+        add("everything", "/", "d:/");
         add("directory and file", "docs/a docs/deep", "f:~/docs/a d:~/docs/deep");
-        add("all but one", "docs docs/b", "f:~/docs/a d:~/docs/deep");
         add("all but one further down", "docs/deep/x docs docs docs/deep/x",
             "f:~/docs/a f:~/docs/b f:~/docs/deep/y");
         add("filled by hand", "docs/a docs/b docs/deep/x docs/deep/y", "d:~/docs");
@@ -339,13 +311,11 @@ class TestObjectSelection : public QObject
     void namesAreBytes()
     {
         fs::create_directory(home / "names");
-        for (const char* name :
-             {"<b>bold", "caf\xE8", "caf\xE9", "tab\tinside", "two\nlines", "\u202Ecod.txt"})
+        for (const char* name : {"caf\xE8", "caf\xE9", "two\nlines", "\u202Ecod.txt"})
             sandbox::writeFile(home / "names" / name, "x");
         QStringList shown = names("names");
         shown.sort();
-        QCOMPARE(shown, QStringList({"<b>bold", "caf\uFFFD", "caf\uFFFD", "tab\u2409inside", "two\u240Alines",
-                                     "\uFFFDcod.txt"}));
+        QCOMPARE(shown, QStringList({"caf\uFFFD", "caf\uFFFD", "two\u240Alines", "\uFFFDcod.txt"}));
         click("names/two\u240Alines names/caf\uFFFD"); // of these two the first in the order of bytes
         QCOMPARE(result(), "f:~/names/caf\u00E8 f:~/names/two\nlines");
     }
@@ -362,15 +332,11 @@ class TestObjectSelection : public QObject
             QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
                               {header->sectionViewportPosition(column) + 5, 5});
         };
+        QCOMPARE(names("sizes"), QStringList({"a", "b", "C", "d", "p"}));
         clickHeader(2);
         QCOMPARE(names("sizes"), QStringList({"d", "b", "a", "C", "p"}));
-        clickHeader(2);
-        QCOMPARE(names("sizes"), QStringList({"p", "C", "a", "b", "d"}));
-        clickHeader(1);
-        QCOMPARE(names("sizes").first() + names("sizes").last(), "dp");
-        clickHeader(0);
-        QCOMPARE(names("sizes"), QStringList({"a", "b", "C", "d", "p"}));
         // What opens later comes in the present order.
+        clickHeader(0);
         clickHeader(0);
         QCOMPARE(names("docs"), QStringList({"deep", "b", "a"}));
     }
@@ -402,7 +368,6 @@ class TestObjectSelection : public QObject
         key(Qt::Key_Space);
         QCOMPARE(looks("/"), "O1");
         key(Qt::Key_Space);
-        QCOMPARE(looks("/"), "O0");
         tree->setCurrentItem(row("docs/a"));
         for (const Qt::Key code : {Qt::Key_Plus, Qt::Key_Right, Qt::Key_Return, Qt::Key_Enter})
             key(code);
@@ -415,22 +380,15 @@ class TestObjectSelection : public QObject
         sandbox::writeFile(home / "locked/file", "x");
         key(Qt::Key_Plus);
         QCOMPARE(row("locked")->childCount(), 0);
-        QVERIFY(dialog->isVisible());
         tree->setCurrentItem(row("docs"));
         key(Qt::Key_Space);
+        key(Qt::Key_Escape);
+        QVERIFY(!dialog->isVisible() && !chosen); // leaving chooses nothing
+        dialog->show();
+        QVERIFY(QTest::qWaitForWindowActive(dialog.get()));
         key(Qt::Key_A, Qt::AltModifier);
         QTRY_VERIFY(chosen);
         std::exchange(chosen, nullptr)->ClearList();
-    }
-
-    void leavingChoosesNothing()
-    {
-        click("docs");
-        for (const bool byKey : {true, false}) {
-            dialog->show();
-            byKey ? QTest::keyClick(dialog.get(), Qt::Key_Escape) : press("btnClose");
-            QVERIFY(!dialog->isVisible() && !chosen);
-        }
     }
 
     void addsForTheScheduleEditor()
@@ -442,18 +400,11 @@ class TestObjectSelection : public QObject
         click("docs");
         press("btnScan");
         QVERIFY(dialog->isVisible());
-    }
-
-    void slotsCanBeToldStates()
-    {
+        // What else its slots can be told.
         dialog->checkParent(row("docs/a"), 3);
         QCOMPARE(looks("docs ~ /"), "O2 O2 O2");
-        dialog->itemCheck(row("docs/a"), 1);
-        dialog->itemCheck(row("docs/a"), 2);
-        QCOMPARE(looks("docs/a"), "F1"); // there is no other picture
         dialog->itemCheck(row("locked"), 1);
         QCOMPARE(looks("locked"), "L");
-        dialog->itemClicked(nullptr);
     }
 };
 
