@@ -11,7 +11,23 @@ namespace vardo {
 
 namespace {
 
-constexpr int mostNames = 100'000; // of one series
+constexpr int mostNames = 1 << 29; // of one series
+/// So many are tried one by one. Anybody can make a longer series, and trying all of it for every file of it
+/// would take hours.
+constexpr int shortSeries = 1024;
+
+/// A number that is taken and whose successor is not, from `taken` on; in few steps.
+int skipTaken(int taken, const std::function<bool(int number)>& isTaken)
+{
+    int free = 2 * taken;
+    for (; free < mostNames && isTaken(free); free *= 2)
+        taken = free;
+    while (free - taken > 1) {
+        const int middle = taken + (free - taken) / 2;
+        (isTaken(middle) ? taken : free) = middle;
+    }
+    return taken;
+}
 
 base::Error changedError()
 {
@@ -44,7 +60,7 @@ base::Result<std::string> renameFile(const ScannedFile& file, const std::string&
 {
     if (const auto same = verifyUnchanged(file); !same)
         return same.error();
-    return takeFirstFree(file.leaf, "." + extension,
+    return takeFirstFree(file.parent, file.leaf, "." + extension,
                          [&file](const std::string& name) { return moveScanned(file, file.parent, name); });
 }
 
@@ -62,14 +78,24 @@ base::Result<bool> moveScanned(const ScannedFile& file, int directory, const std
 }
 
 base::Result<std::string>
-takeFirstFree(const std::string& stem, const std::string& end,
+takeFirstFree(int directory, const std::string& stem, const std::string& end,
               const std::function<base::Result<bool>(const std::string& name)>& take)
 {
-    for (int number = -1; number < mostNames; ++number) {
+    const auto nameOf = [&](int number) {
         const std::string tail = (number < 0 ? "" : "-" + std::to_string(number)) + end;
-        if (tail.size() >= NAME_MAX)
-            return systemError(ENAMETOOLONG);
-        const std::string name = stem.substr(0, NAME_MAX - tail.size()) + tail;
+        return stem.substr(0, NAME_MAX - tail.size()) + tail;
+    };
+    const auto isTaken = [&](int number) {
+        struct stat status = {};
+        return ::fstatat(directory, nameOf(number).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+    };
+    for (int number = -1; number < mostNames; ++number) {
+        if (isTaken(number)) {
+            if (number == shortSeries)
+                number = skipTaken(number, isTaken);
+            continue;
+        }
+        const std::string name = nameOf(number);
         const base::Result<bool> taken = take(name);
         if (taken)
             return name;

@@ -140,10 +140,7 @@ base::Result<std::string>
 Quarantining::takeName(const quarantine::Digest& content,
                        const std::function<base::Result<bool>(const std::string&)>& take)
 {
-    return takeFirstFree(file_.leaf, "", [&](const std::string& candidate) -> base::Result<bool> {
-        struct stat taken = {};
-        if (::fstatat(directory_, candidate.c_str(), &taken, AT_SYMLINK_NOFOLLOW) == 0)
-            return systemError(EEXIST);
+    return takeFirstFree(directory_, file_.leaf, "", [&](const std::string& candidate) {
         addNote(candidate, content);
         return take(candidate);
     });

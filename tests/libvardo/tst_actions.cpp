@@ -98,6 +98,7 @@ class TestActions : public QObject
     void outcome_data();
     void outcome();
     void neverTakesATakenName();
+    void takesANameOfALongSeries();
     void quarantinesTheArchive();
     void actsOnTheScannedFileAlone_data();
     void actsOnTheScannedFileAlone();
@@ -262,6 +263,19 @@ void TestActions::neverTakesATakenName()
          {world.path("one/bad.vir"), world.path("one/bad-0.vir"), quarantine + "/bad", quarantine + "/bad-1"})
         QCOMPARE(ScanWorld::read(taken), QByteArray("taken"));
     QCOMPARE(ScanWorld::read(quarantine + "/bad-0"), QByteArray("infected two/bad"));
+}
+
+/// A free name is found soon, however many the others are.
+void TestActions::takesANameOfALongSeries()
+{
+    ScanWorld world;
+    world.directory("../quarantine");
+    world.write("bad", "infected");
+    for (int i = -1; i < 2100; ++i)
+        world.write("../quarantine/bad" + (i < 0 ? QByteArray() : "-" + QByteArray::number(i)), "taken");
+    world.plan.action = SCANACT_QUARANTINE;
+    QCOMPARE(world.scan(), 0);
+    QCOMPARE(ScanWorld::read(world.path("../quarantine/bad-2100")), QByteArray("infected"));
 }
 
 void TestActions::quarantinesTheArchive()
