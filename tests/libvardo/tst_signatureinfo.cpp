@@ -10,105 +10,86 @@ class TestSignatureInfo : public QObject
 {
     Q_OBJECT
 
-  private slots:
-    void init() { dir_ = std::make_unique<QTemporaryDir>(); }
-    void theNewestDatabaseCounts();
-    void plainFilesCountWithoutADatabase();
-    void brokenFilesAreNoHarm();
-    void theEngineNeedsServiceAndSignatures();
-
-  private:
     QString path(const char* name) const { return dir_->path() + "/" + name; }
-    void write(const char* name, const QByteArray& text);
-    void writeDatabase(const char* name, const char* version, int signatures, std::time_t made);
-    int info(struct_qsavinfo& info);
+
+    void write(const char* name, const QByteArray& text, const QDateTime& time = {})
+    {
+        QVERIFY(QDir().mkpath(QFileInfo(path(name)).path()));
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush());
+        QVERIFY(time.isNull() || file.setFileTime(time, QFileDevice::FileModificationTime));
+    }
+
+    void writeDatabase(const char* name, const char* version, int signatures, qint64 made)
+    {
+        const QByteArray header = QByteArray("ClamAV-VDB:16 Sep 2021 08-32 -0400:") + version + ':' +
+                                  QByteArray::number(signatures) + ":90:" + QByteArray(32, 'f') +
+                                  ":sig:builder:" + QByteArray::number(made);
+        write(name, header.leftJustified(512) + QByteArray(1000, ':'));
+    }
+
+    int info(struct_qsavinfo& info)
+    {
+        write("conf", "[path]\nSignaturePath = " + path("own").toUtf8() +
+                          "\nSystemSignaturePath = " + path("system").toUtf8() + "\n");
+        return GetQSAVInfo(QS_BDESystem, path("conf").toUtf8(), info);
+    }
 
     std::unique_ptr<QTemporaryDir> dir_;
-};
 
-void TestSignatureInfo::write(const char* name, const QByteArray& text)
-{
-    QVERIFY(QDir().mkpath(QFileInfo(path(name)).path()));
-    QFile file(path(name));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
-}
+  private slots:
+    void init() { dir_ = std::make_unique<QTemporaryDir>(); }
 
-void TestSignatureInfo::writeDatabase(const char* name, const char* version, int signatures, std::time_t made)
-{
-    const QByteArray header = QByteArray("ClamAV-VDB:16 Sep 2021 08-32 -0400:") + version + ':' +
-                              QByteArray::number(signatures) + ":90:" + QByteArray(32, 'f') +
-                              ":sig:builder:" + QByteArray::number(static_cast<qint64>(made));
-    write(name, header.leftJustified(512) + QByteArray(1000, ':'));
-}
+    void theNewestCounts()
+    {
+        const QDateTime older(QDate(2020, 5, 4), QTime(3, 2, 1));
+        write("own/test.ndb", "a:0:*:00\n# note\n\nb:0:*:11\nc:0:*:22", older.addDays(1));
+        write("own/test.hdb", "b:1:c\n", older);
+        write("own/readme.txt", "one\ntwo\n");
+        struct_qsavinfo found = {};
+        QCOMPARE(info(found), 0);
+        QCOMPARE(found.noOfSignature, 4ul);
+        QCOMPARE(found.version, "20200505");
+        QCOMPARE(found.udate.tm_mday, 5);
+        QCOMPARE(found.udate.tm_hour, 3);
 
-int TestSignatureInfo::info(struct_qsavinfo& info)
-{
-    write("conf", "[path]\nSignaturePath = " + path("own").toUtf8() +
-                      "\nSystemSignaturePath = " + path("system").toUtf8() + "\n");
-    return GetQSAVInfo(QS_BDESystem, path("conf").toUtf8(), info);
-}
-
-void TestSignatureInfo::theNewestDatabaseCounts()
-{
-    write("own/test.ndb", "a:0:*:00\n# note\n\nb:0:*:11\nc:0:*:22"); // newer than any of the others
-    writeDatabase("system/main.cvd", "62", 1000, 1600000000);
-    writeDatabase("system/daily.cld", "27000", 50, 1700000000);
-    writeDatabase("system/bytecode.cvd", "335", 5, 1650000000);
-    struct_qsavinfo found = {};
-    QCOMPARE(info(found), 0);
-    QCOMPARE(found.noOfSignature, 1058ul);
-    QCOMPARE(found.version, "27000");
-    QCOMPARE(std::mktime(&found.udate), 1700000000);
-}
-
-void TestSignatureInfo::plainFilesCountWithoutADatabase()
-{
-    write("own/test.ndb", "a:0:*:00\n");
-    write("own/test.hdb", "b:1:c\n");
-    write("own/readme.txt", "one\ntwo\n");
-    const QDateTime older(QDate(2020, 5, 4), QTime(3, 2, 1));
-    for (const char* name : {"own/test.ndb", "own/test.hdb"}) {
-        QFile file(path(name));
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        QVERIFY(file.setFileTime(older.addDays(name[9] == 'n'), QFileDevice::FileModificationTime));
+        // Plain files give no date where there is a database, though they may be newer.
+        writeDatabase("system/main.cvd", "62", 1000, 1500000000);
+        writeDatabase("system/daily.cld", "27000", 50, 1580000000);
+        writeDatabase("system/bytecode.cvd", "335", 5, 1550000000);
+        QCOMPARE(info(found), 0);
+        QCOMPARE(found.noOfSignature, 1059ul);
+        QCOMPARE(found.version, "27000");
+        QCOMPARE(std::mktime(&found.udate), 1580000000);
     }
-    struct_qsavinfo found = {};
-    QCOMPARE(info(found), 0);
-    QCOMPARE(found.noOfSignature, 2ul);
-    QCOMPARE(found.version, "20200505");
-    QCOMPARE(found.udate.tm_mday, 5);
-    QCOMPARE(found.udate.tm_hour, 3);
-}
 
-void TestSignatureInfo::brokenFilesAreNoHarm()
-{
-    struct_qsavinfo found = {};
-    found.noOfSignature = 7;
-    QVERIFY(info(found) < 0); // no directories at all
-    write("own/empty.cvd", "");
-    write("own/short.cvd", "ClamAV-VDB:x:y");
-    write("own/other.cld", QByteArray(600, 'x'));
-    QVERIFY(QDir().mkpath(path("own/dir.cvd")));
-    QVERIFY(info(found) < 0);
-    QVERIFY(GetQSAVInfo(QS_UNWSystem, nullptr, found) < 0);
-    QCOMPARE(found.noOfSignature, 7ul);
+    void brokenFilesAreNoHarm()
+    {
+        struct_qsavinfo found = {};
+        found.noOfSignature = 7;
+        QVERIFY(info(found) < 0); // no directories at all
+        write("own/short.cvd", "ClamAV-VDB:x:y");
+        write("own/other.cld", QByteArray(600, 'x'));
+        QVERIFY(QDir().mkpath(path("own/dir.cvd")));
+        QVERIFY(info(found) < 0);
+        QVERIFY(GetQSAVInfo(QS_UNWSystem, nullptr, found) < 0);
+        QCOMPARE(found.noOfSignature, 7ul);
+        writeDatabase("own/long.cvd", "a version that is far too long for the record", 3, 1);
+        QCOMPARE(info(found), 0);
+        QCOMPARE(std::string(found.version), "a version that is f");
+    }
 
-    writeDatabase("own/long.cvd", "a version that is far too long for the record", 3, 1);
-    QCOMPARE(info(found), 0);
-    QCOMPARE(std::string(found.version), "a version that is f");
-}
-
-void TestSignatureInfo::theEngineNeedsServiceAndSignatures()
-{
-    vardo::ServicePaths paths;
-    paths.signatureDirs = {path("own").toStdString(), path("system").toStdString()};
-    QCOMPARE(vardo::systemType("/bin/true", paths), QS_UNWSystem);
-    write("system/readme.txt", "none");
-    QCOMPARE(vardo::systemType("/bin/true", paths), QS_UNWSystem);
-    write("system/a.hdb", "");
-    QCOMPARE(vardo::systemType("/bin/true", paths), QS_BDESystem);
-    QCOMPARE(vardo::systemType(path("qsavd").toStdString(), paths), QS_UNWSystem);
-}
+    void theEngineNeedsServiceAndSignatures()
+    {
+        vardo::ServicePaths paths;
+        paths.signatureDirs = {path("own").toStdString(), path("system").toStdString()};
+        write("system/readme.txt", "none");
+        QCOMPARE(vardo::systemType("/bin/true", paths), QS_UNWSystem);
+        write("system/a.hdb", "");
+        QCOMPARE(vardo::systemType("/bin/true", paths), QS_BDESystem);
+        QCOMPARE(vardo::systemType(path("qsavd").toStdString(), paths), QS_UNWSystem);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestSignatureInfo)
 #include "tst_signatureinfo.moc"
