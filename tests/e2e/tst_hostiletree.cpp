@@ -25,6 +25,11 @@ int smallFiles()
     return wanted > 0 ? wanted : 20'000;
 }
 
+bool isInfected(int smallFile)
+{
+    return smallFile % 100 == 7;
+}
+
 void makeSmallFiles(const std::string& home)
 {
     for (int i = 0; i < smallFiles(); ++i) {
@@ -33,7 +38,8 @@ void makeSmallFiles(const std::string& home)
             std::filesystem::create_directories(directory);
         const base::UniqueFd file(
             ::open((directory + "/" + std::to_string(i)).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
-        if (::write(file.get(), "small", 5) != 5)
+        const QByteArray content = isInfected(i) ? ServiceHome::marker() : QByteArray("small");
+        if (::write(file.get(), content.constData(), std::size_t(content.size())) != content.size())
             qFatal("cannot write file %d", i);
     }
 }
@@ -207,13 +213,15 @@ void TestHostileTree::endsAndAccountsForEverything()
 
     const QByteArrayList log = product::logEntries();
     QCOMPARE(entriesOf(log, odd), oddEntries(user == 0));
-    int clean = 0;
+    int scanned = 0;
     int failed = 0;
     for (const QByteArray& line : entriesOf(log, home + "/small/")) {
-        clean += line.endsWith(" CLEAN");
-        failed += line.endsWith(" ERROR (not scanned: the scanner failed on this file)");
+        const qsizetype blank = line.indexOf(' ');
+        const int number = line.left(blank).split('/').last().toInt();
+        scanned += line.mid(blank) == (isInfected(number) ? " INFECTED [Vardo.Marker]" : " CLEAN");
+        failed += line.mid(blank) == " ERROR (not scanned: the scanner failed on this file)";
     }
-    QCOMPARE(clean + failed, smallFiles());
+    QCOMPARE(scanned + failed, smallFiles());
     QVERIFY2(failed <= killed, qPrintable(QString("%1 of %2").arg(failed).arg(killed)));
     QCOMPARE(window.text("VScanStatisticsDialog/lblObjsValue").toInt(), smallFiles() + oddObjects);
     QVERIFY(window.click("VScanStatisticsDialog/btnOk"));
