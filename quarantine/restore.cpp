@@ -7,13 +7,14 @@
 #include "quarantine/rightsof.h"
 
 #include <algorithm>
-#include <optional>
+#include <vector>
 
 namespace quarantine {
 
 namespace {
 
 constexpr char noNote[] = "it was not noted where this file was";
+constexpr char notKnown[] = "it is not the file that was quarantined";
 
 base::Error because(const char* text, int code = 0)
 {
@@ -56,7 +57,7 @@ class Restoration
     base::Result<std::string> run();
 
   private:
-    std::optional<StoredNote> chooseNote(const Digest& content) const;
+    base::Result<StoredNote> chooseNote(std::vector<StoredNote> notes) const;
     base::Result<bool> moveBack(const StoredNote& stored) const;
     base::Result<bool> putBack(const RestoreNote& note) const;
     base::Result<bool> takeAttributes(int copy, const RestoreNote& note) const;
@@ -77,18 +78,18 @@ base::Result<std::string> Restoration::run()
         return base::systemError();
     if (!S_ISREG(status_.st_mode))
         return because("not a file");
-    const base::Result<Digest> content = digestFile(file_.get());
-    if (!content)
-        return content.error();
-    const std::optional<StoredNote> stored = chooseNote(content.value());
+    const std::vector<StoredNote> notes = notes_.of(name_);
+    if (notes.empty())
+        return because(noNote);
+    const base::Result<StoredNote> stored = chooseNote(notes);
     if (!stored)
-        return because(notes_.of(name_).empty() ? noNote : "it is not the file that was quarantined");
+        return stored.error();
 
-    if (const auto moved = moveBack(*stored); !moved)
+    if (const auto moved = moveBack(stored.value()); !moved)
         return moved.error();
-    for (const StoredNote& note : notes_.of(name_))
+    for (const StoredNote& note : notes)
         notes_.drop(note);
-    return stored->note.origin;
+    return stored.value().note.origin;
 }
 
 base::Result<bool> Restoration::moveBack(const StoredNote& stored) const
@@ -103,15 +104,21 @@ base::Result<bool> Restoration::moveBack(const StoredNote& stored) const
     return true;
 }
 
-std::optional<StoredNote> Restoration::chooseNote(const Digest& content) const
+/// The newest of those that are about this very content. A file of another size is not even read: its owner
+/// may have made it as long as can be.
+base::Result<StoredNote> Restoration::chooseNote(std::vector<StoredNote> notes) const
 {
-    std::optional<StoredNote> newest;
-    for (StoredNote& stored : notes_.of(name_)) {
-        if (stored.isAbout(status_) && stored.note.content == content &&
-            (!newest || stored.isNewerThan(newest->note)))
-            newest = std::move(stored);
-    }
-    return newest;
+    std::erase_if(notes, [this](const StoredNote& stored) { return !stored.isAbout(status_); });
+    if (notes.empty())
+        return because(notKnown);
+    const base::Result<Digest> content = digestFile(file_.get());
+    if (!content)
+        return content.error();
+    std::erase_if(notes, [&](const StoredNote& stored) { return stored.note.content != content.value(); });
+    if (notes.empty())
+        return because(notKnown);
+    return *std::min_element(notes.begin(), notes.end(),
+                             [](const StoredNote& a, const StoredNote& b) { return a.isNewerThan(b.note); });
 }
 
 /// Always as a copy: what is checked is then what is written, and nothing else that has the file open, or
