@@ -150,6 +150,10 @@ const Case cases[] = {
          ::rename(note.c_str(), p.path("bob/note").c_str());
          link(p.path("bob/note"), note);
      }},
+    {"a note that others may write", &ada, nullptr, "ada/bad", notNoted,
+     [](const Place& p) {
+         ::chmod(p.path("quarantine/.restore/" + p.list("quarantine/.restore").front()).c_str(), 0620);
+     }},
     {"a link for a file", &ada, nullptr, "ada/bad", "Too many levels of symbolic links",
      [](const Place& p) {
          ::rename(p.path("quarantine/bad").c_str(), p.path("ada/elsewhere").c_str());
