@@ -148,12 +148,15 @@ class TestScanDialogs : public QObject
 
     void promptFitsItsName()
     {
-        for (const QByteArray& name : {QByteArray(27, 'W'), QByteArray("/a\n\n\n\n\n\r\nb")}) {
+        for (const QByteArray& name : {QByteArray(255, 'W'), QByteArray("/a\n\n\n\n\n\r\nb")}) {
             prompt(name, [](QWidget* dialog) {
                 const QLabel* shownName = label(dialog, "lblObjectName");
                 QVERIFY(dialog->mask().boundingRect().contains(shownName->geometry()));
                 QVERIFY(shownName->width() >= shownName->sizeHint().width());
                 QVERIFY(shownName->sizeHint().height() < 2 * shownName->fontMetrics().height());
+                QLabel toolTip(shownName->toolTip());
+                toolTip.setWordWrap(true); // as that of a tip with rich text
+                QVERIFY(toolTip.sizeHint().width() < dialog->screen()->size().width());
             });
         }
     }
