@@ -6,6 +6,7 @@
 #include "kit/vpushbutton.h"
 #include "kit/vradiobutton.h"
 #include "mainwindow/confowner.h"
+#include "scan/actiondata.h"
 #include "shell/paths.h"
 
 #include <QComboBox>
@@ -36,8 +37,6 @@ constexpr struct
     {SCANFLAG_NO_DISINFECT, SCANACT_RENAME}, {SCANFLAG_NO_DISINFECT, SCANACT_PROMPT},
 };
 
-constexpr char renameExtension[] = "qst";
-constexpr char defaultLogLocation[] = "/var/Quillstone/var/log";
 constexpr std::size_t logLocationSize = 2048;
 
 /// The entry for an action; one that is none of ours counts as quarantine.
@@ -52,15 +51,6 @@ int actionIndex(unsigned int action, bool disinfect)
     if (found == std::end(scanActions))
         found = find(SCANACT_QUARANTINE);
     return static_cast<int>(found - std::begin(scanActions));
-}
-
-/// Files named with this extension were put out of action by a rename and are not scanned again.
-void excludeRenamedFiles(Vardo& scanner)
-{
-    qs_lString extensions = "";
-    std::copy(std::begin(renameExtension), std::end(renameExtension), extensions);
-    if (scanner.SetOption(SCANOPT_EXTENSIONS, extensions) == 0)
-        scanner.SetScanOption(SCANFLAG_EXCLUDE_EXTENSIONS);
 }
 
 } // namespace
@@ -118,7 +108,7 @@ void VMainWidget::showLogOptions()
 {
     std::array<char, logLocationSize> location{};
     const bool known = scanner->GetOption(SCANOPT_LOGLOCATION, location.data()) == 0;
-    logLocation = known ? location.data() : defaultLogLocation;
+    logLocation = known ? location.data() : paths::logLocation;
     editLogLoc->setText(QFile::decodeName(logLocation));
 
     unsigned int level = LOGLEVEL_INFECTED;

@@ -15,6 +15,7 @@ inline constexpr auto& quarantineDir = quarantine::directoryPath;
 inline constexpr char quarantineOpener[] = "/opt/Quillstone/etc/vardo/.rnWM.sh";
 inline constexpr char updateCrontab[] = "/opt/Quillstone/etc/qsavupdate";
 inline constexpr char updateNow[] = "/opt/Quillstone/usr/bin/updatenow";
+inline constexpr char logLocation[] = "/var/Quillstone/var/log"; ///< unless the settings say otherwise
 inline constexpr char updateLog[] = "/var/Quillstone/var/log/updates.log";
 inline constexpr char autoUpdateLog[] = "/var/Quillstone/var/log/autoupdate.log";
 inline constexpr char runAsRoot[] = "/opt/Quillstone/sbin/runasroot";

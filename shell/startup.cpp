@@ -5,6 +5,7 @@
 #include "kit/vardostyle.h"
 #include "kit/vmessagebox.h"
 #include "mainwindow/vmainwidget.h"
+#include "scan/actiondata.h"
 #include "scan/vmemscandialog.h"
 #include "shell/globals.h"
 #include "shell/instanceguard.h"
@@ -33,8 +34,6 @@ constexpr int refusedCode = -1;
 constexpr QSize windowSize(724, 564);
 constexpr int windowRounding = 3;
 constexpr useconds_t pauseBeforeAV = 1000; // microseconds
-/// The extension of files that an action renamed.
-constexpr char renamedExtension[] = "qst";
 
 enum class Box { Notice, Error, Default };
 
@@ -165,10 +164,7 @@ Startup::Outcome Startup::excludeRenamedFiles()
     vardo->GetOption(SCANOPT_SCANOPTS, &options);
     if (options & (SCANFLAG_INCLUDE_EXTENSIONS | SCANFLAG_EXCLUDE_EXTENSIONS))
         return std::nullopt;
-    char extension[sizeof renamedExtension];
-    std::memcpy(extension, renamedExtension, sizeof extension);
-    if (vardo->SetOption(SCANOPT_EXTENSIONS, extension) == 0)
-        vardo->SetScanOption(SCANFLAG_EXCLUDE_EXTENSIONS);
+    ::excludeRenamedFiles(*vardo);
     return std::nullopt;
 }
 
