@@ -31,11 +31,14 @@ constexpr int noDefault = VMessageBox::BTN_NO | VMessageBox::BTN_DEFAULT;
 /// Where a row keeps the bytes of its file's name.
 constexpr int nameRole = Qt::UserRole;
 
-void layOut(QWidget* page, QTreeWidget* list, std::initializer_list<QWidget*> buttons)
+/// Gives the spacer before the buttons, which the layout owns.
+QSpacerItem* layOut(QWidget* page, QTreeWidget* list, std::initializer_list<QWidget*> buttons)
 {
     QGridLayout* grid = build::listGrid(page, list, 4);
-    grid->addItem(build::stretch(), 1, 0);
+    QSpacerItem* spacer = build::stretch();
+    grid->addItem(spacer, 1, 0);
     build::fillRow(grid, 1, 1, buttons);
+    return spacer;
 }
 
 /// Whole KiB with two decimals that are always 0, or bytes below one KiB. From a million KiB on the number
@@ -71,7 +74,7 @@ void VMainWidget::buildScanLogPage(QWidget* page)
     btnViewScanLog = build::textButton(page, "btnViewScanLog");
     btnDeleteScanLog = build::textButton(page, "btnDeleteScanLog");
     btnDeleteScanLogs = build::textButton(page, "btnDeleteScanLogs");
-    layOut(page, lstScanLogs, {btnViewScanLog, btnDeleteScanLog, btnDeleteScanLogs});
+    scanLogSpacer = layOut(page, lstScanLogs, {btnViewScanLog, btnDeleteScanLog, btnDeleteScanLogs});
 }
 
 void VMainWidget::buildUpdateLogPage(QWidget* page)
@@ -80,7 +83,8 @@ void VMainWidget::buildUpdateLogPage(QWidget* page)
     btnViewUpdateLog = build::textButton(page, "btnViewUpdateLog");
     btnDeleteUpdateLog = build::textButton(page, "btnDeleteUpdateLog");
     btnDeleteUpdateLogs = build::textButton(page, "btnDeleteUpdateLogs");
-    layOut(page, lstUpdateLogs, {btnViewUpdateLog, btnDeleteUpdateLog, btnDeleteUpdateLogs});
+    updateLogSpacer =
+        layOut(page, lstUpdateLogs, {btnViewUpdateLog, btnDeleteUpdateLog, btnDeleteUpdateLogs});
 }
 
 void VMainWidget::showScanLog()

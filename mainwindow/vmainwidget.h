@@ -20,6 +20,7 @@ class QFrame;
 class QGroupBox;
 class QLabel;
 class QLineEdit;
+class QSpacerItem;
 class QSpinBox;
 class QStackedWidget;
 class QTimeEdit;
@@ -364,11 +365,13 @@ class VMainWidget : public RoundedWindow<QWidget>
     // Log pages
     QWidget* wgtstkUpdateLog = nullptr;
     QTreeWidget* lstUpdateLogs = nullptr;
+    QSpacerItem* updateLogSpacer = nullptr;
     VPushButton* btnViewUpdateLog = nullptr;
     VPushButton* btnDeleteUpdateLog = nullptr;
     VPushButton* btnDeleteUpdateLogs = nullptr;
     QWidget* wgtstkScanLog = nullptr;
     QTreeWidget* lstScanLogs = nullptr;
+    QSpacerItem* scanLogSpacer = nullptr;
     VPushButton* btnViewScanLog = nullptr;
     VPushButton* btnDeleteScanLog = nullptr;
     VPushButton* btnDeleteScanLogs = nullptr;

@@ -14,11 +14,12 @@
 /// `name` is one name in the open directory `folder`, or a path with AT_FDCWD as `folder`.
 namespace logfiles {
 
+/// What a list tells of a log.
 struct File
 {
-    std::string name;
+    std::string name; ///< bytes
     time_t modified;
-    off_t size;
+    off_t size; ///< in bytes
 };
 
 /// Opens the folder of the scan logs below `location`, to be used by the functions below.

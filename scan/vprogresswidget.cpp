@@ -67,11 +67,13 @@ void VProgressWidget::buildTitle()
     titleLayout->addWidget(lblLogo, 0, 0, 2, 1, Qt::AlignCenter);
     lblTitle = makeTitleLabel(this);
     titleLayout->addWidget(lblTitle, 0, 1, 2, 1, Qt::AlignCenter);
-    titleLayout->addItem(new QSpacerItem(6, 3, QSizePolicy::Expanding, QSizePolicy::Minimum), 1, 2);
+    hSpacer = new QSpacerItem(6, 3, QSizePolicy::Expanding, QSizePolicy::Minimum);
+    titleLayout->addItem(hSpacer, 1, 2);
     btnMinimize = new VPushButton(QStringLiteral("minimize"), background, false, this, "btnMinimize");
     btnMinimize->setFixedSize(23, 23);
     titleLayout->addWidget(btnMinimize, 0, 3);
-    titleLayout->addItem(new QSpacerItem(3, 24, QSizePolicy::Minimum, QSizePolicy::Expanding), 1, 3);
+    vSpacer = new QSpacerItem(3, 24, QSizePolicy::Minimum, QSizePolicy::Expanding);
+    titleLayout->addItem(vSpacer, 1, 3);
     btnClose = makeCloseButton(this, background);
     titleLayout->addWidget(btnClose, 0, 4);
     mainLayout->addLayout(titleLayout);
@@ -117,7 +119,8 @@ void VProgressWidget::buildCounter(int row, QLabel*& caption, QLabel*& value, co
 
 void VProgressWidget::buildControls()
 {
-    centerLayout->addItem(new QSpacerItem(1, 1, QSizePolicy::Minimum, QSizePolicy::Expanding), 4, 5);
+    spacer = new QSpacerItem(1, 1, QSizePolicy::Minimum, QSizePolicy::Expanding);
+    centerLayout->addItem(spacer, 4, 5);
     lnkDetail = new VLinkButton(background, this, "lnkDetail");
     lnkDetail->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     centerLayout->addWidget(lnkDetail, 5, 0);

@@ -11,6 +11,7 @@
 class QApplication;
 class QGridLayout;
 class QLabel;
+class QSpacerItem;
 class QTimer;
 class QVBoxLayout;
 class VLinkButton;
@@ -92,7 +93,8 @@ class VProgressWidget : public RoundedWindow<QWidget>
 
   protected:
     unsigned char timerSeconds = 0;
-    bool scanRunning = false; ///< A scan is under way, or its closing dialogs are open.
+    unsigned long progressCounter = 0; ///< Nothing uses it.
+    bool scanRunning = false;          ///< A scan is under way, or its closing dialogs are open.
     unsigned char timerHours = 0;
     unsigned char timerMinutes = 0;
     QLabel* lblTimeElapsed = nullptr;
@@ -118,6 +120,9 @@ class VProgressWidget : public RoundedWindow<QWidget>
     QVBoxLayout* mainLayout = nullptr;
     QGridLayout* centerLayout = nullptr;
     QGridLayout* titleLayout = nullptr;
+    QSpacerItem* vSpacer = nullptr;
+    QSpacerItem* hSpacer = nullptr;
+    QSpacerItem* spacer = nullptr;
 
   private:
     QElapsedTimer lastPicture; ///< Since the window was last painted.

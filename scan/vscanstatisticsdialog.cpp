@@ -94,7 +94,8 @@ void VScanStatisticsDialog::buildTitle()
     titleLayout->addWidget(lblLogo);
     lblTitle = makeTitleLabel(this);
     titleLayout->addWidget(lblTitle);
-    titleLayout->addItem(new QSpacerItem(10, 5, QSizePolicy::Expanding, QSizePolicy::Minimum));
+    titleSpacer = new QSpacerItem(10, 5, QSizePolicy::Expanding, QSizePolicy::Minimum);
+    titleLayout->addItem(titleSpacer);
     mainLayout->addLayout(titleLayout);
 }
 

@@ -8,6 +8,7 @@
 class QGridLayout;
 class QHBoxLayout;
 class QLabel;
+class QSpacerItem;
 class QVBoxLayout;
 class VPushButton;
 
@@ -60,5 +61,6 @@ class VScanStatisticsDialog : public RoundedWindow<QDialog>
     QHBoxLayout* titleLayout = nullptr;
     QVBoxLayout* mainLayout = nullptr;
     QGridLayout* statLayout = nullptr;
+    QSpacerItem* titleSpacer = nullptr;
     VPushButton* btnOk = nullptr;
 };
