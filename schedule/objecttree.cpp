@@ -7,12 +7,6 @@
 
 #include <algorithm>
 
-namespace {
-
-constexpr QSize pictureSize(47, 26);
-
-} // namespace
-
 ObjectTree::ObjectTree(QWidget* parent, const char* name)
     : QTreeWidget(parent)
 {

@@ -4,6 +4,7 @@
 
 #include <QMouseEvent>
 #include <QPoint>
+#include <QSize>
 #include <QTreeWidget>
 
 /// The list view of the object selection: rows sort under the header that was clicked, and a click beside a
@@ -13,6 +14,9 @@ class ObjectTree : public QTreeWidget
     Q_OBJECT
 
   public:
+    /// The size of the rows' pictures: a check box and what the row stands for.
+    static constexpr QSize pictureSize{47, 26};
+
     ObjectTree(QWidget* parent, const char* name);
 
     /// Adds `rows` below `parent`, which has none, at their places in the present order. At once, so that a

@@ -39,7 +39,7 @@ bool anyBelow(const QTreeWidgetItem& row, const Visitor& visit)
 QPixmap besideCheckBox(const QString& name)
 {
     const QPixmap picture = vardoPixmap(name);
-    QPixmap wide(47, 26);
+    QPixmap wide(ObjectTree::pictureSize);
     wide.fill(Qt::transparent);
     QPainter(&wide).drawPixmap(wide.width() - picture.width(), 0, picture);
     return wide;
@@ -153,6 +153,7 @@ void VObjectSelectionDialog::setReturnObjectPtr(__VardoObject** place)
 void VObjectSelectionDialog::changeScanCaption()
 {
     btnScan->setText(tr("Add"));
+    btnScan->setShortcut(QKeySequence(tr("Alt+A"))); // which the new text has dropped
 }
 
 void VObjectSelectionDialog::initDirView()

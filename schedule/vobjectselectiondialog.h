@@ -56,7 +56,8 @@ class VObjectSelectionDialog : public RoundedWindow<QDialog>
     /// Fills the caller's list. True when a checked path was refused.
     bool collectChecked();
 
-    __VardoObject** objects = nullptr; ///< The caller's.
+    [[maybe_unused]] int scanClicked = 0; ///< Nothing reads or writes it.
+    __VardoObject** objects = nullptr;    ///< The caller's.
     VPushButton* btnClose = nullptr;
     VPushButton* btnRefresh = nullptr;
     VPushButton* btnScan = nullptr;
