@@ -88,12 +88,14 @@ base::Result<Quarantined> Quarantining::run()
     return copy();
 }
 
-/// A copy can be locked up. A file of somebody else's cannot, nor one that has other names.
+/// A copy can be locked up. A file of somebody else's cannot, nor one that has other names or that others may
+/// have open for writing.
 bool Quarantining::mayMove() const
 {
     struct stat there = {};
     return (::geteuid() == 0 || ::geteuid() == status_.st_uid) && status_.st_nlink == 1 &&
-           ::fstat(directory_, &there) == 0 && there.st_dev == status_.st_dev;
+           !(status_.st_mode & (S_IWGRP | S_IWOTH)) && ::fstat(directory_, &there) == 0 &&
+           there.st_dev == status_.st_dev;
 }
 
 base::Result<Quarantined> Quarantining::move()

@@ -148,6 +148,7 @@ void TestActions::outcome_data()
         {SCANACT_RENAME, "forbidden", "2048 Permission denied", "infected virus failed", "bad 4755|"},
         {SCANACT_QUARANTINE, "forbidden", "1024 Permission denied", "infected virus failed", "bad 4755|"},
         {SCANACT_QUARANTINE, "linked", "64 ", "infected virus quarantined", "|bad 600"},
+        {SCANACT_QUARANTINE, "written to by others", "64 ", "infected virus quarantined", "|bad 600"},
         {SCANACT_QUARANTINE, "open", "1024 everybody may write to the quarantine directory",
          "infected virus failed", "bad 4755|"},
         {SCANACT_QUARANTINE, "led away", "1024 Not a directory", "infected virus failed", "bad 4755|"},
@@ -176,7 +177,9 @@ void TestActions::outcome()
     world.directory("../quarantine");
     if (::geteuid() == 0)
         QCOMPARE(::chown(bad.constData(), 1234, 1235), 0);
-    QCOMPARE(::chmod(bad.constData(), 04755), 0);
+    const bool shared = place == "written to by others";
+    QCOMPARE(::chmod(bad.constData(), shared ? 04775 : 04755), 0);
+    const base::UniqueFd writer(shared ? ::open(bad.constData(), O_WRONLY) : -1);
     const timespec times[] = {{1'000'000'000, 0}, {1'100'000'000, 5}};
     QCOMPARE(::utimensat(AT_FDCWD, bad.constData(), times, 0), 0);
 
@@ -206,6 +209,8 @@ void TestActions::outcome()
         const quarantine::RightsOf rights(forbidden ? nobody : ::geteuid());
         QCOMPARE(world.scan(), 0);
     }
+    if (writer)
+        QCOMPARE(::write(writer.get(), "changed", 7), 7);
     const Call* call = world.find("bad");
     QVERIFY(call && world.files().size() == 1);
     QTEST(QByteArray::number(call->status) + " " + QByteArray::fromStdString(call->remark), "report");
@@ -224,7 +229,7 @@ void TestActions::outcome()
     ::close(directory);
     QVERIFY2(restored, restored ? "" : restored.error().text.c_str());
     QCOMPARE(QByteArray::fromStdString(restored.value()), bad);
-    QCOMPARE(filesWithModes(world.path(), content), Names{"bad 755"});
+    QCOMPARE(filesWithModes(world.path(), content), Names{shared ? "bad 775" : "bad 755"});
     QCOMPARE(ScanWorld::list(quarantine), Names{".restore"});
     QCOMPARE(ScanWorld::list(quarantine + "/.restore"), Names{});
     struct stat status = {};
