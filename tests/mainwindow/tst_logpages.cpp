@@ -6,7 +6,6 @@
 #include <QTreeWidget>
 
 #include <filesystem>
-#include <set>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -30,39 +29,32 @@ void makeLog(const fs::path& path, std::uintmax_t size = 1, int day = 21)
     fs::create_directories(path.parent_path());
     sandbox::writeFile(path, "first line\n");
     fs::resize_file(path, size);
-    tm time{};
-    time.tm_year = 126;
-    time.tm_mon = 10;
-    time.tm_mday = day;
-    time.tm_hour = 10;
-    const timespec stamps[2] = {{mktime(&time), 0}, {mktime(&time), 0}};
+    tm time{0, 0, 10, day, 10, 126, 0, 0, 0, 0, nullptr};
+    const timespec stamp{mktime(&time), 0};
+    const timespec stamps[] = {stamp, stamp};
     utimensat(AT_FDCWD, path.c_str(), stamps, 0);
 }
 
 } // namespace
 
-/// The pages that list logs. Built for root and for an ordinary user.
+/// The pages that list logs, as an ordinary user sees them.
 class TestLogPages : public MainWindowTest
 {
     Q_OBJECT
 
-    const bool isRoot = getuid() == 0;
     QTreeWidget* list = nullptr;
 
-    void showScanLogs() { show("btnScan", "lnkViewScanLog", "lstScanLogs", VMainWidget::ScanLogPage); }
-    void showUpdateLog()
-    {
-        show("btnUpdate", "lnkViewUpdateLog", "lstUpdateLogs", VMainWidget::UpdateLogPage);
-    }
+    void showScanLogs() { show("btnScan", "lnkViewScanLog", "lstScanLogs"); }
+    void showUpdateLog() { show("btnUpdate", "lnkViewUpdateLog", "lstUpdateLogs"); }
 
-    void show(const char* menu, const char* link, const char* name, VMainWidget::Page wanted)
+    void show(const char* menu, const char* link, const char* name)
     {
         if (!isOn(menu))
             click(menu);
         click(link);
-        QCOMPARE(page(), int(wanted));
         QVERIFY(!isOn(menu));
         list = find<QTreeWidget>(name);
+        QVERIFY(list->isVisible());
     }
 
     /// One column of the list from top to bottom.
@@ -101,12 +93,9 @@ class TestLogPages : public MainWindowTest
   private slots:
     void init()
     {
-        sandbox::makeInstallation();
+        openFresh();
         fs::remove_all(location);
         fs::create_directories(folder);
-        sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "21/11/2026 04:32\n");
-        scriptedEngine().reset();
-        openWindow();
     }
 
     void cleanup()
@@ -123,7 +112,7 @@ class TestLogPages : public MainWindowTest
         makeLog(folder / "million.log", 1'000'000ULL * 1024, 5);
         makeLog(folder / "odd.log", 1'234'567ULL * 1024 + 1023, 4);
         makeLog(folder / "caf\xe9\n.log", 0, 6);
-        for (const char* other : {"capitals.LOG", "scan.log.old", "log", "xlog"})
+        for (const char* other : {"capitals.LOG", "scan.log.old", "xlog"})
             makeLog(folder / other);
         fs::create_directory(folder / "directory.log");
         fs::create_symlink("kib.log", folder / "link.log");
@@ -146,27 +135,18 @@ class TestLogPages : public MainWindowTest
         list->topLevelItem(0)->setSelected(true);
         list->clearSelection();
         QCOMPARE(enabledButtons(), "xxx");
-        // With nothing selected nothing is asked, and the list is read again.
-        makeLog(folder / "new.log", 1, 22);
-        click("btnDeleteScanLog");
-        QCOMPARE(column(0), QStringList({"new.log", "a.log"}));
-        QCOMPARE(enabledButtons(), "--x");
-    }
-
-    void locationIsAskedForEachTime()
-    {
-        makeLog(folder / "a.log");
+        // With nothing selected nothing is asked, and the list is read again, wherever it may be by now.
         makeLog("/tmp/elsewhere/vardo/b.log");
-        showScanLogs();
         scriptedEngine().held.logLocation = "/tmp/elsewhere";
-        showScanLogs();
+        click("btnDeleteScanLog");
         QCOMPARE(column(0), QStringList("b.log"));
+        QCOMPARE(enabledButtons(), "--x");
+        // Where nothing can be listed the buttons stay as they are.
         scriptedEngine().setResult("GetOption 3", -1);
         click("btnDeleteScanLogs");
         QVERIFY(fs::exists("/tmp/elsewhere/vardo/b.log"));
         showScanLogs();
         QVERIFY(column(0).isEmpty());
-        // Where nothing can be listed the buttons stay as they are.
         QCOMPARE(enabledButtons(), "--x");
     }
 
@@ -175,34 +155,27 @@ class TestLogPages : public MainWindowTest
         int day = 1;
         for (const char* name : {"caf\xe8.log", "a.log", "caf\xe9.log", "b.log"})
             makeLog(folder / name, 1, day++);
-        const auto left = [] {
-            std::set<std::string> names;
-            for (const auto& entry : fs::directory_iterator(folder))
-                names.insert(entry.path().filename());
-            return names;
-        };
         makeLog(folder / "kept.txt");
         showScanLogs();
-        boxes->answer(VMessageBox::BTN_NO);
         list->findItems("a.log", Qt::MatchExactly).front()->setSelected(true);
         list->findItems("caf\uFFFD.log", Qt::MatchExactly).back()->setSelected(true);
+        boxes->answer(VMessageBox::BTN_NO);
         click("btnDeleteScanLog");
         QCOMPARE(list->selectedItems().size(), 2);
         boxes->answer(VMessageBox::BTN_YES);
         click("btnDeleteScanLog");
-        QVERIFY(left() == std::set<std::string>({"b.log", "caf\xe9.log", "kept.txt"}));
-        QCOMPARE(column(0).size(), 2);
+        QVERIFY(!fs::exists(folder / "a.log") && fs::exists(folder / "b.log"));
+        QVERIFY(!fs::exists(folder / "caf\xe8.log") && fs::exists(folder / "caf\xe9.log"));
 
+        makeLog(folder / "new.log");
         boxes->answer(0);
         click("btnDeleteScanLogs");
-        QCOMPARE(left().size(), 3U);
-        makeLog(folder / "new.log");
+        QVERIFY(fs::exists(folder / "b.log"));
         boxes->answer(VMessageBox::BTN_YES);
         click("btnDeleteScanLogs");
-        QVERIFY(left() == std::set<std::string>({"new.log", "kept.txt"}));
         QCOMPARE(column(0), QStringList("new.log"));
+        QVERIFY(fs::exists(folder / "kept.txt"));
         QCOMPARE(boxes->texts(), QStringList({askSelected, askSelected, askAll, askAll}));
-        QCOMPARE(boxes->seen().front().buttons, QStringList({"&Yes", "&No"}));
     }
 
     /// Members of the group may put links in the place of files, and of the folder itself.
@@ -225,15 +198,26 @@ class TestLogPages : public MainWindowTest
         QCOMPARE(boxes->texts().back(), notPermitted);
         showScanLogs();
         QVERIFY(column(0).isEmpty());
-        QVERIFY(fs::exists(elsewhere / "a.log"));
         fs::remove(folder);
         fs::create_directory(folder);
+
+        for (const bool pipe : {false, true}) {
+            if (pipe)
+                mkfifo(updateLog.c_str(), 0600);
+            else
+                fs::create_symlink(elsewhere / "a.log", updateLog);
+            showUpdateLog();
+            list->topLevelItem(0)->setSelected(true);
+            expectViewer();
+            click("btnViewUpdateLog");
+            QCOMPARE(shown, "");
+            fs::remove(updateLog);
+        }
+        QVERIFY(fs::exists(elsewhere / "a.log"));
     }
 
     void usersAreToldWhatTheyMayNot()
     {
-        if (isRoot)
-            QSKIP("nothing is forbidden to root; the run as user 1000 has this case");
         makeLog(folder / "a.log");
         makeLog(updateLog);
         showScanLogs();
@@ -273,7 +257,6 @@ class TestLogPages : public MainWindowTest
     void updateLogIsOneRow()
     {
         showUpdateLog();
-        QVERIFY(column(0).isEmpty());
         QCOMPARE(enabledButtons(), "---");
         makeLog(updateLog, 2048);
         showUpdateLog();
@@ -282,48 +265,30 @@ class TestLogPages : public MainWindowTest
                  QStringList({"updates.log", "2026 11 21 10:00:00", "2K"}));
         QCOMPARE(enabledButtons(), "--x");
         list->topLevelItem(0)->setSelected(true);
-        QCOMPARE(enabledButtons(), "xxx");
         expectViewer();
         click("btnViewUpdateLog");
         QCOMPARE(shown.size(), 2048);
 
         // The selection does not count, and both questions lead to the same.
         for (const char* button : {"btnDeleteUpdateLog", "btnDeleteUpdateLogs"}) {
-            list->topLevelItem(0)->setSelected(true);
-            list->clearSelection();
-            boxes->answer(VMessageBox::BTN_NO);
-            click(button);
-            QVERIFY(fs::exists(updateLog));
-            boxes->answer(VMessageBox::BTN_YES);
-            click(button);
-            QVERIFY(!fs::exists(updateLog) && column(0).isEmpty());
-            QCOMPARE(enabledButtons(), "---");
             makeLog(updateLog);
             showUpdateLog();
+            list->topLevelItem(0)->setSelected(true);
+            list->clearSelection();
+            for (const int answer : {VMessageBox::BTN_NO, VMessageBox::BTN_YES}) {
+                boxes->answer(answer);
+                click(button);
+                QCOMPARE(fs::exists(updateLog), answer == VMessageBox::BTN_NO);
+            }
+            QCOMPARE(enabledButtons(), "---");
         }
+        makeLog(updateLog);
+        showUpdateLog();
         fs::remove(updateLog);
         boxes->answer(VMessageBox::BTN_OK);
         click("btnDeleteUpdateLogs");
         QCOMPARE(boxes->texts(),
                  QStringList({"VShowLogDialog", askSelected, askSelected, askAll, askAll, notPermitted}));
-    }
-
-    void plantedUpdateLogIsNotRead()
-    {
-        const auto view = [this] {
-            showUpdateLog();
-            list->topLevelItem(0)->setSelected(true);
-            expectViewer();
-            click("btnViewUpdateLog");
-            fs::remove(updateLog);
-            return shown;
-        };
-        makeLog("/tmp/secret.log");
-        fs::create_symlink("/tmp/secret.log", updateLog);
-        QCOMPARE(view(), "");
-        mkfifo(updateLog.c_str(), 0600);
-        QCOMPARE(view(), "");
-        QVERIFY(fs::exists("/tmp/secret.log"));
     }
 };
 
