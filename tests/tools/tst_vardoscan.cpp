@@ -126,10 +126,10 @@ class Place
     {
         return QStringList{"--engine-config=" + avConf, "--config=" + scanConf} + more;
     }
-    /// The options that the present row of data is named by; "%" stands for the home.
-    QStringList options() const
+    /// In `text` "%" stands for the home.
+    QStringList options(const char* text = QTest::currentDataTag()) const
     {
-        return QString(QTest::currentDataTag()).replace('%', home.path("")).split(' ', Qt::SkipEmptyParts);
+        return QString(text).replace('%', home.path("")).split(' ', Qt::SkipEmptyParts);
     }
     /// Runs with `options`, on the tree unless `whole` says that they name what to scan.
     Outcome run(const QStringList& options = {}, bool whole = false) const
@@ -177,9 +177,8 @@ class TestVardoscan : public QObject
         QCOMPARE(place.run({"/dev/null"}, true).code, 2); // nothing that could be scanned
     }
 
-    void wrongUse_data()
+    void wrongUse()
     {
-        QTest::addColumn<QString>("says");
         const std::pair<const char*, const char*> rows[] = {
             {"", "nothing to scan"},
             {"--sacn /", "unknown option: --sacn"},
@@ -192,26 +191,24 @@ class TestVardoscan : public QObject
             {"--memory /", "no paths"},
             {"--config=/nonexistent /", "/nonexistent"},
         };
-        for (const auto& [arguments, says] : rows)
-            QTest::newRow(arguments) << QString(says);
+        for (const auto& [arguments, says] : rows) {
+            QProcess process;
+            process.start(VARDOSCAN, QString(arguments).split(' ', Qt::SkipEmptyParts));
+            const Outcome outcome = wait(process);
+            QCOMPARE(outcome.code, 2);
+            QCOMPARE(outcome.out, Bytes());
+            QVERIFY2(outcome.err.startsWith("vardoscan: ") && outcome.err.contains(says), arguments);
+        }
     }
 
-    void wrongUse()
-    {
-        QFETCH(QString, says);
-        QProcess process;
-        process.start(VARDOSCAN, QString(QTest::currentDataTag()).split(' ', Qt::SkipEmptyParts));
-        const Outcome outcome = wait(process);
-        QCOMPARE(outcome.code, 2);
-        QCOMPARE(outcome.out, Bytes());
-        QVERIFY2(outcome.err.startsWith("vardoscan: ") && QString(outcome.err).contains(says),
-                 outcome.err.constData());
-    }
-
-    void unusableService()
+    void failuresAreToldAndLogged()
     {
         Place place;
         place.write("clean", "harmless");
+        const Outcome unlogged = place.run({"--log=/proc"});
+        QCOMPARE(unlogged.code, 2);
+        QCOMPARE(unlogged.err, Bytes("vardoscan: cannot write a scan log below /proc\n"));
+        QVERIFY(unlogged.out.contains("Clean objects        1\n")); // but scanned it is
         QVERIFY(QDir(place.home.path("signatures")).removeRecursively());
         const Outcome outcome = place.run({"--log"});
         QCOMPARE(outcome.code, 2);
@@ -255,16 +252,6 @@ class TestVardoscan : public QObject
                                  "Scanned objects\t\t\t2\n";
         QVERIFY2(log.startsWith("*****") && log.endsWith("-----\n"), log.constData());
         QVERIFY2(log.contains("Cross file system\t\t: No\n" + text + statistics), log.constData());
-    }
-
-    void logThatCannotBeWritten()
-    {
-        Place place;
-        place.write("clean", "harmless");
-        const Outcome outcome = place.run({"--log=/proc"});
-        QCOMPARE(outcome.code, 2);
-        QCOMPARE(outcome.err, Bytes("vardoscan: cannot write a scan log below /proc\n"));
-        QVERIFY(outcome.out.contains("Clean objects        1\n")); // but scanned it is
     }
 
     void printsLines()
@@ -343,35 +330,25 @@ class TestVardoscan : public QObject
         QVERIFY(printable(progress.replace("\r\x1b[K", "")));
     }
 
-    void actions_data()
+    void actions()
     {
-        QTest::addColumn<QString>("word");
-        QTest::addColumn<QString>("now"); // where the file is, from the home
         const char* rows[][3] = {
+            // options, status, where the file is then
             {"--action=log", "INFECTED", "tree/bad"},
             {"--action=delete", "DELETED", ""},
             {"--action=rename", "RENAMED", "tree/bad.qst"},
-            {"--action=rename --rename-extension=vir", "RENAMED", "tree/bad.vir"},
             {"--action=quarantine", "QUARANTINED", "quarantine/bad"},
             {"--action=quarantine --quarantine-dir=%/jail", "QUARANTINED", "jail/bad"},
         };
-        for (const auto& row : rows)
-            QTest::newRow(row[0]) << row[1] << row[2];
-    }
-
-    void actions()
-    {
-        QFETCH(QString, word);
-        QFETCH(QString, now);
-        Place place;
-        place.write("bad", ServiceHome::marker());
-        const Outcome outcome = place.run(place.options());
-        QCOMPARE(outcome.code, 1);
-        QVERIFY2(outcome.out.startsWith(place.tree() + "/bad " + word.toLatin1() + " [Vardo.Marker]"),
-                 outcome.out.constData());
-        QCOMPARE(QFile::exists(place.home.path("tree/bad")), now == "tree/bad");
-        QVERIFY(now.isEmpty() || QFile::exists(place.home.path(now)));
-        QCOMPARE(place.run().code, now.startsWith("tree") ? 1 : 0);
+        for (const auto& [options, word, now] : rows) {
+            Place place;
+            place.write("bad", ServiceHome::marker());
+            const Outcome outcome = place.run(place.options(options));
+            QCOMPARE(outcome.code, 1);
+            QVERIFY2(outcome.out.startsWith(place.tree() + "/bad " + word + " [Vardo.Marker]"), options);
+            QCOMPARE(QFile::exists(place.home.path("tree/bad")), now == Bytes("tree/bad"));
+            QVERIFY2(QFile::exists(place.home.path(now)), options);
+        }
     }
 
     void neverTheConfiguredAction()
@@ -383,6 +360,9 @@ class TestVardoscan : public QObject
         QCOMPARE(place.run().objects(place.tree()), Lines{"bad INFECTED [Vardo.Marker]"});
         QCOMPARE(place.run({"--archives"}).objects(place.tree()).size(), 2); // while the rest of it counts
         QVERIFY(QFile::exists(place.home.path("tree/bad")));
+        // Its extensions give way to those that are asked for.
+        place.configure("OnlyExtensions=yes\nExtensions=zip\n");
+        QCOMPARE(place.run({"--exclude=zip"}).objects(place.tree()), Lines{"bad INFECTED [Vardo.Marker]"});
     }
 
     void switches_data()
