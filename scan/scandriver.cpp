@@ -93,6 +93,9 @@ void VProgressWidget::open(QApplication* a, Vardo* scan)
     qapp = a;
     show();
     waitForExposure(*this);
+    // Who has left the window by now wants no scan, and could not stop it any more.
+    if (!isVisible())
+        cancelScan = true;
 }
 
 void VProgressWidget::start()

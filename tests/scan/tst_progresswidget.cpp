@@ -197,6 +197,11 @@ class TestProgressWidget : public QObject
         QCOMPARE(label("lblFileScanCntValue"), "0");
         QCOMPARE(details(), QByteArray("Scanning directory /etc\n"));
         QCOMPARE(scriptedEngine().callbackAnswers.size(), 3U);
+        // Nor does a scan run on whose window was closed before it began.
+        window = std::make_unique<VProgressWidget>(nullptr, "Scan progress", FRAMELESS_FLAGS);
+        QTimer::singleShot(0, button("btnStop"), &QAbstractButton::click);
+        boxes->answer(VMessageBox::BTN_OK);
+        QCOMPARE(performScan({beat()}), SCANRESULT_CANCELLED);
     }
 
     void closingAsksFirst()
