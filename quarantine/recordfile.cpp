@@ -14,8 +14,8 @@ namespace quarantine {
 
 namespace {
 
-/// More than this is no record file of ours.
-constexpr std::size_t largestFile = 64 << 20;
+/// 200,000 records fit. More is a trap, since everybody may write the file: each becomes a row of the window.
+constexpr std::size_t largestFile = 16 << 20;
 
 const char* nameIn(const char* path)
 {
