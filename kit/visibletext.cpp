@@ -1,5 +1,23 @@
 #include "kit/visibletext.h"
 
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+/// First and last of those that cannot be seen but end a line, turn text round or make two names look alike.
+/// Joiners are none of them: some languages are written with those.
+constexpr char16_t harmful[][2] = {{0x80, 0x9F},     {0xAD, 0xAD},     {0x61C, 0x61C},   {0x200B, 0x200B},
+                                   {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F}, {0xFEFF, 0xFEFF}};
+
+bool isHarmful(char16_t code)
+{
+    return std::any_of(std::begin(harmful), std::end(harmful),
+                       [code](const auto& range) { return code >= range[0] && code <= range[1]; });
+}
+
+} // namespace
+
 QString visibleCharacter(const QString& character)
 {
     const char16_t code = character.at(0).unicode();
@@ -7,9 +25,7 @@ QString visibleCharacter(const QString& character)
         return QChar(0x2400 + code);
     if (code == 0x7F)
         return QChar(0x2421);
-    const bool harmful = (code >= 0x80 && code < 0xA0) || (code >= 0x2028 && code <= 0x202E) ||
-                         (code >= 0x2066 && code <= 0x2069);
-    return harmful ? QString(QChar(QChar::ReplacementCharacter)) : character;
+    return isHarmful(code) ? QString(QChar(QChar::ReplacementCharacter)) : character;
 }
 
 QString visibleText(const QString& text)

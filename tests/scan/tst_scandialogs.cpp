@@ -167,7 +167,7 @@ class TestScanDialogs : public QObject
         const std::pair<const char*, const char*> rows[] = {
             {"/a<img src=x>&b", "/a<img src=x>&b"},
             {"/  a &lt;b&gt; ", "/  a &lt;b&gt; "},
-            {"/exe\u202e.fdp\x1b\u2028\U0001F600", "/exe\uFFFD.fdp\u241B\uFFFD\U0001F600"},
+            {"/exe\u202e.fdp\x1b\u2028\ufeff\U0001F600", "/exe\uFFFD.fdp\u241B\uFFFD\uFFFD\U0001F600"},
         };
         for (const auto& [name, shown] : rows) {
             prompt(name, [text = QString(shown)](QWidget* dialog) {
