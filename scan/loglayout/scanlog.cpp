@@ -123,7 +123,7 @@ void scanlog::writeBanner()
 {
     LogMe(LOGLEVEL_MINIMUM, "*******************************************************");
     LogMe(LOGLEVEL_MINIMUM, "\n\t  Vardo Anti-Virus for Linux\n");
-    LogMe(LOGLEVEL_MINIMUM, "\t  Copyright (C) Quillstone, GNU General Public License 2\n");
+    LogMe(LOGLEVEL_MINIMUM, "\t  Copyright (C) Quillstone, GNU GPL version 2\n");
     LogMe(LOGLEVEL_MINIMUM, "\t http://www.quillstone.example/\n");
     LogMe(LOGLEVEL_MINIMUM, "*******************************************************\n\n");
 }

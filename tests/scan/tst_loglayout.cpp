@@ -37,7 +37,7 @@ class TestLogLayout : public QObject
         QCOMPARE(scriptedEngine().logText(),
                  std::string("*******************************************************\n"
                              "\t  Vardo Anti-Virus for Linux\n"
-                             "\t  Copyright (C) Quillstone, GNU General Public License 2\n"
+                             "\t  Copyright (C) Quillstone, GNU GPL version 2\n"
                              "\t http://www.quillstone.example/\n"
                              "*******************************************************\n"
                              "\n"
