@@ -12,6 +12,8 @@
 #include <csignal>
 #include <filesystem>
 
+#include <sys/stat.h>
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -176,6 +178,35 @@ void takeLogs()
     save(pictureOf(window, "VShowLogDialog", 4, 6), "logviewer.png");
 }
 
+/// The choice of what to scan, with a row of every kind and state.
+void takeTree()
+{
+    product::install(settings);
+    const fs::path home = "/home/tester";
+    for (const char* folder : {"Documents", "Downloads", "Music", "Pictures", "Private", "Videos"})
+        fs::create_directory(home / folder);
+    for (const char* name :
+         {"Documents/letter.txt", "Documents/report 2026.odt", "Downloads/new.bin", "Downloads/old.bin"})
+        sandbox::writeFile(home / name, std::string(1234, 'x'));
+    fs::create_directory_symlink("../Music", home / "Pictures/link to music");
+    ::mkfifo((home / "Documents/pipe").c_str(), 0600);
+    fs::permissions(home / "Private", fs::perms::none);
+
+    RealWindow window({1000, 1000});
+    const QString tree = "VObjectSelectionDialog/lstDirView";
+    constexpr int expander = -10;
+    must(window.click("VMainWidget/lnkSelect"));
+    for (const char* name : {"home", "tester"})
+        must(window.clickRow(tree, name, expander));
+    must(window.clickRow(tree, "Music") && window.clickRow(tree, "Pictures") &&
+         window.clickRow(tree, "Pictures", expander) && window.clickRow(tree, "Downloads", expander) &&
+         window.clickRow(tree, "new.bin") && window.clickRow(tree, "Downloads", expander) &&
+         window.clickRow(tree, "Documents", expander) && window.clickRow(tree, "letter.txt"));
+    for (int row = 0; row < 8; ++row)
+        window.press("Down");
+    save(pictureOf(window, "VObjectSelectionDialog", 5, 5), "tree.png");
+}
+
 /// All message boxes in one picture, two in a row.
 void saveBoxes(const QList<QImage>& boxes)
 {
@@ -203,6 +234,7 @@ int main(int argc, char** argv)
     const VirtualScreen screen;
     if (!screen.isUp())
         return EXIT_FAILURE;
+    takeTree();
     takeMemoryScan();
     takeQuarantine();
     takeLogs();
