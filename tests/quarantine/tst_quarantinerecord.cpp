@@ -201,14 +201,14 @@ class TestQuarantineRecord : public QObject
         const fs::path victim = "/opt/Quillstone/etc/victim";
         for (const fs::path& path : {victim, newRecords}) {
             sandbox::writeFile(path, "");
-            fs::permissions(path, fs::perms(0600));
+            fs::permissions(path, fs::perms(0604));
         }
         QCOMPARE(chmod(), 0);
         QCOMPARE(fs::status(newRecords).permissions(), fs::perms(0666));
         fs::remove(newRecords);
         fs::create_symlink(victim, newRecords);
         QVERIFY(chmod() != 0);
-        QCOMPARE(fs::status(victim).permissions(), fs::perms(0600));
+        QCOMPARE(fs::status(victim).permissions(), fs::perms(0604));
     }
 
     void lockThatIsNeverGivenBackDelaysOnce()

@@ -12,8 +12,8 @@ namespace runasroot {
 /// the folder is writable for the group, so either could lead to somebody else's file.
 base::Result<base::UniqueFd> openPlainFile(const char* path, bool create = false);
 
-/// Makes such a file writable for everybody, if it is the `owner`'s: a secret file of root's may have been
-/// moved there out of another folder of the group's. The error's text names the file and the reason.
+/// Makes such a file writable for everybody, if it is the `owner`'s and, if that is root, no secret: a member
+/// may have moved it there out of a folder of his own. The error's text names the file and the reason.
 base::Result<bool> allowWriting(const char* path, uid_t owner);
 
 /// Renews the times of such a file, creating it when missing.
