@@ -248,6 +248,9 @@ class TestVardoquarantine : public QObject
         fs::remove(quarantine::recordsPath);
         QCOMPARE(run({"repair"}).lines().size(), 3);
         QCOMPARE(state(), mended);
+        // Nothing is listed of a directory elsewhere.
+        sandbox::writeFile("/root/tree/file", "x");
+        QCOMPARE(run({"--quarantine-dir=/root/tree", "list"}).code, 0);
         QCOMPARE(run({"--quarantine-dir=/root/tree", "repair"}).out, QByteArray());
     }
 

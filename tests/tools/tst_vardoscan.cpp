@@ -152,17 +152,34 @@ class TestVardoscan : public QObject
     Q_OBJECT
 
   private slots:
-    void exitStatus()
+    void tellsWhatItFinds()
     {
         Place place;
-        place.write("clean", "harmless");
+        place.write("a clean one", "harmless");
         QCOMPARE(place.run().code, 0);
-        place.write("bad", ServiceHome::marker());
-        QCOMPARE(place.run().code, 1);
+        place.write("bad", ServiceHome::testFile());
+        place.write("c.zip", ZipWriter::single("letter.txt", ServiceHome::marker()));
+        const Bytes tree = place.tree();
+        const Bytes summary = "\nScanned directories  1\nScanned objects      3\nClean objects        1\n"
+                              "Infected objects     2\nTime ";
+        const Bytes found = tree + "/bad INFECTED [Vardo-Test-File]\n" + tree +
+                            "/c.zip=>letter.txt INFECTED [Vardo.Marker]\n";
+        const Outcome outcome = place.run();
+        QCOMPARE(outcome.code, 1);
+        QVERIFY2(outcome.out.startsWith(found + summary), outcome.out.constData());
+        QCOMPARE(outcome.err, Bytes()); // no progress without a terminal
+        const Outcome all = place.run({"--all"});
+        QVERIFY2(all.out.startsWith(tree + "/a clean one CLEAN\n" + found + summary), all.out.constData());
         const Outcome quiet = place.run({"--quiet"});
         QCOMPARE(quiet.code, 1);
         QCOMPARE(quiet.out + quiet.err, Bytes());
+    }
 
+    void tellsWhatItCannotScan()
+    {
+        Place place;
+        place.write("clean", "harmless");
+        place.write("bad", ServiceHome::marker());
         const QString missing = place.home.path("missing\x1b[2J");
         const Outcome some = place.run({"--log-level=all", missing, place.home.path("tree/clean")}, true);
         QCOMPARE(some.code, 2);
@@ -174,7 +191,7 @@ class TestVardoscan : public QObject
         QCOMPARE(place.run({missing, place.home.path("tree/bad")}, true).code, 1);
         QCOMPARE(place.run({"--log", missing}, true).code, 2);
         QVERIFY(place.takeLog().contains("\n\nSCAN ERROR: "));
-        QCOMPARE(place.run({"/dev/null"}, true).code, 2); // nothing that could be scanned
+        QCOMPARE(place.run({"/dev/null"}, true).code, 2);
     }
 
     void wrongUse()
@@ -252,24 +269,6 @@ class TestVardoscan : public QObject
                                  "Scanned objects\t\t\t2\n";
         QVERIFY2(log.startsWith("*****") && log.endsWith("-----\n"), log.constData());
         QVERIFY2(log.contains("Cross file system\t\t: No\n" + text + statistics), log.constData());
-    }
-
-    void printsLines()
-    {
-        Place place;
-        place.write("a clean one", "harmless");
-        place.write("bad", ServiceHome::testFile());
-        place.write("c.zip", ZipWriter::single("letter.txt", ServiceHome::marker()));
-        const Bytes tree = place.tree();
-        const Bytes summary = "\nScanned directories  1\nScanned objects      3\nClean objects        1\n"
-                              "Infected objects     2\nTime ";
-        const Bytes found = tree + "/bad INFECTED [Vardo-Test-File]\n" + tree +
-                            "/c.zip=>letter.txt INFECTED [Vardo.Marker]\n";
-        const Outcome outcome = place.run();
-        QVERIFY2(outcome.out.startsWith(found + summary), outcome.out.constData());
-        QCOMPARE(outcome.err, Bytes()); // no progress without a terminal
-        const Outcome all = place.run({"--all"});
-        QVERIFY2(all.out.startsWith(tree + "/a clean one CLEAN\n" + found + summary), all.out.constData());
     }
 
     void jsonCarriesAnyName()
