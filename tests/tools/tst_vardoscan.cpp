@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -109,9 +110,8 @@ class Place
     Bytes tree() const { return QFile::encodeName(home.path("tree")); }
     void write(const Bytes& name, const Bytes& content) const
     {
-        const base::UniqueFd file(
-            ::open((tree() + "/" + name).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
-        if (::write(file.get(), content.constData(), std::size_t(content.size())) != content.size())
+        std::ofstream file((tree() + "/" + name).toStdString());
+        if (!(file << content.toStdString() << std::flush))
             qFatal("cannot write %s", name.constData());
     }
     /// Names whose lines do not fit into a pipe.
@@ -504,11 +504,13 @@ class TestVardoscan : public QObject
             QCOMPARE(wait(chown).code, 0);
         }
         QVERIFY(QFile::setPermissions(place.home.path("tree/secret"), {}));
-        const auto run = [&](QStringList arguments) {
-            arguments =
-                become + QStringList{place.home.path("usr/bin/vardoscan")} + place.arguments(arguments);
+        const auto start = [&become](QProcess& process, QStringList command) {
+            command = become + command;
+            process.start(command.takeFirst(), command);
+        };
+        const auto run = [&](const QStringList& arguments) {
             QProcess process;
-            process.start(arguments.takeFirst(), arguments);
+            start(process, QStringList(place.home.path("usr/bin/vardoscan")) + place.arguments(arguments));
             return wait(process);
         };
         const Outcome files = run({place.home.path("tree")});
@@ -519,8 +521,7 @@ class TestVardoscan : public QObject
         QCOMPARE(files.code, 1);
 
         QProcess victim;
-        QStringList command = become + QStringList{place.home.path("tree/running"), "60"};
-        victim.start(command.takeFirst(), command);
+        start(victim, {place.home.path("tree/running"), "60"});
         QVERIFY(victim.waitForStarted());
         const QString link = QString("/proc/%1/exe").arg(victim.processId());
         QTRY_COMPARE(QFile::symLinkTarget(link), place.home.path("tree/running"));
