@@ -189,18 +189,14 @@ class TestMemory : public QObject
 
     void readsMappingLines()
     {
-        const auto read = [](std::string_view line) {
-            vardo::CodeMapping mapping;
-            if (!vardo::parseCodeMapping(line, mapping))
-                return std::string("no code");
-            return std::to_string(mapping.start) + '-' + std::to_string(mapping.end) + ' ' + mapping.path;
-        };
-        QCOMPARE(read("10-20 r-xp 00000000 fe:01 123                        /usr/lib/a b.so (deleted)"),
-                 "16-32 /usr/lib/a b.so (deleted)");
-        QCOMPARE(read("10-20 rwxp 00000000 00:00 0"), "16-32 ");
+        vardo::CodeMapping mapping;
+        QVERIFY(vardo::parseCodeMapping(
+            "10-20 r-xp 00000000 fe:01 123                        /usr/lib/a b.so (deleted)", mapping));
+        QVERIFY(mapping.start == 0x10 && mapping.end == 0x20 && mapping.path == "/usr/lib/a b.so (deleted)");
+        QVERIFY(vardo::parseCodeMapping("10-20 rwxp 00000000 00:00 0", mapping) && mapping.path.empty());
         for (const char* other : {"10-20 rw-p 00000000 00:00 0", "10-20 r-xp 00000000 00:00 0     [vdso]", "",
                                   "10-20 r-x", "20-10 r-xp 00000000 00:00 0"})
-            QCOMPARE(read(other), "no code");
+            QVERIFY2(!vardo::parseCodeMapping(other, mapping), other);
     }
 };
 
