@@ -207,12 +207,10 @@ class TestTextPane : public QObject
         QTRY_VERIFY(pane.bar()->maximum() > 80);
         const int page = pane.bar()->pageStep();
         for (const auto& [key, row] :
-             {std::pair(Qt::Key_Home, 0), {Qt::Key_PageDown, page}, {Qt::Key_Up, page - 1}}) {
+             {std::pair(Qt::Key_Home, 0), {Qt::Key_PageDown, page}, {Qt::Key_End, pane.bar()->maximum()}}) {
             QTest::keyClick(&pane, key);
             QCOMPARE(pane.bar()->value(), row);
         }
-        QTest::keyClick(&pane, Qt::Key_End);
-        QVERIFY(pane.atEnd());
 
         const auto copied = [&pane] {
             QTest::keySequence(&pane, QKeySequence::Copy);
