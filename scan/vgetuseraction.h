@@ -27,6 +27,7 @@ class VGetUserAction : public RoundedWindow<QDialog>
     void reject() override;
 
   public slots:
+    /// Each takes its answer and closes the dialog.
     void nothingClicked();
     void deleteClicked();
     void renameClicked();

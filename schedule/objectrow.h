@@ -28,6 +28,7 @@ class ObjectRow : public QTreeWidgetItem
 
     /// The row of "/", the only one without a parent.
     explicit ObjectRow(const QCollator& collator);
+    /// A row below another, unchecked; what state it begins in otherwise is told at State.
     ObjectRow(DirectoryEntry entry, const QCollator& collator);
 
     State state() const { return state_; }
