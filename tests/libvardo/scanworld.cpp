@@ -6,6 +6,8 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -50,38 +52,32 @@ class FakeSession : public vardo::ScanSession
     void submit(std::uint64_t id, int fd, std::uint64_t) override
     {
         const std::lock_guard lock(mutex_);
-        jobs_.push_back({id, fd});
+        jobs_.emplace_back(id, fd);
         ++service_.submitted;
         service_.mostInFlight = std::max(service_.mostInFlight.load(), jobs_.size());
         changed_.notify_all();
     }
 
   private:
-    struct Job
-    {
-        std::uint64_t id;
-        int fd;
-    };
-
     void run()
     {
         std::unique_lock lock(mutex_);
         while (!ending_) {
-            const auto pause =
-                std::chrono::milliseconds(service_.holding || jobs_.empty() ? 5 : service_.delayMs.load());
-            changed_.wait_for(lock, pause, [this] { return ending_; });
+            const bool waits = service_.holding || jobs_.empty();
+            changed_.wait_for(lock, std::chrono::milliseconds(waits ? 5 : service_.delayMs.load()),
+                              [this] { return ending_; });
             if (ending_ || jobs_.empty() || service_.holding)
                 continue;
-            const Job job = service_.backwards ? jobs_.back() : jobs_.front();
-            service_.backwards ? jobs_.pop_back() : jobs_.pop_front();
+            const auto next = service_.backwards ? std::prev(jobs_.end()) : jobs_.begin();
+            const auto [id, fd] = *next;
+            jobs_.erase(next);
             lock.unlock();
             char head[64] = {};
-            const ssize_t size = ::pread(job.fd, head, sizeof head, 0);
+            const ssize_t size = ::pread(fd, head, sizeof head, 0);
             const QByteArray content(head, std::max<ssize_t>(size, 0));
             if (service_.whileScanning)
                 service_.whileScanning(content);
-            done_(job.id,
-                  size < 0 ? vardo::Verdict{SCANSTAT_ERROR, {}, {}, "unreadable"} : verdictOf(content));
+            done_(id, size < 0 ? vardo::Verdict{SCANSTAT_ERROR, {}, {}, "unreadable"} : verdictOf(content));
             lock.lock();
         }
     }
@@ -90,7 +86,7 @@ class FakeSession : public vardo::ScanSession
     DoneHandler done_;
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<Job> jobs_;
+    std::deque<std::pair<std::uint64_t, int>> jobs_;
     bool ending_ = false;
     std::thread thread_;
 };
@@ -231,16 +227,12 @@ QList<QByteArray> ScanWorld::directories() const
 
 const Call* ScanWorld::find(const QByteArray& name) const
 {
-    const std::string wanted = path(name).toStdString();
-    for (const Call& call : calls) {
-        if (call.name == wanted)
-            return &call;
-    }
-    return nullptr;
+    const auto found = std::ranges::find(calls, path(name).toStdString(), &Call::name);
+    return found == calls.end() ? nullptr : &*found;
 }
 
 int ScanWorld::beats() const
 {
-    return static_cast<int>(std::count_if(
-        calls.begin(), calls.end(), [](const Call& call) { return call.name.empty() && call.status == 0; }));
+    return static_cast<int>(
+        std::ranges::count_if(calls, [](const Call& call) { return call.name.empty() && call.status == 0; }));
 }
