@@ -200,19 +200,6 @@ class TestLogPages : public MainWindowTest
         QVERIFY(column(0).isEmpty());
         fs::remove(folder);
         fs::create_directory(folder);
-
-        for (const bool pipe : {false, true}) {
-            if (pipe)
-                mkfifo(updateLog.c_str(), 0600);
-            else
-                fs::create_symlink(elsewhere / "a.log", updateLog);
-            showUpdateLog();
-            list->topLevelItem(0)->setSelected(true);
-            expectViewer();
-            click("btnViewUpdateLog");
-            QCOMPARE(shown, "");
-            fs::remove(updateLog);
-        }
         QVERIFY(fs::exists(elsewhere / "a.log"));
     }
 
