@@ -35,8 +35,8 @@ class TestScanLog : public QObject
         LogMe(LOGLEVEL_MINIMUM, "first\n");
         QCOMPARE(content(), "first\n"); // at once
         QVERIFY(open() && open());      // within the same second, most likely
-        CloseLog();
-        LogMe(LOGLEVEL_MINIMUM, "too late\n");
+        QVERIFY(!vardo::openScanLog("/none/such", LOGLEVEL_ALL));
+        LogMe(LOGLEVEL_MINIMUM, "nobody hears this either\n");
         QCOMPARE(logs().size(), 3);
         qint64 size = 0;
         for (const QFileInfo& log : logs()) {
@@ -74,6 +74,7 @@ class TestScanLog : public QObject
             for (unsigned char at = LOGLEVEL_MINIMUM; at <= LOGLEVEL_ALL; ++at)
                 LogMe(at, "%d", at);
             CloseLog();
+            LogMe(LOGLEVEL_MINIMUM, "too late");
             QCOMPARE(content(), text);
         }
     }
