@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QFileDialog>
 #include <QLineEdit>
 #include <QTest>
 
@@ -60,6 +61,25 @@ class TestScanSettings : public MainWindowTest
         }
         QCOMPARE(find<QLineEdit>("editLogLoc")->text(), QString::fromUtf8("/srv/logs caf\uFFFD"));
         QCOMPARE(saved.logLocation, "/srv/logs caf\xe9");
+    }
+
+    void logLocationIsChosen()
+    {
+        click("lnkScanSetting");
+        boxes->handle([](QWidget* dialog) { qobject_cast<QDialog*>(dialog)->reject(); });
+        click("btnBrowseLogLoc");
+        click("btnCancelScanSetting"); // asks nothing: nothing was chosen
+        click("lnkScanSetting");
+        boxes->handle([](QWidget* dialog) {
+            QCOMPARE(dialog->windowTitle(), "Vardo log location");
+            qobject_cast<QFileDialog*>(dialog)->setDirectory("/usr/share");
+            static_cast<QDialog*>(dialog)->accept();
+        });
+        click("btnBrowseLogLoc");
+        boxes->answer(VMessageBox::BTN_YES);
+        boxes->answer(VMessageBox::BTN_OK);
+        click("btnCancelScanSetting");
+        QCOMPARE(saved.logLocation, "/usr/share");
     }
 
     void unreadableValuesHaveDefaults()

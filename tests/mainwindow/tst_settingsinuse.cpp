@@ -7,7 +7,6 @@
 
 #include <QApplication>
 #include <QComboBox>
-#include <QFileDialog>
 #include <QTest>
 
 #include <filesystem>
@@ -230,37 +229,6 @@ class TestSettingsInUse : public MainWindowTest
                 fs::remove(place);
             }
             ++index;
-        }
-    }
-
-    /// Through the window's own scan, which takes the settings without a new start.
-    void logSettingsHoldFromTheNextScanOn()
-    {
-        write(tree / "good.txt", "harmless");
-        boxes->handle([](QWidget* dialog) { qobject_cast<QDialog*>(dialog)->reject(); });
-        click("btnBrowseLogLoc");
-        click("btnCancelScanSetting"); // asks nothing: nothing was chosen
-        click("lnkScanSetting");
-        QCOMPARE(engine->VardoAVInit(conf.c_str(), nullptr, true), 0);
-        for (const char* level : {"rdoLogNone", "rdoLogAll"}) {
-            const fs::path location = home / level;
-            fs::create_directories(location);
-            boxes->handle([&location](QWidget* dialog) {
-                QCOMPARE(dialog->windowTitle(), "Vardo log location");
-                qobject_cast<QFileDialog*>(dialog)->setDirectory(location.c_str());
-                static_cast<QDialog*>(dialog)->accept();
-            });
-            click("btnBrowseLogLoc");
-            click(level);
-            save();
-            click("btnCancelScanSetting");
-            boxes->handle([](QWidget* statistics) { statistics->close(); });
-            click("lnkScanHome");
-            const fs::path log = fs::directory_iterator(location / "vardo")->path();
-            QCOMPARE(sandbox::readFile(log).find("good.txt") != std::string::npos,
-                     location.filename() == "rdoLogAll");
-            QTRY_VERIFY(isOn("btnScan") && !find<QAbstractButton>("btnScan")->isDown());
-            click("lnkScanSetting");
         }
     }
 };
