@@ -162,17 +162,17 @@ class TestSettingsInUse : public MainWindowTest
             QByteArray key, settings;
             QList<QByteArray> left;
         } keys[] = {
-            {"OnlyExtensions", "Extensions=.EXE com", {"a.exe", "b.com", "sub/c.exe"}},
+            {"OnlyExtensions", "Extensions=.EXE com", {"a.exe", "b.COM", "sub/c.exe"}},
             {"SkipExtensions",
              "Extensions=\"*.EXE; zip\"",
-             {"b.com", "exe", "sub/deep/large.txt", "sub/deeper/f"}},
+             {"b.COM", "exe", "sub/deep/large.txt", "sub/deeper/f"}},
             {"SkipDirs",
              "ExcludeDirs=\"" + in + "/none, " + in + "/sub//deep/ ;sub\"",
-             {"a.exe", "b.com", "exe", "sub/c.exe", "sub/deeper/f"}},
-            {"LimitDepth", "MaxDepth=1", {"a.exe", "b.com", "exe", "sub/c.exe"}},
-            {"LimitSize", "MaxSize=1999", {"a.exe", "b.com", "exe", "sub/c.exe", "sub/deeper/f"}},
+             {"a.exe", "b.COM", "exe", "sub/c.exe", "sub/deeper/f"}},
+            {"LimitDepth", "MaxDepth=1", {"a.exe", "b.COM", "exe", "sub/c.exe"}},
+            {"LimitSize", "MaxSize=1999", {"a.exe", "b.COM", "exe", "sub/c.exe", "sub/deeper/f"}},
         };
-        const QList<QByteArray> all{"a.exe",       "b.com", "exe", "sub/c.exe", "sub/deep/large.txt",
+        const QList<QByteArray> all{"a.exe",       "b.COM", "exe", "sub/c.exe", "sub/deep/large.txt",
                                     "sub/deeper/f"};
         for (const QByteArray& name : all)
             write(tree / name.toStdString(), name.contains("large") ? hidden : marker);
