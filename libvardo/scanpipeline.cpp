@@ -9,6 +9,7 @@ namespace vardo {
 namespace {
 
 constexpr std::uint64_t mostMemory = 64 << 20;
+constexpr std::size_t mostItems = 8192;
 
 } // namespace
 
@@ -47,10 +48,11 @@ std::shared_ptr<ScanOutcome> ScanPipeline::push(ScanItem item)
     if (stopped_)
         return nullptr;
     const std::uint64_t id = ++lastId_;
-    if (submits)
-        pending_.emplace(id, Pending{outcome, fd, item.id});
     memory_ += item.memory;
+    open_ += item.fd ? 1 : 0;
     items_.push_back(std::move(item));
+    if (submits)
+        pending_.emplace(id, Pending{outcome, &items_.back()});
     lock.unlock();
     // The item cannot leave, nor its descriptor close, before the session has answered.
     if (submits)
@@ -85,6 +87,7 @@ ScanPipeline::Next ScanPipeline::next(ScanItem& item, std::chrono::milliseconds 
     item = std::move(items_.front());
     items_.pop_front();
     memory_ -= item.memory;
+    open_ -= item.fd ? 1 : 0;
     ++taken_;
     changed_.notify_all();
     return Next::Item;
@@ -99,7 +102,8 @@ void ScanPipeline::stop()
 
 bool ScanPipeline::hasRoom(const ScanItem& item) const
 {
-    return items_.empty() || (items_.size() < window_ && memory_ + item.memory <= mostMemory);
+    return items_.empty() ||
+           (open_ < window_ && items_.size() < mostItems && memory_ + item.memory <= mostMemory);
 }
 
 bool ScanPipeline::frontIsReady() const
@@ -117,16 +121,26 @@ void ScanPipeline::done(std::uint64_t id, Verdict verdict)
     pending_.erase(found);
     lock.unlock();
 
+    ScanItem& item = *pending.item;
     struct stat status = {};
-    const bool same = ::fstat(pending.fd, &status) == 0 && fileId(status) == pending.id;
+    const bool same = ::fstat(item.fd.get(), &status) == 0 && fileId(status) == item.id;
     if (verdict.status == SCANSTAT_CLEAN && !same)
         verdict = {SCANSTAT_ERROR, {}, {}, "changed while it was scanned"};
 
+    base::UniqueFd file;
+    std::shared_ptr<const base::UniqueFd> parent;
     lock.lock();
+    const bool wasFull = open_ >= window_;
+    if (verdict.status == SCANSTAT_CLEAN) {
+        file = std::move(item.fd);
+        parent = std::move(item.parent);
+        --open_;
+    }
     pending.outcome->verdict_ = std::move(verdict);
     pending.outcome->done_ = true;
-    if (frontIsReady())
+    if (frontIsReady() || wasFull)
         changed_.notify_all();
+    lock.unlock(); // before the files are closed, which may take a moment
 }
 
 } // namespace vardo

@@ -59,7 +59,7 @@ struct ScanItem
     std::string name;                             ///< as reported: a path, a part, or "PID program"
     std::shared_ptr<const base::UniqueFd> parent; ///< directory that a file was found in
     std::string leaf;                             ///< name in `parent`
-    base::UniqueFd fd;                            ///< the opened file
+    base::UniqueFd fd;                            ///< the opened file; closed early, as `parent`, when clean
     FileId id;                                    ///< the file's state when it was opened
     std::uint64_t memory = 0;                     ///< bytes that the item keeps in memory
     std::shared_ptr<ScanOutcome> outcome;         ///< null for a directory and a process
@@ -70,7 +70,9 @@ struct ScanItem
 class ScanPipeline
 {
   public:
-    /// At most `window` items are inside. Nothing can be pushed until open() succeeded.
+    /// At most `window` items inside hold their files open: those without a verdict yet, or with more to do.
+    /// So a long file does not make the workers idle that finished what comes behind it. Nothing can be
+    /// pushed until open() succeeded.
     explicit ScanPipeline(std::size_t window);
     ~ScanPipeline();
 
@@ -97,8 +99,7 @@ class ScanPipeline
     struct Pending
     {
         std::shared_ptr<ScanOutcome> outcome;
-        int fd;
-        FileId id;
+        ScanItem* item; ///< in items_ until its outcome is there
     };
 
     void done(std::uint64_t id, Verdict verdict);
@@ -113,6 +114,7 @@ class ScanPipeline
     std::unordered_map<std::uint64_t, Pending> pending_;
     std::uint64_t lastId_ = 0;
     std::uint64_t taken_ = 0;
+    std::size_t open_ = 0;     // items_ that hold their files open
     std::uint64_t memory_ = 0; // of items_
     bool finished_ = false;
     std::unique_ptr<ScanSession> session_; // last: ends before what its handler uses
