@@ -117,6 +117,15 @@ void takeMemoryScan()
     save(pictureOf(window, "AVInitializer", 5, 10), "memoryscan.png");
 }
 
+void takeHelp()
+{
+    product::install(settings);
+    sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "1.0.0 TIER-A\n");
+    RealWindow window;
+    must(window.click("VMainWidget/lnkHelp") && window.waitFor("VMainWidget/lblLiveChat"));
+    save(pictureOf(window, "VMainWidget", 3, 3), "help.png");
+}
+
 /// The list of quarantined files, some with names that are not as they seem.
 void takeQuarantine()
 {
@@ -236,6 +245,7 @@ int main(int argc, char** argv)
         return EXIT_FAILURE;
     takeTree();
     takeMemoryScan();
+    takeHelp();
     takeQuarantine();
     takeLogs();
     makeHome();
