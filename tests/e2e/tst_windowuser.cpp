@@ -39,6 +39,19 @@ void answer(RealWindow& window, const QString& message, const QString& button = 
     QVERIFY(window.waitForEnd("VMessageBox"));
 }
 
+/// Root leaves mails out and saves, is told `message`, and closes the window.
+void rootSaves(const QString& message)
+{
+    visitOptions(
+        [&message](RealWindow& window) {
+            QVERIFY(window.click("VMainWidget/chkMail"));
+            QVERIFY(window.click("VMainWidget/btnSaveScanSetting"));
+            answer(window, message);
+            QVERIFY(window.click("VMainWidget/btnClose"));
+        },
+        root);
+}
+
 } // namespace
 
 /// Whose settings are changed: an ordinary user works on a copy of the shared ones, root on these.
@@ -108,14 +121,7 @@ void TestWindowUser::copiedSettingsMeanTheSame()
 void TestWindowUser::rootSavesTheSharedOnes()
 {
     product::install("[Scan]\nScanMails = yes\n");
-    visitOptions(
-        [](RealWindow& window) {
-            QVERIFY(window.click("VMainWidget/chkMail"));
-            QVERIFY(window.click("VMainWidget/btnSaveScanSetting"));
-            answer(window, "Vardo setting saved successfully");
-            QVERIFY(window.click("VMainWidget/btnClose"));
-        },
-        root);
+    rootSaves("Vardo setting saved successfully");
     struct stat info = {};
     QCOMPARE(stat(paths::vardoConf, &info), 0);
     QCOMPARE(info.st_uid, qsconf);
@@ -128,14 +134,7 @@ void TestWindowUser::rootFollowsNoPlantedLink()
     product::install("[Scan]\nScanMails = yes\n");
     std::filesystem::rename(paths::vardoConf, precious);
     std::filesystem::create_symlink(precious, paths::vardoConf);
-    visitOptions(
-        [](RealWindow& window) {
-            QVERIFY(window.click("VMainWidget/chkMail"));
-            QVERIFY(window.click("VMainWidget/btnSaveScanSetting"));
-            answer(window, "Error saving Vardo configuration. Try later");
-            QVERIFY(window.click("VMainWidget/btnClose"));
-        },
-        root);
+    rootSaves("Error saving Vardo configuration. Try later");
     struct stat info = {};
     QCOMPARE(stat(precious, &info), 0);
     QCOMPARE(info.st_uid, 0U);

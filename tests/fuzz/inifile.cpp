@@ -1,5 +1,6 @@
 #include "base/uniquefd.h"
 #include "sfl/sfl.h"
+#include "tests/fuzz/demand.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -16,14 +17,6 @@
 // back changed or the shared functions disagree.
 
 namespace {
-
-void demand(bool holds, const char* what)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "%s\n", what);
-    std::abort();
-}
 
 /// A file in memory, with a path of its own.
 class MemoryFile

@@ -1,5 +1,6 @@
 #include "quarantine/record.h"
 #include "quarantine/restorenote.h"
+#include "tests/fuzz/demand.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -12,14 +13,6 @@
 // again.
 
 namespace {
-
-void demand(bool holds, const char* what)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "%s\n", what);
-    std::abort();
-}
 
 void checkLines(std::string content, std::size_t limit)
 {
