@@ -36,3 +36,10 @@ QString visibleText(const QString& text)
         shown += visibleCharacter(unit);
     return shown;
 }
+
+QByteArray oneLine(QByteArray bytes)
+{
+    bytes.replace('\n', "\u240A");
+    bytes.replace('\r', "\u240D");
+    return bytes;
+}

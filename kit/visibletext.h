@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 /// What stands for a character that would change the line it is shown in: control pictures for control
@@ -10,3 +11,13 @@ QString visibleCharacter(const QString& character);
 /// `text` in such characters alone: for labels and lists that show names from outside, so that no name can
 /// pass for another.
 QString visibleText(const QString& text);
+
+/// Texts of the engine are bytes: they go to files and panes as they are, and on widgets as this, with
+/// replacement characters for what is not UTF-8.
+inline QString shownText(const char* bytes)
+{
+    return QString::fromUtf8(bytes);
+}
+
+/// `bytes` with a picture in the place of each end of line, so that no file's name can pass for two lines.
+QByteArray oneLine(QByteArray bytes);

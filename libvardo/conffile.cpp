@@ -1,5 +1,6 @@
 #include "libvardo/conffile.h"
 
+#include "libvardo/replacefile.h"
 #include "sfl/inifile.h"
 #include "sfl/text.h"
 

@@ -1,7 +1,7 @@
 #include "libvardo/enginesettings.h"
 
+#include "base/paths.h"
 #include "libvardo/conffile.h"
-#include "libvardo/paths.h"
 #include "libvardo/signatureinfo.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "libvardo/fileactions.h"
 
-#include "libvardo/systemerror.h"
+#include "base/systemerror.h"
 #include "quarantine/newfile.h"
 
 #include <climits>
@@ -40,7 +40,7 @@ base::Result<FileId> verifyUnchanged(const ScannedFile& file)
 {
     struct stat status = {};
     if (::fstatat(file.parent, file.leaf.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
-        return systemError();
+        return base::systemError();
     const FileId id = fileId(status);
     if (id == file.id)
         return id;
@@ -52,7 +52,7 @@ base::Result<std::string> deleteFile(const ScannedFile& file)
     if (const auto same = verifyUnchanged(file); !same)
         return same.error();
     if (::unlinkat(file.parent, file.leaf.c_str(), 0) != 0)
-        return systemError();
+        return base::systemError();
     return std::string();
 }
 
@@ -102,7 +102,7 @@ takeFirstFree(int directory, const std::string& stem, const std::string& end,
         if (taken.error().code != EEXIST)
             return taken.error();
     }
-    return systemError(EEXIST);
+    return base::systemError(EEXIST);
 }
 
 } // namespace vardo

@@ -2,7 +2,6 @@
 
 #include "base/result.h"
 #include "libvardo/fileid.h"
-#include "quarantine/digest.h"
 
 #include <functional>
 #include <string>
@@ -29,20 +28,6 @@ base::Result<std::string> deleteFile(const ScannedFile& file);
 /// Gives the file the first free name of "NAME.EXTENSION", "NAME-0.EXTENSION", "NAME-1.EXTENSION" … in
 /// its directory. The result is the new name.
 base::Result<std::string> renameFile(const ScannedFile& file, const std::string& extension);
-
-/// A file that is in quarantine.
-struct Quarantined
-{
-    std::string name;        ///< there
-    std::string noteProblem; ///< why it was not noted how to restore it; normally empty
-};
-
-/// Moves the file under the first free name of the series "NAME", "NAME-0", "NAME-1" … into `directory`,
-/// with the mode 0600 and its owner, across file systems too, after noting how to restore it. The last
-/// part of `directory` is created when missing. At every moment the whole file is in one of the two
-/// places. A note that cannot be made does not save the file from quarantine.
-base::Result<Quarantined> quarantineFile(const ScannedFile& file, const std::string& virus,
-                                         const std::string& directory, const quarantine::Beat& beat);
 
 /// Moves the file, like quarantine::moveNoReplace, and moves it back if it turns out that another file took
 /// its name at the last moment.

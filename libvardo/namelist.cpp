@@ -1,6 +1,6 @@
 #include "libvardo/namelist.h"
 
-#include "libvardo/systemerror.h"
+#include "base/systemerror.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,7 +18,7 @@ base::Result<NameList> NameList::read(base::UniqueFd directory, const std::atomi
     };
     const std::unique_ptr<DIR, Close> stream(::fdopendir(directory.get()));
     if (!stream)
-        return systemError();
+        return base::systemError();
     static_cast<void>(directory.release()); // the stream closes it
 
     NameList list;
@@ -33,7 +33,7 @@ base::Result<NameList> NameList::read(base::UniqueFd directory, const std::atomi
         list.text_.append(entry->d_name, std::strlen(entry->d_name) + 1);
     }
     if (!stop && errno != 0)
-        return systemError();
+        return base::systemError();
     const char* text = list.text_.c_str();
     std::sort(list.offsets_.begin(), list.offsets_.end(),
               [text](std::size_t a, std::size_t b) { return std::strcmp(text + a, text + b) < 0; });

@@ -1,7 +1,7 @@
 #include "libvardo/processmaps.h"
 
+#include "base/systemerror.h"
 #include "base/uniquefd.h"
-#include "libvardo/systemerror.h"
 
 #include <charconv>
 #include <cstdio>
@@ -29,7 +29,7 @@ base::Result<std::string> readWhole(int directory, const char* name)
 {
     const base::UniqueFd file(::openat(directory, name, O_RDONLY | O_CLOEXEC));
     if (!file)
-        return systemError();
+        return base::systemError();
     std::string text;
     char piece[16 * 1024];
     for (;;) {
@@ -37,7 +37,7 @@ base::Result<std::string> readWhole(int directory, const char* name)
         if (size < 0 && errno == EINTR)
             continue;
         if (size < 0)
-            return systemError();
+            return base::systemError();
         if (size == 0)
             return text;
         text.append(piece, static_cast<std::size_t>(size));

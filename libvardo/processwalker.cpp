@@ -1,8 +1,8 @@
 #include "libvardo/processwalker.h"
 
+#include "base/systemerror.h"
 #include "engine/interface.h"
 #include "libvardo/namelist.h"
-#include "libvardo/systemerror.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -40,18 +40,18 @@ base::Result<base::UniqueFd> copyMemory(int memory, std::uint64_t start, std::ui
 {
     base::UniqueFd copy(::memfd_create("memory", MFD_CLOEXEC));
     if (!copy)
-        return systemError();
+        return base::systemError();
     std::vector<char> buffer(copyBuffer);
     for (std::uint64_t done = 0; done < length;) {
         const std::size_t wanted = std::min<std::uint64_t>(buffer.size(), length - done);
         const ssize_t size = ::pread(memory, buffer.data(), wanted, static_cast<off_t>(start + done));
         if (size <= 0 && done == 0)
-            return systemError(size == 0 ? ESRCH : errno);
+            return base::systemError(size == 0 ? ESRCH : errno);
         if (size <= 0)
             break;
         if (::pwrite(copy.get(), buffer.data(), static_cast<std::size_t>(size), static_cast<off_t>(done)) !=
             size)
-            return systemError();
+            return base::systemError();
         done += static_cast<std::uint64_t>(size);
     }
     return copy;
@@ -155,7 +155,7 @@ void ProcessWalker::visitMapping(int process, const CodeMapping& mapping)
     if (::geteuid() != 0)
         return pushMemory(process, mapping);
     if (!isGone(errno))
-        fail(mapping.path, describeError(errno));
+        fail(mapping.path, base::describeError(errno));
 }
 
 base::UniqueFd ProcessWalker::openMapped(int process, const CodeMapping& mapping)
@@ -208,7 +208,7 @@ void ProcessWalker::pushMemory(int process, const CodeMapping& mapping)
     if (!memory) {
         const int code = errno;
         if (!isGone(code) && !isClosed(process))
-            fail(name, "not scanned: " + describeError(code));
+            fail(name, "not scanned: " + base::describeError(code));
         return;
     }
     const std::uint64_t length = mapping.end - mapping.start;
@@ -230,7 +230,7 @@ void ProcessWalker::pushPiece(base::UniqueFd copy, const std::string& name)
 {
     struct stat status = {};
     if (::fstat(copy.get(), &status) != 0)
-        return fail(name, describeError(errno));
+        return fail(name, base::describeError(errno));
     processBytes_ += static_cast<std::uint64_t>(status.st_size);
     ScanItem item;
     item.kind = ScanItem::Kind::MemoryPart;

@@ -1,7 +1,7 @@
-#include "libvardo/conffile.h"
+#include "libvardo/replacefile.h"
 
 #include "base/plainfile.h"
-#include "libvardo/systemerror.h"
+#include "base/systemerror.h"
 
 #include <cerrno>
 
@@ -77,19 +77,19 @@ base::Result<std::string> readRegularFile(const std::string& path, std::size_t m
 {
     const base::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!fd || ::fstat(fd.get(), &status) != 0)
-        return systemError();
+        return base::systemError();
     if (!S_ISREG(status.st_mode))
-        return systemError(EINVAL);
+        return base::systemError(EINVAL);
     std::string text;
     char buffer[8192];
     ssize_t got;
     while ((got = ::read(fd.get(), buffer, sizeof buffer)) > 0) {
         text.append(buffer, static_cast<std::size_t>(got));
         if (text.size() > most)
-            return systemError(EFBIG);
+            return base::systemError(EFBIG);
     }
     if (got < 0)
-        return systemError();
+        return base::systemError();
     return text;
 }
 

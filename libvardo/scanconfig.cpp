@@ -1,8 +1,9 @@
 #include "engine/vardo.h"
 
+#include "base/paths.h"
 #include "libvardo/conffile.h"
 #include "libvardo/ownedtext.h"
-#include "libvardo/paths.h"
+#include "libvardo/replacefile.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -125,11 +126,11 @@ ScanConfig::ScanConfig(const char* confFile)
     , memScan(0)
     , Alert(1)
     , AlertDays(defaultAlertDays)
-    , logLocation(vardo::ownedText(vardo::paths::logs))
+    , logLocation(vardo::ownedText(paths::logs))
     , ScanConfFile(vardo::ownedText(confFile))
     , extra(new QS_ScanExtraData{})
 {
-    copyText(extra->actData, sizeof extra->actData, vardo::paths::quarantine);
+    copyText(extra->actData, sizeof extra->actData, paths::quarantine);
     extra->maxDepth = defaultMaxDepth;
     extra->maxSize = defaultMaxSize;
 }
@@ -188,7 +189,7 @@ int ScanConfig::ReadConfiguration(const char* file)
     copyText(fresh.extra->extensions, sizeof(qs_lString), conf->text("Scan:Extensions").value_or("").c_str());
     if (auto data = conf->text("Scan:ActionData")) {
         if (data->starts_with('/'))
-            data = conf->safePath("Scan:ActionData", vardo::paths::quarantine);
+            data = conf->safePath("Scan:ActionData", paths::quarantine);
         copyText(fresh.extra->actData, sizeof(qs_fString), data->c_str());
     }
     *this = fresh;

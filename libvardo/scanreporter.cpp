@@ -1,6 +1,8 @@
-#include "libvardo/scanrun.h"
+#include "libvardo/scanreporter.h"
+
+#include "base/systemerror.h"
+#include "libvardo/quarantinefile.h"
 #include "libvardo/statistics.h"
-#include "libvardo/systemerror.h"
 
 #include <array>
 #include <cstring>

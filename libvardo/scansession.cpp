@@ -4,7 +4,7 @@
 #include "libvardo/servicelink.h"
 #include "libvardo/threadsignals.h"
 #include "libvardo/workerlink.h"
-#include "qsavd/message.h"
+#include "protocol/message.h"
 
 #include <algorithm>
 #include <list>

@@ -1,8 +1,8 @@
 #include "libvardo/servicelink.h"
 
 #include "libvardo/servicelauncher.h"
-#include "qsavd/message.h"
-#include "qsavd/socketaddress.h"
+#include "protocol/message.h"
+#include "protocol/socketaddress.h"
 
 #include <chrono>
 #include <filesystem>

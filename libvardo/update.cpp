@@ -1,8 +1,8 @@
 #include "engine/update.h"
 
+#include "base/paths.h"
 #include "libvardo/conffile.h"
 #include "libvardo/ownedtext.h"
-#include "libvardo/paths.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -91,9 +91,9 @@ int vUpdateConf::PathConf = 1;
 vUpdateConf::vUpdateConf(const char* qsavConf, const char* updateConf)
     : qsavFile(kept(qsavConf))
     , uconfFile(kept(updateConf))
-    , basePath(vardo::ownedText(vardo::paths::installation))
-    , tmpPath(vardo::ownedText(vardo::paths::updateTemp))
-    , backPath(vardo::ownedText(vardo::paths::updateBackup))
+    , basePath(vardo::ownedText(paths::installation))
+    , tmpPath(vardo::ownedText(paths::updateTemp))
+    , backPath(vardo::ownedText(paths::updateBackup))
     , useProxy(0)
     , proxyAuth(0)
     , proxyServer(vardo::ownedText(""))
@@ -123,9 +123,9 @@ int vUpdateConf::ReadPathConfiguration(const char* file)
     if (!conf)
         return -1;
     const bool taken =
-        vardo::assignText(basePath, conf->path("path:BasePath", vardo::paths::installation).c_str()) &&
-        vardo::assignText(tmpPath, conf->path("path:UpdateTempPath", vardo::paths::updateTemp).c_str()) &&
-        vardo::assignText(backPath, conf->path("path:UpdateBackupPath", vardo::paths::updateBackup).c_str());
+        vardo::assignText(basePath, conf->path("path:BasePath", paths::installation).c_str()) &&
+        vardo::assignText(tmpPath, conf->path("path:UpdateTempPath", paths::updateTemp).c_str()) &&
+        vardo::assignText(backPath, conf->path("path:UpdateBackupPath", paths::updateBackup).c_str());
     return taken ? 0 : -1;
 }
 

@@ -1,8 +1,8 @@
 #include "engine/vardo.h"
 
+#include "base/systemerror.h"
 #include "libvardo/enginestate.h"
 #include "libvardo/scanlog.h"
-#include "libvardo/systemerror.h"
 
 #include <climits>
 #include <string>
@@ -113,7 +113,7 @@ int Vardo::AddObject(const char* path)
         return -1;
     struct stat status = {};
     if (::stat(path, &status) != 0 && ::lstat(path, &status) != 0) {
-        stateOf(handle).error = std::string(path) + ": " + vardo::describeError(errno);
+        stateOf(handle).error = std::string(path) + ": " + base::describeError(errno);
         return -1;
     }
     return append(scanObjects, stateOf(handle).lastObject, absolutePath(path).c_str(),

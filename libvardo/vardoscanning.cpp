@@ -1,8 +1,8 @@
 #include "engine/vardo.h"
 
+#include "base/paths.h"
 #include "libvardo/enginesettings.h"
 #include "libvardo/enginestate.h"
-#include "libvardo/paths.h"
 #include "libvardo/processwalker.h"
 #include "libvardo/scanrun.h"
 
@@ -33,7 +33,7 @@ EngineState& stateOf(QS_AVPHandle handle)
 void leaveRootsService(vardo::ServicePaths& paths)
 {
     const passwd* user =
-        ::geteuid() == 0 || paths.socket != vardo::paths::serviceSocket ? nullptr : ::getpwuid(::geteuid());
+        ::geteuid() == 0 || paths.socket != paths::serviceSocket ? nullptr : ::getpwuid(::geteuid());
     if (!user || !user->pw_dir || user->pw_dir[0] != '/')
         return;
     const std::string directory = std::string(user->pw_dir) + "/.vardo";

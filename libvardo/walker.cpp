@@ -1,9 +1,9 @@
 #include "libvardo/walker.h"
 
 #include "base/pathof.h"
+#include "base/systemerror.h"
 #include "engine/interface.h"
 #include "libvardo/filesystem.h"
-#include "libvardo/systemerror.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -56,7 +56,7 @@ void Walker::walkChosen(std::string object)
     const base::UniqueFd chosen = openAt(AT_FDCWD, object.c_str(), O_PATH | O_CLOEXEC);
     struct stat status = {};
     if (!chosen || ::fstat(chosen.get(), &status) != 0)
-        return fail(object, describeError(errno));
+        return fail(object, base::describeError(errno));
     if (isPseudoFileSystem(chosen.get()))
         return fail(object, "not scanned: it shows the state of the system and holds no files");
     startDevice_ = status.st_dev;
@@ -66,7 +66,7 @@ void Walker::walkChosen(std::string object)
             return;
         base::UniqueFd directory = openAt(chosen.get(), ".", directoryFlags);
         if (!directory)
-            return fail(object, describeError(errno));
+            return fail(object, base::describeError(errno));
         return enter(std::move(directory), status, object, false);
     }
     if (!S_ISREG(status.st_mode))
@@ -96,7 +96,7 @@ void Walker::visit(const char* name)
     struct stat status = {};
     if (::fstatat(directory->get(), name, &status, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) != 0) {
         if (errno != ENOENT) // gone meanwhile: nothing is left to scan
-            fail(path, describeError(errno));
+            fail(path, base::describeError(errno));
         return;
     }
     if (S_ISDIR(status.st_mode)) {
@@ -116,7 +116,7 @@ void Walker::visitLink(const char* name, const std::string& path)
     struct stat status = {};
     if (!target || ::fstat(target.get(), &status) != 0) {
         if (errno != ENOENT && errno != ELOOP) // a link that leads nowhere
-            fail(path, describeError(errno));
+            fail(path, base::describeError(errno));
         return;
     }
     if (!staysInside(target.get(), status))
@@ -144,7 +144,7 @@ void Walker::visitPath(const std::string& path)
     const auto parent = std::make_shared<base::UniqueFd>(
         openAt(AT_FDCWD, directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!*parent)
-        return fail(path, describeError(errno));
+        return fail(path, base::describeError(errno));
     visitFile(parent, leaf, path);
 }
 
@@ -156,7 +156,7 @@ void Walker::visitDirectory(const char* name, const std::string& path, bool byLi
     struct stat status = {};
     if (!looked || ::fstat(looked.get(), &status) != 0) {
         if (errno != ENOENT)
-            fail(path, describeError(errno));
+            fail(path, base::describeError(errno));
         return;
     }
     if (!staysInside(looked.get(), status) || options_.directories.excludes(path, status))
@@ -165,7 +165,7 @@ void Walker::visitDirectory(const char* name, const std::string& path, bool byLi
         return fail(path, "not scanned: directories are nested too deeply");
     base::UniqueFd directory = openAt(looked.get(), ".", directoryFlags);
     if (!directory)
-        return fail(path, describeError(errno));
+        return fail(path, base::describeError(errno));
     enter(std::move(directory), status, path, byLink);
 }
 
@@ -175,7 +175,7 @@ void Walker::enter(base::UniqueFd directory, const struct stat& status, const st
         return;
     base::UniqueFd stream = openAt(directory.get(), ".", directoryFlags);
     if (!stream)
-        return fail(path, describeError(errno));
+        return fail(path, base::describeError(errno));
     base::Result<NameList> names = NameList::read(std::move(stream), pipeline_.stopped());
     if (!names)
         return fail(path, names.error().text);
@@ -230,13 +230,13 @@ void Walker::leave()
 base::Result<base::UniqueFd> Walker::reopen(const Level& level, const Directory& child)
 {
     if (!child)
-        return systemError(ESTALE);
+        return base::systemError(ESTALE);
     base::UniqueFd directory = openAt(child->get(), "..", directoryFlags);
     struct stat status = {};
     if (!directory || ::fstat(directory.get(), &status) != 0)
-        return systemError();
+        return base::systemError();
     if (status.st_dev != level.id.device || status.st_ino != level.id.inode)
-        return systemError(ESTALE);
+        return base::systemError(ESTALE);
     return directory;
 }
 
@@ -247,7 +247,7 @@ void Walker::visitFile(const Directory& parent, const std::string& leaf, const s
     struct stat status = {};
     if (!item.fd || ::fstat(item.fd.get(), &status) != 0) {
         if (errno != ENOENT)
-            fail(path, describeError(errno));
+            fail(path, base::describeError(errno));
         return;
     }
     if (!S_ISREG(status.st_mode))

@@ -2,7 +2,7 @@
 
 #include "base/uniquefd.h"
 #include "libvardo/scansession.h"
-#include "qsavd/message.h"
+#include "protocol/message.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "shell/smallfile.h"
+#include "installation/smallfile.h"
 
 #include <QString>
 

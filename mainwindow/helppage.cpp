@@ -1,12 +1,12 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "base/paths.h"
+#include "kit/builders.h"
 #include "kit/labels.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vmessagebox.h"
 #include "mainwindow/browser.h"
-#include "mainwindow/builders.h"
 #include "sfl/sfl.h"
-#include "shell/paths.h"
 
 #include <QGridLayout>
 #include <QLabel>

@@ -1,10 +1,10 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "base/paths.h"
 #include "kit/vcheckbox.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
 #include "kit/vradiobutton.h"
-#include "shell/paths.h"
 
 #include <QComboBox>
 #include <QGroupBox>
@@ -148,7 +148,7 @@ void VMainWidget::listPageTexts()
     });
     setTexts({LabelText{lblScheduleWarning, "*Schedule(s) outdated"}});
     lblQuarPath->setText(tr("Quarantined Path") + QLatin1StringView(" :-"));
-    lnkQuarPath->setText(QLatin1StringView(paths::quarantineDir) + u'/');
+    lnkQuarPath->setText(QLatin1StringView(paths::quarantine) + u'/');
     lblQuarCount->setText(tr("Quarantined count") + QLatin1StringView(" :- "));
 }
 

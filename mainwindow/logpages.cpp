@@ -1,16 +1,15 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "base/paths.h"
 #include "engine/vardo.h"
+#include "kit/builders.h"
 #include "kit/framelessflags.h"
+#include "kit/placement.h"
 #include "kit/visibletext.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
-#include "mainwindow/builders.h"
 #include "reports/logfiles.h"
 #include "reports/vshowlogdialog.h"
-#include "scan/namebytes.h"
-#include "scan/placement.h"
-#include "shell/paths.h"
 
 #include <QDateTime>
 #include <QGridLayout>

@@ -1,12 +1,12 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "base/paths.h"
 #include "engine/update.h"
+#include "installation/installation.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
 #include "mainwindow/firstline.h"
-#include "shell/installation.h"
-#include "shell/paths.h"
 
 #include <QButtonGroup>
 #include <QLabel>

@@ -1,7 +1,7 @@
 #include "mainwindow/quarantinelocation.h"
 
+#include "base/paths.h"
 #include "base/plainfile.h"
-#include "shell/paths.h"
 
 #include <QEventLoop>
 #include <QProcess>

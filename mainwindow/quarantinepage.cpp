@@ -1,13 +1,13 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "kit/builders.h"
 #include "kit/labels.h"
 #include "kit/visibletext.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
-#include "mainwindow/builders.h"
 #include "mainwindow/quarantinelocation.h"
-#include "mainwindow/quarantinestore.h"
+#include "quarantine/store.h"
 
 #include <QApplication>
 #include <QGridLayout>

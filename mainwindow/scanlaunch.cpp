@@ -2,9 +2,9 @@
 
 #include "engine/vardo.h"
 #include "kit/framelessflags.h"
+#include "kit/placement.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
-#include "scan/placement.h"
 #include "scan/vprogresswidget.h"
 #include "schedule/vobjectselectiondialog.h"
 

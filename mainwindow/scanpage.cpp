@@ -1,9 +1,9 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "kit/builders.h"
 #include "kit/imagecollection.h"
 #include "kit/labels.h"
 #include "kit/vlinkbutton.h"
-#include "mainwindow/builders.h"
 
 #include <QHBoxLayout>
 #include <QLabel>

@@ -1,12 +1,12 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "kit/builders.h"
 #include "kit/imagecollection.h"
 #include "kit/labels.h"
 #include "kit/vcheckbox.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
 #include "kit/vradiobutton.h"
-#include "mainwindow/builders.h"
 
 #include <QComboBox>
 #include <QGridLayout>

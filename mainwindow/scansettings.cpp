@@ -1,5 +1,6 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "base/paths.h"
 #include "engine/vardo.h"
 #include "kit/vcheckbox.h"
 #include "kit/vmessagebox.h"
@@ -7,7 +8,6 @@
 #include "kit/vradiobutton.h"
 #include "mainwindow/confowner.h"
 #include "scan/actiondata.h"
-#include "shell/paths.h"
 
 #include <QComboBox>
 #include <QDir>
@@ -108,7 +108,7 @@ void VMainWidget::showLogOptions()
 {
     std::array<char, logLocationSize> location{};
     const bool known = scanner->GetOption(SCANOPT_LOGLOCATION, location.data()) == 0;
-    logLocation = known ? location.data() : paths::logLocation;
+    logLocation = known ? location.data() : paths::logs;
     editLogLoc->setText(QFile::decodeName(logLocation));
 
     unsigned int level = LOGLEVEL_INFECTED;
@@ -150,7 +150,7 @@ void VMainWidget::takeScanOptions()
         if (box->isChecked() == setWhenOn)
             flags |= flag;
     }
-    scanner->SetActionData(paths::quarantineDir, renameExtension, true);
+    scanner->SetActionData(paths::quarantine, renameExtension, true);
     if (action == SCANACT_RENAME)
         scanner->SetActionData(renameExtension, renameExtension, true);
     scanner->SetOption(SCANOPT_SCANOPTS, &flags);

@@ -1,8 +1,8 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "kit/builders.h"
 #include "kit/labels.h"
 #include "kit/vpushbutton.h"
-#include "mainwindow/builders.h"
 
 #include <QGridLayout>
 #include <QLabel>

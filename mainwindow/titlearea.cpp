@@ -1,13 +1,13 @@
+#include "kit/builders.h"
 #include "kit/fittedfont.h"
 #include "kit/labels.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
-#include "mainwindow/builders.h"
 #include "mainwindow/firstline.h"
 #include "mainwindow/vmainwidget.h"
 
+#include "base/paths.h"
 #include "engine/qsavinfo.h"
-#include "shell/paths.h"
 
 #include <QHBoxLayout>
 #include <QLabel>

@@ -1,8 +1,8 @@
 #include "mainwindow/updatecron.h"
 
+#include "base/command.h"
+#include "base/paths.h"
 #include "base/plainfile.h"
-#include "mainwindow/command.h"
-#include "shell/paths.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,9 +1,9 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "kit/builders.h"
 #include "kit/labels.h"
 #include "kit/vcheckbox.h"
 #include "kit/vpushbutton.h"
-#include "mainwindow/builders.h"
 
 #include <QFrame>
 #include <QGridLayout>

@@ -1,12 +1,12 @@
 #include "mainwindow/vmainwidget.h"
 
+#include "base/paths.h"
 #include "engine/update.h"
 #include "engine/vardo.h"
 #include "kit/vcheckbox.h"
 #include "kit/vmessagebox.h"
 #include "mainwindow/confowner.h"
 #include "mainwindow/updatecron.h"
-#include "shell/paths.h"
 
 #include <QLabel>
 #include <QLineEdit>

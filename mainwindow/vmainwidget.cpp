@@ -1,11 +1,11 @@
 #include "mainwindow/vmainwidget.h"
 
 #include "engine/update.h"
+#include "kit/builders.h"
 #include "kit/imagecollection.h"
 #include "kit/labels.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
-#include "mainwindow/builders.h"
 
 #include <QButtonGroup>
 #include <QHBoxLayout>

@@ -1,6 +1,6 @@
 #include "qsavd/endpoint.h"
 
-#include "qsavd/socketaddress.h"
+#include "protocol/socketaddress.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qsavd/protocol.h"
+#include "protocol/protocol.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/uniquefd.h"
-#include "qsavd/message.h"
+#include "protocol/message.h"
 #include "qsavd/signatureset.h"
 #include "qsavd/workspace.h"
 

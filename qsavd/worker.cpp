@@ -1,8 +1,8 @@
 #include "qsavd/worker.h"
 
+#include "protocol/message.h"
 #include "qsavd/filescanner.h"
 #include "qsavd/lockdown.h"
-#include "qsavd/message.h"
 
 #include <csignal>
 #include <cstdlib>

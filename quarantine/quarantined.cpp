@@ -1,7 +1,7 @@
 #include "quarantine/quarantined.h"
 
+#include "base/paths.h"
 #include "base/uniquefd.h"
-#include "quarantine/paths.h"
 #include "quarantine/recordfile.h"
 
 #include <cstring>
@@ -39,7 +39,7 @@ std::string lastInSeries(int directory, const std::string& name)
 bool recordQuarantined(const char* objName, const char* virus)
 {
     const std::string name = std::string(::basename(objName)).substr(0, longestName);
-    const base::UniqueFd directory(::open(directoryPath, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const base::UniqueFd directory(::open(paths::quarantine, O_PATH | O_DIRECTORY | O_CLOEXEC));
     const std::string file = lastInSeries(directory.get(), name);
     struct stat status = {};
     if (::fstatat(directory.get(), file.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)

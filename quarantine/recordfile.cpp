@@ -1,7 +1,7 @@
 #include "quarantine/recordfile.h"
 
+#include "base/paths.h"
 #include "base/plainfile.h"
-#include "quarantine/paths.h"
 
 #include <atomic>
 #include <chrono>
@@ -77,7 +77,7 @@ base::UniqueFd openDirectoryOf(const std::string& path)
 } // namespace
 
 RecordFile::RecordFile()
-    : directory_(openDirectoryOf(recordsPath))
+    : directory_(openDirectoryOf(paths::quarantineRecords))
 {
     if (directory_)
         lock(directory_.get());
@@ -86,36 +86,37 @@ RecordFile::RecordFile()
 bool RecordFile::append(const Record& record)
 {
     constexpr mode_t groupMode = 0664;
-    const base::UniqueFd file =
-        base::openOrMakePlainFile(directory_.get(), nameIn(recordsPath), O_RDWR | O_APPEND, groupMode);
+    const base::UniqueFd file = base::openOrMakePlainFile(directory_.get(), nameIn(paths::quarantineRecords),
+                                                          O_RDWR | O_APPEND, groupMode);
     return file && appendWhole(file.get(), toLine(record));
 }
 
 std::optional<std::string> RecordFile::read() const
 {
-    const base::UniqueFd file = base::openPlainFile(directory_.get(), nameIn(recordsPath), O_RDONLY);
+    const base::UniqueFd file =
+        base::openPlainFile(directory_.get(), nameIn(paths::quarantineRecords), O_RDONLY);
     return file ? readAll(file.get()) : std::nullopt;
 }
 
 RecordFile::Outcome RecordFile::rewrite(Need need, const Edit& edit, const Notice& notice)
 {
-    const base::UniqueFd old =
-        base::openPlainFile(directory_.get(), nameIn(recordsPath), need == Need::Writing ? O_RDWR : O_RDONLY);
+    const base::UniqueFd old = base::openPlainFile(directory_.get(), nameIn(paths::quarantineRecords),
+                                                   need == Need::Writing ? O_RDWR : O_RDONLY);
     const std::optional<std::string> content = old ? readAll(old.get()) : std::nullopt;
-    const base::UniqueFd file = content ? createAnew(nameIn(newRecordsPath)) : base::UniqueFd();
+    const base::UniqueFd file = content ? createAnew(nameIn(paths::newQuarantineRecords)) : base::UniqueFd();
     if (!file)
         return Outcome::NotOpened;
     if (notice)
-        notice(newRecordsPath);
+        notice(paths::newQuarantineRecords);
     const bool replaced = replaceBy(file.get(), edit(*content));
     if (notice)
-        notice(recordsPath);
+        notice(paths::quarantineRecords);
     return replaced ? Outcome::Done : Outcome::NotReplaced;
 }
 
 bool RecordFile::clear()
 {
-    return static_cast<bool>(createAnew(nameIn(recordsPath)));
+    return static_cast<bool>(createAnew(nameIn(paths::quarantineRecords)));
 }
 
 /// An empty file, writable for everybody. Whatever was left or planted in its place goes.
@@ -131,9 +132,9 @@ base::UniqueFd RecordFile::createAnew(const char* name)
 bool RecordFile::replaceBy(int file, const std::string& content)
 {
     const int directory = directory_.get();
-    const char* newName = nameIn(newRecordsPath);
+    const char* newName = nameIn(paths::newQuarantineRecords);
     if (base::writeAll(file, content) && ::fsync(file) == 0 &&
-        ::renameat(directory, newName, directory, nameIn(recordsPath)) == 0)
+        ::renameat(directory, newName, directory, nameIn(paths::quarantineRecords)) == 0)
         return true;
     ::unlinkat(directory, newName, 0);
     return false;

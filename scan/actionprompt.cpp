@@ -1,9 +1,9 @@
 #include "scan/vprogresswidget.h"
 
+#include "base/paths.h"
 #include "kit/framelessflags.h"
 #include "scan/actiondata.h"
 #include "scan/vgetuseraction.h"
-#include "shell/paths.h"
 
 #include <QApplication>
 #include <QWindow>
@@ -34,10 +34,10 @@ int VProgressWidget::promptInfectedAction(const char* fname, char* actData)
     keepOthersLive(*dialog);
     const int userAct = dialog->getUserAction(fname);
     static_assert(sizeof renameExtension <= sizeof(qs_fString) &&
-                  sizeof paths::quarantineDir <= sizeof(qs_fString));
+                  sizeof paths::quarantine <= sizeof(qs_fString));
     if (actData && userAct == PROMPT_RENAME)
         std::memcpy(actData, renameExtension, sizeof renameExtension);
     if (actData && userAct == PROMPT_QUARANTINE)
-        std::memcpy(actData, paths::quarantineDir, sizeof paths::quarantineDir);
+        std::memcpy(actData, paths::quarantine, sizeof paths::quarantine);
     return userAct;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "shell/paths.h"
+#include "base/paths.h"
 
 #include <QLabel>
 #include <QMovie>

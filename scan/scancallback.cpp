@@ -1,9 +1,9 @@
 #include "scan/vprogresswidget.h"
 
+#include "kit/visibletext.h"
 #include "kit/vtextpane.h"
+#include "loglayout/scanlog.h"
 #include "quarantine/quarantined.h"
-#include "scan/loglayout/scanlog.h"
-#include "scan/namebytes.h"
 
 #include <QApplication>
 #include <QLabel>

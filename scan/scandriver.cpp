@@ -1,13 +1,13 @@
 #include "scan/vprogresswidget.h"
 
+#include "base/paths.h"
+#include "kit/placement.h"
+#include "kit/visibletext.h"
 #include "kit/vmessagebox.h"
+#include "loglayout/scanlog.h"
 #include "scan/actiondata.h"
-#include "scan/loglayout/scanlog.h"
-#include "scan/namebytes.h"
-#include "scan/placement.h"
 #include "scan/statefile.h"
 #include "scan/vscanstatisticsdialog.h"
-#include "shell/paths.h"
 
 #include <QApplication>
 #include <QDeadlineTimer>
@@ -102,7 +102,7 @@ void VProgressWidget::start()
 {
     elapsedTimer->start(1000);
     movie.setPaused(false);
-    vardo->SetActionData(paths::quarantineDir, renameExtension, false);
+    vardo->SetActionData(paths::quarantine, renameExtension, false);
     scanRunning = true;
     vardo->LogInit(nullptr, -1);
 }

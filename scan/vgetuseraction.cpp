@@ -6,7 +6,6 @@
 #include "kit/visibletext.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
-#include "scan/namebytes.h"
 
 #include <QCloseEvent>
 #include <QGridLayout>

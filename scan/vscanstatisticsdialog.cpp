@@ -3,7 +3,7 @@
 #include "kit/dialogheader.h"
 #include "kit/labels.h"
 #include "kit/vpushbutton.h"
-#include "scan/loglayout/scanlog.h"
+#include "loglayout/scanlog.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>

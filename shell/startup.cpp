@@ -1,6 +1,9 @@
 #include "shell/startup.h"
 
+#include "base/paths.h"
 #include "engine/vardo.h"
+#include "installation/instanceguard.h"
+#include "installation/userconf.h"
 #include "kit/framelessflags.h"
 #include "kit/vardostyle.h"
 #include "kit/vmessagebox.h"
@@ -8,9 +11,6 @@
 #include "scan/actiondata.h"
 #include "scan/vmemscandialog.h"
 #include "shell/globals.h"
-#include "shell/instanceguard.h"
-#include "shell/paths.h"
-#include "shell/userconf.h"
 #include "shell/xthreads.h"
 
 #include <QApplication>

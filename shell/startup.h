@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/qsavinfo.h"
-#include "shell/installation.h"
+#include "installation/installation.h"
 
 #include <QSize>
 

@@ -1,4 +1,4 @@
-#include "shell/paths.h"
+#include "base/paths.h"
 #include "tests/e2e/realwindow.h"
 #include "tests/qsavd/servicehome.h"
 

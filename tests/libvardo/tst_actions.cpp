@@ -1,3 +1,4 @@
+#include "libvardo/quarantinefile.h"
 #include "quarantine/restore.h"
 #include "quarantine/rightsof.h"
 #include "tests/libvardo/scanworld.h"

@@ -1,8 +1,8 @@
 #include "tests/mainwindow/mainwindowtest.h"
 
+#include "base/paths.h"
 #include "engine/vardo.h"
-#include "shell/paths.h"
-#include "shell/userconf.h"
+#include "installation/userconf.h"
 #include "tests/qsavd/zipwriter.h"
 
 #include <QApplication>
@@ -190,7 +190,7 @@ class TestSettingsInUse : public MainWindowTest
     void actionsDecideWhatBecomesOfAFind()
     {
         const fs::path file = tree / "bad.com";
-        const fs::path quarantined = fs::path(paths::quarantineDir) / "bad.com";
+        const fs::path quarantined = fs::path(paths::quarantine) / "bad.com";
         const fs::path renamed = tree / "bad.com.qst";
         const struct
         {
@@ -217,7 +217,7 @@ class TestSettingsInUse : public MainWindowTest
             action->setCurrentIndex(0);
             click("lnkScanSetting");
             QCOMPARE(action->currentText(), text);
-            const std::string data = expected == renamed ? "qst" : paths::quarantineDir;
+            const std::string data = expected == renamed ? "qst" : paths::quarantine;
             QVERIFY(sandbox::readFile(conf).find("ActionData = \"" + data + '"') != std::string::npos);
             write(file, marker);
             QCOMPARE(scan(tree).value(file.c_str()), status);

@@ -1,6 +1,6 @@
 #include "engine/interface.h"
-#include "qsavd/message.h"
-#include "qsavd/socketaddress.h"
+#include "protocol/message.h"
+#include "protocol/socketaddress.h"
 #include "tests/qsavd/servicehome.h"
 
 #include <QTest>

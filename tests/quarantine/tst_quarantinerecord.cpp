@@ -1,4 +1,4 @@
-#include "quarantine/paths.h"
+#include "base/paths.h"
 #include "quarantine/quarantined.h"
 #include "quarantine/recordfile.h"
 #include "tests/support/sandbox.h"
@@ -23,9 +23,9 @@ using namespace quarantine;
 
 namespace {
 
-const fs::path directory = directoryPath;
-const fs::path records = recordsPath;
-const fs::path newRecords = newRecordsPath;
+const fs::path directory = paths::quarantine;
+const fs::path records = paths::quarantineRecords;
+const fs::path newRecords = paths::newQuarantineRecords;
 
 /// Puts a file into the quarantine directory that was read last at the given time and changed much later.
 void putAway(const std::string& name, std::size_t size, std::time_t read)
@@ -193,7 +193,7 @@ class TestQuarantineRecord : public QObject
         const auto chmod = [] {
             QStringList words;
             for (const std::string& word :
-                 sandbox::asUser({0, 0}, {RUNASROOT, "/bin/chmod", "666", newRecordsPath}))
+                 sandbox::asUser({0, 0}, {RUNASROOT, "/bin/chmod", "666", paths::newQuarantineRecords}))
                 words << QString::fromStdString(word);
             const QString program = words.takeFirst();
             return QProcess::execute(program, words);

@@ -1,4 +1,4 @@
-#include "quarantine/paths.h"
+#include "base/paths.h"
 #include "quarantine/record.h"
 #include "tests/support/sandbox.h"
 
@@ -17,7 +17,7 @@ constexpr char marker[] = "a text that stands for something harmful";
 std::vector<std::string> recordedNames()
 {
     std::vector<std::string> names;
-    for (const auto& record : quarantine::parseRecords(sandbox::readFile(quarantine::recordsPath)))
+    for (const auto& record : quarantine::parseRecords(sandbox::readFile(paths::quarantineRecords)))
         names.push_back(record.name);
     return names;
 }
@@ -57,10 +57,10 @@ class TestScanRecords : public QObject
         QCOMPARE(recordedNames().size(), std::size_t(2)); // the window does not list that directory
 
         fs::remove_all("/home/tester/jail");
-        fs::remove(quarantine::recordsPath);
-        fs::create_directory(quarantine::recordsPath);
+        fs::remove(paths::quarantineRecords);
+        fs::create_directory(paths::quarantineRecords);
         QCOMPARE(scan({}), 1);
-        QVERIFY(fs::exists(fs::path(quarantine::directoryPath) / "caf\xe9-2"));
+        QVERIFY(fs::exists(fs::path(paths::quarantine) / "caf\xe9-2"));
         QCOMPARE(scanner.readAllStandardError(),
                  QByteArray("vardoscan: 2 quarantined files could not be noted in the quarantine list\n"));
     }

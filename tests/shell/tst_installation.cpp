@@ -1,6 +1,6 @@
-#include "shell/installation.h"
+#include "installation/installation.h"
 
-#include "shell/paths.h"
+#include "base/paths.h"
 #include "tests/support/sandbox.h"
 
 #include <QApplication>

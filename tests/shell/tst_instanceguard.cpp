@@ -1,6 +1,6 @@
-#include "shell/instanceguard.h"
+#include "installation/instanceguard.h"
 
-#include "shell/paths.h"
+#include "base/paths.h"
 #include "tests/support/sandbox.h"
 
 #include <QApplication>

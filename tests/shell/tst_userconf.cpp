@@ -1,6 +1,6 @@
-#include "shell/userconf.h"
+#include "installation/userconf.h"
 
-#include "shell/paths.h"
+#include "base/paths.h"
 #include "tests/support/sandbox.h"
 
 #include <QApplication>

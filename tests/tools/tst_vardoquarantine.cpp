@@ -1,6 +1,6 @@
+#include "base/paths.h"
 #include "base/uniquefd.h"
-#include "libvardo/fileactions.h"
-#include "quarantine/paths.h"
+#include "libvardo/quarantinefile.h"
 #include "quarantine/quarantined.h"
 #include "quarantine/recordfile.h"
 #include "tests/support/sandbox.h"
@@ -28,7 +28,7 @@ using Lines = QList<QByteArray>;
 
 namespace {
 
-const std::string quarantineDir = quarantine::directoryPath;
+const std::string quarantineDir = paths::quarantine;
 const std::string notesDir = quarantineDir + "/.restore";
 const fs::path home = "/root"; // another file system than the quarantine
 
@@ -131,7 +131,7 @@ class TestVardoquarantine : public QObject
         fs::remove_all(quarantineDir);
         fs::create_directory(quarantineDir);
         fs::permissions(quarantineDir, fs::perms(03770));
-        sandbox::writeFile(quarantine::recordsPath, "");
+        sandbox::writeFile(paths::quarantineRecords, "");
         for (const fs::path directory : {"/root/tree", "/var/Quillstone/tree"}) {
             fs::remove_all(directory);
             fs::create_directory(directory);
@@ -245,7 +245,7 @@ class TestVardoquarantine : public QObject
         QCOMPARE(run({"list"}).code, 0);
         QCOMPARE(run({"repair"}).out, QByteArray());
 
-        fs::remove(quarantine::recordsPath);
+        fs::remove(paths::quarantineRecords);
         QCOMPARE(run({"repair"}).lines().size(), 3);
         QCOMPARE(state(), mended);
         // Nothing is listed of a directory elsewhere.

@@ -1,5 +1,7 @@
 #include "tools/runasroot/commandlist.h"
 
+#include "base/paths.h"
+
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -17,22 +19,20 @@ struct Row
     const char* path;
 };
 
-constexpr char records[] = "/opt/Quillstone/etc/vardo/.quarantined";
-constexpr char newRecords[] = "/opt/Quillstone/etc/vardo/.quarantined_tmp";
-constexpr char crontab[] = "/opt/Quillstone/etc/qsavupdate";
 constexpr char cron[] = "/etc/init.d/cron";
 constexpr char crond[] = "/etc/init.d/crond";
-constexpr char updateNow[] = "/opt/Quillstone/usr/bin/updatenow";
 
 constexpr Row rows[] = {
-    {{"/bin/chmod", "666", records}, Action::AllowWriting, records},
-    {{"/bin/chmod", "666", newRecords}, Action::AllowWriting, newRecords},
-    {{"/usr/bin/touch", crontab}, Action::TouchCrontab, crontab},
-    {{"/bin/chown", "qsconf:qsconf", crontab}, Action::OwnCrontab, crontab},
-    {{"/usr/bin/crontab", crontab, "-u", "qsconf"}, Action::InstallCrontab, crontab},
+    {{"/bin/chmod", "666", paths::quarantineRecords}, Action::AllowWriting, paths::quarantineRecords},
+    {{"/bin/chmod", "666", paths::newQuarantineRecords}, Action::AllowWriting, paths::newQuarantineRecords},
+    {{"/usr/bin/touch", paths::updateCrontab}, Action::TouchCrontab, paths::updateCrontab},
+    {{"/bin/chown", "qsconf:qsconf", paths::updateCrontab}, Action::OwnCrontab, paths::updateCrontab},
+    {{"/usr/bin/crontab", paths::updateCrontab, "-u", "qsconf"},
+     Action::InstallCrontab,
+     paths::updateCrontab},
     {{cron, "restart"}, Action::RestartCron, cron},
     {{crond, "restart"}, Action::RestartCron, crond},
-    {{updateNow}, Action::UpdateNow, updateNow},
+    {{paths::updateNow}, Action::UpdateNow, paths::updateNow},
 };
 
 bool matches(const Row& row, std::span<const char* const> line)

@@ -1,9 +1,9 @@
 #include "tools/vardoquarantine/store.h"
 
+#include "base/paths.h"
 #include "base/plainfile.h"
 #include "base/systemerror.h"
 #include "quarantine/directorylist.h"
-#include "quarantine/paths.h"
 #include "quarantine/recordfile.h"
 #include "quarantine/restore.h"
 
@@ -34,7 +34,7 @@ bool canBeRecorded(const std::string& name)
 
 base::Result<Store> Store::open(const std::string& path)
 {
-    const char* standard = quarantine::directoryPath;
+    const char* standard = paths::quarantine;
     base::UniqueFd directory(
         ::open(path.empty() ? standard : path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat here = {};
@@ -120,7 +120,7 @@ base::Result<std::vector<Repair>> Store::repair() const
     repairNotes(repairs);
     lockUp(repairs);
     if (recorded_ && !repairRecords(repairs))
-        return base::Error{0, std::string("cannot write ") + quarantine::recordsPath};
+        return base::Error{0, std::string("cannot write ") + paths::quarantineRecords};
     return repairs;
 }
 

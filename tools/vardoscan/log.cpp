@@ -1,6 +1,6 @@
 #include "tools/vardoscan/log.h"
 
-#include "scan/loglayout/scanlog.h"
+#include "loglayout/scanlog.h"
 #include "tools/vardoscan/options.h"
 
 #include <string>

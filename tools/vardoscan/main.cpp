@@ -1,5 +1,5 @@
+#include "base/paths.h"
 #include "engine/vardo.h"
-#include "quarantine/paths.h"
 #include "quarantine/quarantined.h"
 #include "tools/escape.h"
 #include "tools/vardoscan/log.h"
@@ -21,9 +21,6 @@
 namespace {
 
 enum ExitCode : int { NothingFound = 0, SomethingFound = 1, SomethingWrong = 2 };
-
-constexpr char sharedScanConf[] = "/opt/Quillstone/etc/vardo/vardo.conf";
-constexpr char sharedEngineConf[] = "/opt/Quillstone/etc/qsav.conf";
 
 volatile std::sig_atomic_t interrupted = 0;
 
@@ -66,15 +63,15 @@ void chooseConfiguration(Options& options)
     const std::string own = user && user->pw_dir ? std::string(user->pw_dir) + "/.vardo/vardo.conf" : "";
     const bool hasOwn = !own.empty() && ::access(own.c_str(), R_OK) == 0;
     if (options.avConf.empty())
-        options.avConf = hasOwn ? own : sharedEngineConf;
+        options.avConf = hasOwn ? own : paths::qsavConf;
     if (options.scanConf.empty())
-        options.scanConf = hasOwn ? own : sharedScanConf;
+        options.scanConf = hasOwn ? own : paths::vardoConf;
 }
 
 /// Reads the configuration and puts the command line's wishes over it.
 bool configure(Vardo& engine, Options& options)
 {
-    if (engine.ReadConfiguration(nullptr) < 0 && options.scanConf != sharedScanConf)
+    if (engine.ReadConfiguration(nullptr) < 0 && options.scanConf != paths::vardoConf)
         return false;
     engine.SetOption(SCANOPT_ACTION, &options.action);
     unsigned int bits = 0;
@@ -124,7 +121,7 @@ bool usesListedQuarantine(Vardo& engine)
     qs_fString data = {};
     engine.GetOption(SCANOPT_ACTDATA, data);
     std::error_code unknown;
-    return data[0] != '/' || std::filesystem::equivalent(data, quarantine::directoryPath, unknown);
+    return data[0] != '/' || std::filesystem::equivalent(data, paths::quarantine, unknown);
 }
 
 /// Adds what is to be scanned; the number of paths that are not there.

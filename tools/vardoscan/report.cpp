@@ -1,6 +1,6 @@
 #include "tools/vardoscan/report.h"
 
-#include "scan/loglayout/scanlog.h"
+#include "loglayout/scanlog.h"
 #include "tools/escape.h"
 #include "tools/vardoscan/options.h"
 

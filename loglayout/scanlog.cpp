@@ -1,4 +1,4 @@
-#include "scan/loglayout/scanlog.h"
+#include "loglayout/scanlog.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
-#include "shell/installation.h"
+#include "installation/installation.h"
 
-#include "shell/paths.h"
-#include "shell/smallfile.h"
+#include "base/paths.h"
+#include "installation/smallfile.h"
 
 #include <array>
 #include <sstream>

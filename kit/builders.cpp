@@ -1,4 +1,4 @@
-#include "mainwindow/builders.h"
+#include "kit/builders.h"
 
 #include "kit/fittedfont.h"
 #include "kit/imagecollection.h"

@@ -1,7 +1,8 @@
+#include "libvardo/quarantinefile.h"
+
 #include "base/pathof.h"
+#include "base/systemerror.h"
 #include "base/uniquefd.h"
-#include "libvardo/fileactions.h"
-#include "libvardo/systemerror.h"
 #include "quarantine/restorenotes.h"
 
 #include <ctime>
@@ -18,11 +19,11 @@ namespace {
 base::Result<base::UniqueFd> openQuarantine(const std::string& directory)
 {
     if (::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST)
-        return systemError();
+        return base::systemError();
     base::UniqueFd fd(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status = {};
     if (!fd || ::fstat(fd.get(), &status) != 0)
-        return systemError();
+        return base::systemError();
     if (status.st_mode & S_IWOTH)
         return base::Error{EPERM, "everybody may write to the quarantine directory"};
     return fd;
@@ -79,7 +80,7 @@ class Quarantining
 base::Result<Quarantined> Quarantining::run()
 {
     if (::fstat(file_.fd, &status_) != 0)
-        return systemError();
+        return base::systemError();
     if (mayMove()) {
         base::Result<Quarantined> moved = move();
         if (moved || moved.error().code != EXDEV)
@@ -110,7 +111,7 @@ base::Result<Quarantined> Quarantining::move()
         return name.error();
     if (::fchmod(file_.fd, 0600) == 0)
         return kept(std::move(name).value());
-    const base::Error error = systemError();
+    const base::Error error = base::systemError();
     quarantine::moveNoReplace(directory_, name.value(), file_.parent, file_.leaf);
     return error;
 }
@@ -171,7 +172,7 @@ base::Result<bool> Quarantining::takeOverAttributes(int copy) const
     const timespec times[] = {status_.st_atim, status_.st_mtim};
     if ((::geteuid() == 0 && ::fchown(copy, status_.st_uid, status_.st_gid) != 0) ||
         ::fchmod(copy, 0600) != 0 || ::futimens(copy, times) != 0)
-        return systemError();
+        return base::systemError();
     return true;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/uniquefd.h"
-#include "qsavd/protocol.h"
+#include "protocol/protocol.h"
 
 #include <algorithm>
 #include <array>

@@ -1,11 +1,10 @@
-#include "mainwindow/quarantinestore.h"
+#include "quarantine/store.h"
 
+#include "base/command.h"
+#include "base/paths.h"
 #include "base/uniquefd.h"
-#include "mainwindow/command.h"
-#include "quarantine/paths.h"
 #include "quarantine/recordfile.h"
 #include "quarantine/restorenotes.h"
-#include "shell/paths.h"
 
 #include <cerrno>
 
@@ -22,7 +21,7 @@ constexpr std::size_t removeLimit = 1023;
 
 base::UniqueFd openDirectory()
 {
-    return base::UniqueFd(open(directoryPath, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    return base::UniqueFd(open(paths::quarantine, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
 void allowEverybody(const char* path)
@@ -72,12 +71,12 @@ bool removeRecord(const std::string& name)
 void clearRecords()
 {
     RecordFile().clear();
-    allowEverybody(recordsPath);
+    allowEverybody(paths::quarantineRecords);
 }
 
 bool mayDelete()
 {
-    return access(directoryPath, W_OK) == 0;
+    return access(paths::quarantine, W_OK) == 0;
 }
 
 bool mayDelete(const std::string& name)

@@ -1,8 +1,8 @@
-#include "shell/instanceguard.h"
+#include "installation/instanceguard.h"
 
+#include "base/paths.h"
 #include "base/plainfile.h"
-#include "shell/paths.h"
-#include "shell/smallfile.h"
+#include "installation/smallfile.h"
 
 #include <cctype>
 #include <cerrno>

@@ -1,9 +1,9 @@
-#include "shell/userconf.h"
+#include "installation/userconf.h"
 
+#include "base/paths.h"
 #include "base/plainfile.h"
+#include "installation/smallfile.h"
 #include "sfl/sfl.h"
-#include "shell/paths.h"
-#include "shell/smallfile.h"
 
 #include <array>
 #include <cstdio>

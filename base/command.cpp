@@ -1,4 +1,4 @@
-#include "mainwindow/command.h"
+#include "base/command.h"
 
 #include <cerrno>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "shell/smallfile.h"
+#include "installation/smallfile.h"
 
 #include "base/uniquefd.h"
 

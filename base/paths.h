@@ -1,0 +1,34 @@
+#pragma once
+
+/// Every fixed path of the product, the one place to look for them. Paths of the engine may be replaced by
+/// configuration files.
+namespace paths {
+
+inline constexpr char installation[] = "/opt/Quillstone";
+inline constexpr char qsavConf[] = "/opt/Quillstone/etc/qsav.conf";
+inline constexpr char updatesConf[] = "/opt/Quillstone/etc/updates.conf";
+inline constexpr char versionFile[] = "/opt/Quillstone/etc/vardo-ver";
+inline constexpr char updateCrontab[] = "/opt/Quillstone/etc/qsavupdate";
+inline constexpr char vardoConf[] = "/opt/Quillstone/etc/vardo/vardo.conf";
+inline constexpr char scheduleStore[] = "/opt/Quillstone/etc/vardo/schedule.conf";
+inline constexpr char lastScan[] = "/opt/Quillstone/etc/vardo/.lastScan";
+inline constexpr char quarantineRecords[] = "/opt/Quillstone/etc/vardo/.quarantined";
+inline constexpr char newQuarantineRecords[] = "/opt/Quillstone/etc/vardo/.quarantined_tmp";
+inline constexpr char quarantineOpener[] = "/opt/Quillstone/etc/vardo/.rnWM.sh";
+inline constexpr char runAsRoot[] = "/opt/Quillstone/sbin/runasroot";
+inline constexpr char updateNow[] = "/opt/Quillstone/usr/bin/updatenow";
+inline constexpr char serviceSocket[] = "/opt/Quillstone/var/run/qsav";
+inline constexpr char servicePid[] = "/opt/Quillstone/var/run/qsav.pid";
+inline constexpr char guardFile[] = "/opt/Quillstone/var/run/vardogui.pid";
+inline constexpr char progressAnimation[] = "/opt/Quillstone/var/www/htdocs/images/VardoProgress.gif";
+
+inline constexpr char signatures[] = "/var/Quillstone/var/lib/signatures";
+inline constexpr char systemSignatures[] = "/var/lib/clamav";
+inline constexpr char updateTemp[] = "/var/Quillstone/var/tmp";
+inline constexpr char updateBackup[] = "/var/Quillstone/var/lib/signatures.old";
+inline constexpr char quarantine[] = "/var/Quillstone/var/quarantine/vardo";
+inline constexpr char logs[] = "/var/Quillstone/var/log";
+inline constexpr char updateLog[] = "/var/Quillstone/var/log/updates.log";
+inline constexpr char autoUpdateLog[] = "/var/Quillstone/var/log/autoupdate.log";
+
+} // namespace paths
