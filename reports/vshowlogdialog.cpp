@@ -1,5 +1,6 @@
 #include "reports/vshowlogdialog.h"
 
+#include "kit/backgrounds.h"
 #include "kit/dialogheader.h"
 #include "kit/palettes.h"
 #include "kit/vpushbutton.h"
@@ -17,8 +18,6 @@
 
 namespace {
 
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
-
 /// A log up to this size is read at once. A larger one is read as it is scrolled, and so must stay open.
 constexpr qint64 readAtOnce = 128 << 20;
 constexpr qint64 chunkSize = 200 << 10;
@@ -34,7 +33,7 @@ QFont logFont()
 } // namespace
 
 VShowLogDialog::VShowLogDialog(QWidget* parent, const char* /*name*/, bool modal, Qt::WindowFlags flags)
-    : RoundedWindow<QDialog>(background, true, parent, flags)
+    : RoundedWindow<QDialog>(background::dialog, true, parent, flags)
 {
     setObjectName(QStringLiteral("VShowLogDialog"));
     setModal(modal);
@@ -42,14 +41,14 @@ VShowLogDialog::VShowLogDialog(QWidget* parent, const char* /*name*/, bool modal
     lblLogo->setGeometry(9, 7, 48, 48);
     lblTitle = makeTitleLabel(this);
     lblTitle->setGeometry(66, 19, 300, 32);
-    btnClose = makeCloseButton(this, background);
+    btnClose = makeCloseButton(this, background::dialog);
     btnClose->move(580, 7);
     // A log's bytes are shown as Latin-1, so that each of them is seen.
     textLog = new VTextPane(this, "textLog", TextRows::Encoding::Latin1);
     textLog->setGeometry(15, 70, 580, 300);
     textLog->setPalette(contentPalette());
     textLog->setFont(logFont());
-    btnOk = new VPushButton(QStringLiteral("button"), background, false, this, "btnOk");
+    btnOk = new VPushButton(QStringLiteral("button"), background::dialog, false, this, "btnOk");
     btnOk->setFixedSize(80, 32);
     btnOk->move(265, 378);
     for (const VPushButton* button : {btnClose, btnOk})

@@ -1,6 +1,7 @@
 #include "scan/vgetuseraction.h"
 
 #include "engine/interface.h"
+#include "kit/backgrounds.h"
 #include "kit/imagecollection.h"
 #include "kit/labels.h"
 #include "kit/visibletext.h"
@@ -15,8 +16,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 constexpr int longestShown = 27;
 
@@ -44,7 +43,7 @@ void setTexts(QAbstractButton* button, const QString& text, const QString& short
 } // namespace
 
 VGetUserAction::VGetUserAction(QWidget* parent, const char* /*name*/, bool modal, Qt::WindowFlags f)
-    : RoundedWindow<QDialog>(background, true, parent, f)
+    : RoundedWindow<QDialog>(background::dialog, true, parent, f)
 {
     setObjectName(QStringLiteral("VGetUserAction"));
     setModal(modal);
@@ -77,7 +76,7 @@ void VGetUserAction::buildActions()
     actionLayout->setContentsMargins(10, 10, 10, 10);
     actionLayout->setSpacing(10);
     const auto addLink = [this](const char* name, int column, int width, void (VGetUserAction::*slot)()) {
-        auto* link = new VLinkButton(background, this, name);
+        auto* link = new VLinkButton(background::dialog, this, name);
         link->setFixedSize(width, 34);
         connect(link, &VLinkButton::clicked, this, slot);
         actionLayout->addWidget(link, 0, column);
@@ -87,7 +86,8 @@ void VGetUserAction::buildActions()
     lnkDelete = addLink("lnkDelete", 1, 80, &VGetUserAction::deleteClicked);
     lnkRename = addLink("lnkRename", 2, 80, &VGetUserAction::renameClicked);
     lnkQuarantine = addLink("lnkQuarantine", 3, 100, &VGetUserAction::quarantineClicked);
-    btnScanCancel = new VPushButton(QStringLiteral("button"), background, false, this, "btnScanCancel");
+    btnScanCancel =
+        new VPushButton(QStringLiteral("button"), background::dialog, false, this, "btnScanCancel");
     btnScanCancel->setFixedSize(80, 32);
     connect(btnScanCancel, &VPushButton::clicked, this, &VGetUserAction::cancelScanClicked);
     actionLayout->addWidget(btnScanCancel, 1, 0, 1, 4, Qt::AlignHCenter);

@@ -1,5 +1,6 @@
 #include "scan/vmemscandialog.h"
 
+#include "kit/backgrounds.h"
 #include "kit/framelessflags.h"
 #include "kit/imagecollection.h"
 #include "kit/labels.h"
@@ -16,8 +17,6 @@
 #include <memory>
 
 namespace {
-
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 // Shared by the worker and the dialog.
 std::atomic<bool> Running = false;    ///< The worker is busy.
@@ -61,7 +60,7 @@ bool memScanThread::scanWanted()
 }
 
 VMemScanDialog::VMemScanDialog(QWidget* parent, const char* name, bool modal, Qt::WindowFlags f)
-    : RoundedWindow<QDialog>(background, false, parent, f)
+    : RoundedWindow<QDialog>(background::dialog, false, parent, f)
 {
     setObjectName(QLatin1StringView(name));
     setModal(modal);
@@ -97,7 +96,7 @@ void VMemScanDialog::build()
     lblAVInit->setWordWrap(true);
     scanLayout->addWidget(lblAVInit, 0, 1, 1, 2);
     scanLayout->addItem(new QSpacerItem(10, 5, QSizePolicy::Expanding, QSizePolicy::Minimum), 1, 1);
-    btnStop = new VPushButton(QStringLiteral("button"), background, false, this, "btnStop");
+    btnStop = new VPushButton(QStringLiteral("button"), background::dialog, false, this, "btnStop");
     btnStop->setFixedSize(80, 32);
     connect(btnStop, &VPushButton::clicked, this, &VMemScanDialog::stopScan);
     scanLayout->addWidget(btnStop, 1, 2);

@@ -1,5 +1,6 @@
 #include "scan/vprogresswidget.h"
 
+#include "kit/backgrounds.h"
 #include "kit/dialogheader.h"
 #include "kit/labels.h"
 #include "kit/palettes.h"
@@ -20,8 +21,6 @@
 
 namespace {
 
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
-
 constexpr int windowWidth = 560;
 constexpr int plainHeight = 236, plainRound = 20;
 constexpr int detailHeight = 390, detailRound = 9;
@@ -38,7 +37,7 @@ bool VProgressWidget::cancelScan = false;
 QApplication* VProgressWidget::qapp = nullptr;
 
 VProgressWidget::VProgressWidget(QWidget* parent, const char* name, Qt::WindowFlags f)
-    : RoundedWindow<QWidget>(background, true, parent, f)
+    : RoundedWindow<QWidget>(background::dialog, true, parent, f)
 {
     setObjectName(QStringLiteral("VProgressWidget"));
     mainLayout = new QVBoxLayout(this);
@@ -69,12 +68,12 @@ void VProgressWidget::buildTitle()
     titleLayout->addWidget(lblTitle, 0, 1, 2, 1, Qt::AlignCenter);
     hSpacer = new QSpacerItem(6, 3, QSizePolicy::Expanding, QSizePolicy::Minimum);
     titleLayout->addItem(hSpacer, 1, 2);
-    btnMinimize = new VPushButton(QStringLiteral("minimize"), background, false, this, "btnMinimize");
+    btnMinimize = new VPushButton(QStringLiteral("minimize"), background::dialog, false, this, "btnMinimize");
     btnMinimize->setFixedSize(23, 23);
     titleLayout->addWidget(btnMinimize, 0, 3);
     vSpacer = new QSpacerItem(3, 24, QSizePolicy::Minimum, QSizePolicy::Expanding);
     titleLayout->addItem(vSpacer, 1, 3);
-    btnClose = makeCloseButton(this, background);
+    btnClose = makeCloseButton(this, background::dialog);
     titleLayout->addWidget(btnClose, 0, 4);
     mainLayout->addLayout(titleLayout);
 }
@@ -121,10 +120,10 @@ void VProgressWidget::buildControls()
 {
     spacer = new QSpacerItem(1, 1, QSizePolicy::Minimum, QSizePolicy::Expanding);
     centerLayout->addItem(spacer, 4, 5);
-    lnkDetail = new VLinkButton(background, this, "lnkDetail");
+    lnkDetail = new VLinkButton(background::dialog, this, "lnkDetail");
     lnkDetail->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     centerLayout->addWidget(lnkDetail, 5, 0);
-    btnStop = new VPushButton(QStringLiteral("button"), background, false, this, "btnStop");
+    btnStop = new VPushButton(QStringLiteral("button"), background::dialog, false, this, "btnStop");
     btnStop->setFixedSize(80, 32);
     centerLayout->addWidget(btnStop, 5, 1, 1, 5, Qt::AlignRight);
     txtDetails = new VTextPane(this, "txtDetails");

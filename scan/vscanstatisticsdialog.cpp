@@ -1,5 +1,6 @@
 #include "scan/vscanstatisticsdialog.h"
 
+#include "kit/backgrounds.h"
 #include "kit/dialogheader.h"
 #include "kit/labels.h"
 #include "kit/vpushbutton.h"
@@ -12,8 +13,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 using Stats = QS_InterfaceScanStatistics;
 
@@ -72,7 +71,7 @@ const VScanStatisticsDialog::Counter VScanStatisticsDialog::counters[] = {
 
 VScanStatisticsDialog::VScanStatisticsDialog(QWidget* parent, const char* /*name*/, bool modal,
                                              Qt::WindowFlags f)
-    : RoundedWindow<QDialog>(background, true, parent, f)
+    : RoundedWindow<QDialog>(background::dialog, true, parent, f)
 {
     setObjectName(QStringLiteral("VScanStatisticsDialog"));
     setModal(modal);
@@ -111,7 +110,7 @@ void VScanStatisticsDialog::buildCounters()
         value->setObjectName(caption->objectName() + QStringLiteral("Value"));
         statLayout->addWidget(value, counter.row, counter.column + 1);
     }
-    btnOk = new VPushButton(QStringLiteral("button"), background, false, this, "btnOk");
+    btnOk = new VPushButton(QStringLiteral("button"), background::dialog, false, this, "btnOk");
     btnOk->setFixedSize(80, 32);
     connect(btnOk, &VPushButton::clicked, this, &VScanStatisticsDialog::close);
     statLayout->addWidget(btnOk, 7, 0, 1, 4, Qt::AlignHCenter);

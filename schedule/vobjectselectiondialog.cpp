@@ -1,6 +1,7 @@
 #include "schedule/vobjectselectiondialog.h"
 
 #include "engine/vardo.h"
+#include "kit/backgrounds.h"
 #include "kit/dialogheader.h"
 #include "kit/imagecollection.h"
 #include "kit/vmessagebox.h"
@@ -18,8 +19,6 @@
 #include <unistd.h>
 
 namespace {
-
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 using State = ObjectRow::State;
 
@@ -66,7 +65,7 @@ void append(const std::string& path, VardoObject*& head, VardoObject*& last)
 
 VObjectSelectionDialog::VObjectSelectionDialog(QWidget* parent, const char* name, bool modal,
                                                Qt::WindowFlags flags)
-    : RoundedWindow<QDialog>(background, true, parent, flags)
+    : RoundedWindow<QDialog>(background::dialog, true, parent, flags)
 {
     setObjectName(QLatin1StringView(name ? name : "VObjectSelectionDialog"));
     setModal(modal);
@@ -83,13 +82,13 @@ void VObjectSelectionDialog::buildWidgets()
     lblLogo->move(9, 7);
     lblTitle = makeTitleLabel(this);
     lblTitle->setGeometry(66, 19, 280, 32);
-    btnClose = makeCloseButton(this, background);
+    btnClose = makeCloseButton(this, background::dialog);
     btnClose->move(580, 7);
     lstDirView = new ObjectTree(this, "lstDirView");
     lstDirView->setGeometry(15, 70, 580, 323);
-    btnRefresh = new VPushButton(QStringLiteral("button"), background, false, this, "btnRefresh");
+    btnRefresh = new VPushButton(QStringLiteral("button"), background::dialog, false, this, "btnRefresh");
     btnRefresh->setGeometry(425, 403, 80, 32);
-    btnScan = new VPushButton(QStringLiteral("button"), background, false, this, "btnScan");
+    btnScan = new VPushButton(QStringLiteral("button"), background::dialog, false, this, "btnScan");
     btnScan->setGeometry(515, 403, 80, 32);
 }
 
