@@ -130,7 +130,7 @@ class TestScheduleDialog : public QObject
         QCOMPARE(find<QComboBox>("cmbWeekDay")->currentIndex(), now.date().dayOfWeek() % 7);
         QCOMPARE(enabled(), "MDHM-");
         find<QLineEdit>("editJobName")->setText("  night: 50% \u00FC;  ");
-        find<QSpinBox>("spinMin")->findChild<QLineEdit*>()->setText("7"); // typed, and not left
+        find<QSpinBox>("spinDate")->findChild<QLineEdit*>()->setText("0"); // typed, and not left
         QCOMPARE(said("btnSave"), saved);
         QVERIFY(!dialog->isVisible());
         const std::string name = "night: 50% \u00FC;";
@@ -141,7 +141,7 @@ class TestScheduleDialog : public QObject
                  std::vector<std::string>(
                      {"vSchedule " + name + ' ' + store, option(1, SCANACT_QUARANTINE),
                       option(7, SCANFLAG_DISINFECT), option(8, FREQ_ONCE), option(9, now.date().month()),
-                      option(10, now.date().day()), option(12, value("spinHour")), option(13, 7),
+                      option(10, 1), option(12, value("spinHour")), option(13, value("spinMin")),
                       "vSchedule::ClearObjectList", "vSchedule::AddObject /",
                       option(11, now.date().dayOfWeek() % 7), "vSchedule::GetScheduleName", saveCall + "0",
                       "vSchedule::~vSchedule"}));
