@@ -359,3 +359,14 @@ int vUpdate::SetOption(unsigned int id, void* value)
 {
     return transfer("vUpdate::SetOption", scriptedEngine().updateHeld, updateFields, id, value, true);
 }
+
+int vUpdate::DoUpdate(AVUpdateCallBack callback, AVUpdateContextData context, const char* arg)
+{
+    const int result = call("DoUpdate", shown(arg));
+    return scriptedEngine().updateRun ? scriptedEngine().updateRun(callback, context) : result;
+}
+
+void signal_update_term(int signal)
+{
+    call("signal_update_term", std::to_string(signal));
+}
