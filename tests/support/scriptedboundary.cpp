@@ -175,8 +175,7 @@ bool ScanConfig::MakeAlert(tm& date)
 {
     char day[32] = "";
     std::strftime(day, sizeof day, "%Y-%m-%d", &date);
-    call("MakeAlert", day);
-    return false;
+    return call("MakeAlert", day) > 0;
 }
 
 int ScanConfig::removeConfQoutes()
