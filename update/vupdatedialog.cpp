@@ -237,9 +237,7 @@ void VUpdateDialog::slotClosed()
 {
     if (!isUpdating)
         return;
-    const QString question = tr("Update process is running. Do you want to stop update process?");
-    if (vMessage(this, question, VMessageBox::Question, VMessageBox::BTN_YES, VMessageBox::BTN_NO) !=
-        VMessageBox::BTN_YES)
+    if (!vAsk(this, tr("Update process is running. Do you want to stop update process?")))
         return;
     isCancelled = true;
     signal_update_term(1);
