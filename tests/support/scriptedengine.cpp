@@ -128,6 +128,7 @@ void ScriptedEngine::reset()
     info = {};
     updateSaved = updateHeld = {};
     schedules.clear();
+    updateRun = nullptr;
     avLoaded = false;
 }
 
