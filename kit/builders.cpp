@@ -72,6 +72,19 @@ QLabel* heading(QWidget* parent, const char* name)
     return label;
 }
 
+QLabel* picture(QWidget* parent, const char* name, const char* image, QSize size)
+{
+    QLabel* label = plainLabel(parent, name);
+    label->setFixedSize(size);
+    label->setPixmap(vardoPixmap(QLatin1StringView(image)));
+    return label;
+}
+
+QLabel* logo(QWidget* window, const char* image)
+{
+    return picture(window, "lblLogo", image, {48, 48});
+}
+
 void setTextColour(QWidget* widget, QColor colour)
 {
     QPalette palette;
@@ -106,9 +119,7 @@ QTreeWidget* fileList(QWidget* parent, const char* name, const QStringList& colu
 
 QGridLayout* listGrid(QWidget* page, QTreeWidget* list, int columns)
 {
-    auto* grid = new QGridLayout(page);
-    grid->setContentsMargins(15, 15, 15, 15);
-    grid->setSpacing(10);
+    auto* grid = layout<QGridLayout>(15, 10, page);
     grid->addWidget(list, 0, 0, 1, columns);
     return grid;
 }
@@ -176,15 +187,14 @@ QComboBox* comboBox(QWidget* parent, const char* name, const QString& texture)
 
 QHBoxLayout* row(int spacing, std::initializer_list<QWidget*> widgets)
 {
-    auto* layout = new QHBoxLayout;
-    layout->setSpacing(spacing);
+    auto* row = layout<QHBoxLayout>(0, spacing);
     for (QWidget* widget : widgets) {
         if (widget)
-            layout->addWidget(widget);
+            row->addWidget(widget);
         else
-            layout->addItem(stretch());
+            row->addItem(stretch());
     }
-    return layout;
+    return row;
 }
 
 QGroupBox* groupBox(QWidget* parent, const char* name)

@@ -45,6 +45,11 @@ QLabel* separator(QWidget* parent, const char* name);
 QLabel* heading(QWidget* parent, const char* name);
 void setTextColour(QWidget* widget, QColor colour);
 
+/// The picture `image` in a label of that size.
+QLabel* picture(QWidget* parent, const char* name, const char* image, QSize size);
+/// The picture "lblLogo", 48 by 48, for a window's top left corner.
+QLabel* logo(QWidget* window, const char* image);
+
 /// A flat list in the content palette, whose last column takes what is left of the width.
 QTreeWidget* list(QWidget* parent, const char* name, const QStringList& columns);
 /// A list of files, newest first by its column 1; the user cannot change the order.
@@ -67,9 +72,19 @@ QSpinBox* spinBox(QWidget* parent, const char* name, int minimum, int maximum, i
 /// A choice out of texts, which the user cannot edit; empty at first.
 QComboBox* comboBox(QWidget* parent, const char* name, const QString& texture = background::combo);
 
+/// A layout with the same margin on all sides, of `owner` if there is one.
+template <class Layout>
+Layout* layout(int margin, int spacing, QWidget* owner = nullptr)
+{
+    auto* made = new Layout(owner);
+    made->setContentsMargins(margin, margin, margin, margin);
+    made->setSpacing(spacing);
+    return made;
+}
+
 /// Takes the room that is left in a row.
 QSpacerItem* stretch(int width = 100);
-/// Widgets side by side; a null one is a stretch.
+/// Widgets side by side, without a margin; a null one is a stretch.
 QHBoxLayout* row(int spacing, std::initializer_list<QWidget*> widgets);
 
 QGroupBox* groupBox(QWidget* parent, const char* name);
