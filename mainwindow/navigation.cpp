@@ -36,6 +36,8 @@ void VMainWidget::changeSelectionMenuText(int id)
         return;
     if (id == UpdatePage)
         showUpdateRunMode();
+    if (id == SchedulerPage)
+        displayScheduleList();
     if (id != ScanPage) {
         lnkLastScan->hide();
         lblLastScan->hide();

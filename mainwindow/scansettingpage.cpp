@@ -26,7 +26,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 #include <unistd.h>
 
@@ -35,22 +34,17 @@ using pages::ScanSetting;
 namespace {
 
 /// The entries of cmbScanAction, in order.
-constexpr struct
-{
-    const char* text;
-    unsigned int flag;
-    unsigned int action;
-} scanActions[] = {
-    {"Log only", SCANFLAG_NO_DISINFECT, SCANACT_LOG},
-    {"Disinfect (if not possible, Log)", SCANFLAG_DISINFECT, SCANACT_LOG},
-    {"Disinfect (if not possible, delete file)", SCANFLAG_DISINFECT, SCANACT_DELETE},
-    {"Disinfect (if not possible, Quarantine file)", SCANFLAG_DISINFECT, SCANACT_QUARANTINE},
-    {"Disinfect (if not possible, Rename file)", SCANFLAG_DISINFECT, SCANACT_RENAME},
-    {"Disinfect (if not possible Prompt Action)", SCANFLAG_DISINFECT, SCANACT_PROMPT},
-    {"Delete", SCANFLAG_NO_DISINFECT, SCANACT_DELETE},
-    {"Quarantine", SCANFLAG_NO_DISINFECT, SCANACT_QUARANTINE},
-    {"Rename", SCANFLAG_NO_DISINFECT, SCANACT_RENAME},
-    {"Ask user", SCANFLAG_NO_DISINFECT, SCANACT_PROMPT},
+constexpr ScanAction scanActions[] = {
+    {"Log only", SCANACT_LOG, SCANFLAG_NO_DISINFECT},
+    {"Disinfect (if not possible, Log)", SCANACT_LOG, SCANFLAG_DISINFECT},
+    {"Disinfect (if not possible, delete file)", SCANACT_DELETE, SCANFLAG_DISINFECT},
+    {"Disinfect (if not possible, Quarantine file)", SCANACT_QUARANTINE, SCANFLAG_DISINFECT},
+    {"Disinfect (if not possible, Rename file)", SCANACT_RENAME, SCANFLAG_DISINFECT},
+    {"Disinfect (if not possible Prompt Action)", SCANACT_PROMPT, SCANFLAG_DISINFECT},
+    {"Delete", SCANACT_DELETE, SCANFLAG_NO_DISINFECT},
+    {"Quarantine", SCANACT_QUARANTINE, SCANFLAG_NO_DISINFECT},
+    {"Rename", SCANACT_RENAME, SCANFLAG_NO_DISINFECT},
+    {"Ask user", SCANACT_PROMPT, SCANFLAG_NO_DISINFECT},
 };
 
 constexpr struct
@@ -66,20 +60,6 @@ constexpr struct
 };
 
 constexpr std::size_t logLocationSize = 2048;
-
-/// The entry for an action; one that is none of ours counts as quarantine.
-int actionIndex(unsigned int action, bool disinfect)
-{
-    const unsigned int flag = disinfect ? SCANFLAG_DISINFECT : SCANFLAG_NO_DISINFECT;
-    const auto find = [&](unsigned int wanted) {
-        return std::find_if(std::begin(scanActions), std::end(scanActions),
-                            [&](const auto& entry) { return entry.flag == flag && entry.action == wanted; });
-    };
-    auto found = find(action);
-    if (found == std::end(scanActions))
-        found = find(SCANACT_QUARANTINE);
-    return static_cast<int>(found - std::begin(scanActions));
-}
 
 } // namespace
 
@@ -161,9 +141,7 @@ void ScanSetting::languageChange()
     setScanOptionTexts(VMainWidget::tr);
     for (const auto& level : logLevels)
         (this->*level.button)->setText(VMainWidget::tr(level.text));
-    cmbScanAction->clear();
-    for (const auto& entry : scanActions)
-        cmbScanAction->addItem(VMainWidget::tr(entry.text));
+    setActions(VMainWidget::tr, cmbScanAction, scanActions);
 }
 
 void ScanSetting::connectTo(VMainWidget* window)
@@ -203,7 +181,7 @@ void VMainWidget::setOptions()
     if (scanner->ReadConfiguration(nullptr) < 0 || scanner->GetOption(SCANOPT_ACTION, &action) < 0 ||
         scanner->GetOption(SCANOPT_SCANOPTS, &flags) < 0)
         return;
-    cmbScanAction->setCurrentIndex(actionIndex(action, flags & SCANFLAG_DISINFECT));
+    cmbScanAction->setCurrentIndex(indexOfAction(scanActions, action, flags));
     showScanOptions(flags);
     showLogOptions(*scanner);
     unsigned char atStartup = 0;
@@ -251,7 +229,7 @@ bool VMainWidget::slotSaveScanSettings()
 void ScanSetting::takeScanOptions(Vardo& engine) const
 {
     const int index = std::max(0, cmbScanAction->currentIndex());
-    unsigned int flags = scanActions[index].flag | scanOptions(), action = scanActions[index].action;
+    unsigned int flags = scanActions[index].disinfect | scanOptions(), action = scanActions[index].action;
     engine.SetOption(SCANOPT_ACTION, &action);
     engine.SetActionData(paths::quarantine, renameExtension, true);
     if (action == SCANACT_RENAME)

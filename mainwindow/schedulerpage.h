@@ -1,6 +1,8 @@
 #pragma once
 
+class QByteArray;
 class QLabel;
+class QSpacerItem;
 class QTreeWidget;
 class QWidget;
 class VMainWidget;
@@ -18,9 +20,13 @@ struct Scheduler
     void languageChange();
     void connectTo(VMainWidget* window);
 
+    /// The name of the selected job, in its bytes; empty without a selection.
+    QByteArray selectedJob() const;
+
     QWidget* wgtstkScheduler = nullptr;
     QTreeWidget* lstSchedule = nullptr;
     QLabel* lblScheduleWarning = nullptr;
+    QSpacerItem* scheduleSpacer = nullptr;
     VPushButton* btnAddJob = nullptr;
     VPushButton* btnEditSchedule = nullptr;
     VPushButton* btnDeleteSchedule = nullptr;

@@ -140,7 +140,7 @@ void VMainWidget::init()
 
 std::vector<QWidget*> VMainWidget::notYetAvailable() const
 {
-    return {lnkUpdateNow, lnkUpdateNow1, btnAddJob, btnEditSchedule, btnDeleteSchedule, btnPurgeSchedule};
+    return {lnkUpdateNow, lnkUpdateNow1};
 }
 
 void VMainWidget::makeWidgetRound(int xRnd, int yRnd)

@@ -102,6 +102,16 @@ class VMainWidget : public RoundedWindow<QWidget>, private TitleArea, private Ma
     void slotScanEntire();
     void slotFullScan();
 
+    // Scheduler page
+    /// Lists the jobs of the schedule store as they are now.
+    void displayScheduleList();
+    void slotScheduleSelection();
+    void slotAddJob();
+    void slotEditSchedule();
+    void slotDeleteSchedule();
+    /// Removes the jobs that are over.
+    void slotPurgeJobs();
+
     // Scan settings page
     void showScanSetting();
     /// True when the configuration was saved, or when there is no engine to save it.
@@ -192,6 +202,10 @@ class VMainWidget : public RoundedWindow<QWidget>, private TitleArea, private Ma
     /// Lets the user choose in the tree. The list is the caller's to end with ClearList; null when the user
     /// left without a choice.
     __VardoObject* selectObjects();
+
+    // Scheduler page
+    /// Runs the editor, on the job of that name or without one on a new job.
+    void editJob(const char* name);
 
     // Title area and help page
     /// Opens `url` in the first browser of the configuration that starts. Returns 0, or -1 if none did.
