@@ -115,6 +115,7 @@ void VScheduleDialog::buildWidgets()
     buildOptionPage();
     btnSave = build::textButton(this, "btnSave");
     btnSave->move(475, 490);
+    btnSave->setDefault(true);
     btnCancel = build::textButton(this, "btnCancel");
     btnCancel->move(565, 490);
 }
@@ -160,7 +161,6 @@ void VScheduleDialog::buildObjectGroup()
     lstObjList->setObjectName(QLatin1StringView("lstObjList"));
     lstObjList->setPalette(contentPalette());
     lstObjList->setFixedSize(475, 100);
-    lstObjList->setUniformItemSizes(true);
     btnBrowse = build::textButton(btngrpObjects, "btnBrowse");
     btnRemove = build::textButton(btngrpObjects, "btnRemove");
     lstBoxLayout = build::layout<QGridLayout>(0, 10);
@@ -178,6 +178,7 @@ void VScheduleDialog::buildTimeGroup()
 {
     btngrpScheduleLayout = build::groupGrid(btngrpSchedule, 18, 6);
     for (int column = 0; const Frequency& frequency : frequencies) {
+        btngrpScheduleLayout->setColumnStretch(column, 1);
         this->*frequency.radio = new VRadioButton(btngrpSchedule, frequency.name);
         btngrpScheduleLayout->addWidget(this->*frequency.radio, 0, column++);
     }
@@ -186,7 +187,7 @@ void VScheduleDialog::buildTimeGroup()
         this->*time.spin =
             build::spinBox(btngrpSchedule, time.spinName, time.least, time.greatest, time.least);
         btngrpScheduleLayout->addWidget(this->*time.label, 1, column);
-        btngrpScheduleLayout->addWidget(this->*time.spin, 2, column++);
+        btngrpScheduleLayout->addWidget(this->*time.spin, 2, column++, Qt::AlignLeft);
     }
     lblDay = plainLabel(btngrpSchedule, "lblDay");
     cmbWeekDay = build::comboBox(btngrpSchedule, "cmbWeekDay", background::box);

@@ -127,6 +127,7 @@ void ScriptedEngine::reset()
     systemType = QS_KAVSystem;
     info = {};
     updateSaved = updateHeld = {};
+    schedules.clear();
     avLoaded = false;
 }
 
@@ -138,9 +139,9 @@ std::vector<std::string> ScriptedEngine::journal() const
 
 std::vector<std::string> ScriptedEngine::changes() const
 {
-    static constexpr std::array<std::string_view, 8> readers = {
+    static constexpr std::array<std::string_view, 7> readers = {
         "GetOption", "GetStatistics", "getConfigFile",      "VardoIsAVLoaded",
-        "ScanError", "LogMe",         "vUpdate::GetOption", "vSchedule::GetOption",
+        "ScanError", "LogMe",         "vUpdate::GetOption",
     };
     std::vector<std::string> kept;
     for (const std::string& text : journal()) {
