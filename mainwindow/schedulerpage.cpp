@@ -130,15 +130,25 @@ QString timeText(const Job& job)
     }
 }
 
+/// What is longer than its column stands whole in the tool tip.
+class JobRow : public QTreeWidgetItem
+{
+  public:
+    using QTreeWidgetItem::QTreeWidgetItem;
+
+    QVariant data(int column, int role) const override
+    {
+        return role == Qt::ToolTipRole ? literalToolTip(text(column)) : QTreeWidgetItem::data(column, role);
+    }
+};
+
 QTreeWidgetItem* makeRow(const Job& job, bool outdated)
 {
     const QString name = visibleText(shownText(job.name)), objects = job.objects.join(u',');
     const bool known = job.frequency < std::size(frequencies);
-    auto* row = new QTreeWidgetItem({outdated ? name + u'*' : name,
-                                     QLatin1StringView(known ? frequencies[job.frequency] : "Unknown"),
-                                     timeText(job), objects});
-    row->setToolTip(0, literalToolTip(name));
-    row->setToolTip(3, literalToolTip(objects));
+    auto* row = new JobRow({outdated ? name + u'*' : name,
+                            QLatin1StringView(known ? frequencies[job.frequency] : "Unknown"), timeText(job),
+                            objects});
     row->setData(0, nameRole, job.name);
     return row;
 }
