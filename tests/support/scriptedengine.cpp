@@ -127,8 +127,8 @@ void ScriptedEngine::reset()
     systemType = QS_KAVSystem;
     info = {};
     updateSaved = updateHeld = {};
-    schedules.clear();
     updateRun = nullptr;
+    schedules.clear();
     avLoaded = false;
 }
 
