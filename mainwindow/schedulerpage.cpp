@@ -23,6 +23,7 @@
 #include <QStringList>
 #include <QTreeWidget>
 
+#include <algorithm>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -130,7 +131,7 @@ QString timeText(const Job& job)
     }
 }
 
-/// What is longer than its column stands whole in the tool tip.
+/// What has no room in its column stands whole in the tool tip.
 class JobRow : public QTreeWidgetItem
 {
   public:
@@ -138,7 +139,15 @@ class JobRow : public QTreeWidgetItem
 
     QVariant data(int column, int role) const override
     {
-        return role == Qt::ToolTipRole ? literalToolTip(text(column)) : QTreeWidgetItem::data(column, role);
+        if (role != Qt::ToolTipRole)
+            return QTreeWidgetItem::data(column, role);
+        const QTreeWidget* list = treeWidget();
+        constexpr int margins = 8;
+        const int room =
+            std::min(list->columnWidth(column),
+                     list->viewport()->width() - list->header()->sectionViewportPosition(column));
+        const bool fits = list->fontMetrics().horizontalAdvance(text(column)) + margins <= room;
+        return fits ? QString() : literalToolTip(text(column));
     }
 };
 

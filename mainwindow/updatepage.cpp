@@ -38,9 +38,7 @@ void pages::Update::buildOn(QWidget* page)
     for (QWidget* link : {lnkUpdateSetting, lnkUpdateNow1})
         link->setEnabled(getgid() == 0);
 
-    auto* grid = new QGridLayout(page);
-    grid->setContentsMargins(40, 40, 40, 40);
-    grid->setSpacing(15);
+    auto* grid = build::layout<QGridLayout>(40, 15, page);
     grid->addWidget(lblUpdateConfiguration, 0, 0, 1, 4);
     grid->addWidget(lblLastUpdated, 1, 1);
     grid->addWidget(lblLastUpdatedDate, 1, 2);

@@ -70,9 +70,7 @@ void VMainWidget::buildMenu()
     btnScheduler = build::pictureButton(box, "btnScheduler", "scheduler", size, true);
     btnScan->setChecked(true);
 
-    auto* row = new QHBoxLayout(box);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(4);
+    auto* row = build::layout<QHBoxLayout>(0, 4, box);
     for (VPushButton* button : {btnScan, btnUpdate, btnScheduler}) {
         row->addWidget(button);
         btngrpMenu->addButton(button, row->count() - 1);
