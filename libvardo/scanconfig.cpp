@@ -1,9 +1,9 @@
 #include "engine/vardo.h"
 
 #include "base/paths.h"
+#include "base/replacefile.h"
 #include "libvardo/conffile.h"
 #include "libvardo/ownedtext.h"
-#include "libvardo/replacefile.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -338,6 +338,6 @@ int ScanConfig::removeConfQoutes()
     if (!ScanConfFile)
         return -1;
     struct stat status = {};
-    const auto text = vardo::readRegularFile(ScanConfFile, 1 << 20, status);
-    return text && vardo::replaceFile(ScanConfFile, vardo::withoutQuotes(text.value())) ? 0 : -1;
+    const auto text = base::readRegularFile(ScanConfFile, 1 << 20, status);
+    return text && base::replaceFile(ScanConfFile, vardo::withoutQuotes(text.value())) ? 0 : -1;
 }
