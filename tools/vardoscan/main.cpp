@@ -1,6 +1,8 @@
 #include "engine/vardo.h"
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/scan.h"
+#include "tools/vardoscan/schedule.h"
+#include "tools/vardoscan/telling.h"
 
 #include <csignal>
 #include <cstdio>
@@ -20,6 +22,14 @@ int printVersion(Options& options)
         std::strftime(date, sizeof date, "%Y-%m-%d %H:%M", &info.udate) > 0)
         std::printf("%lu signatures, version %s of %s\n", info.noOfSignature, info.version, date);
     return NothingFound;
+}
+
+int scanByHand(Options& options)
+{
+    const ScanResult result = scan(options);
+    if (const auto message = options.notify ? messageAbout(result, "") : std::nullopt)
+        tell(*message);
+    return result.exitCode;
 }
 
 } // namespace
@@ -49,8 +59,16 @@ int main(int argc, char** argv)
         return NothingFound;
     case Options::Task::Version:
         return printVersion(*options);
+    case Options::Task::Schedule:
+        return runSchedule(*options);
+    case Options::Task::Missed:
+        return runMissed(*options);
+    case Options::Task::ListSchedules:
+        return listSchedules(*options);
+    case Options::Task::RemakeCron:
+        return remakeCron();
     case Options::Task::Scan:
         break;
     }
-    return scan(*options).exitCode;
+    return scanByHand(*options);
 }
