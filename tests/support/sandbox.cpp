@@ -52,6 +52,15 @@ class Arguments
     void bind(const fs::path& from, const fs::path& to) { add("--ro-bind-try", from.string(), to.string()); }
     void bind(const fs::path& path) { bind(path, path); }
 
+    /// Makes a directory with all above it, for whoever one becomes inside.
+    void directory(const fs::path& path)
+    {
+        if (path.has_relative_path()) {
+            directory(path.parent_path());
+            add("--dir", path.string());
+        }
+    }
+
     /// Lets the file `path` have `content`.
     void file(const std::string& path, const char* content)
     {
@@ -79,6 +88,8 @@ class Arguments
 
 void addSystem(Arguments& bwrap)
 {
+    for (const char* top : {"/etc", "/opt", "/var"})
+        bwrap.directory(top);
     for (const char* top : {"/usr", "/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"}) {
         std::error_code none;
         if (fs::is_symlink(top, none))
@@ -102,8 +113,10 @@ void addBuild(Arguments& bwrap)
 {
     const fs::path tree = VARDO_TREE;
     const fs::path installed = "/opt/Quillstone";
-    bwrap.bind(VARDO_SOURCE_DIR);
-    bwrap.bind(VARDO_BINARY_DIR);
+    for (const char* path : {VARDO_SOURCE_DIR, VARDO_BINARY_DIR}) {
+        bwrap.directory(path);
+        bwrap.bind(path);
+    }
     bwrap.add("--bind-try", VARDO_PICTURES, VARDO_PICTURES);
     bwrap.bind(tree / "usr", installed / "usr");
     bwrap.bind(tree / "var/www", installed / "var/www");
