@@ -121,7 +121,7 @@ pid_t inChild(const std::function<void()>& work)
 
 } // namespace
 
-class TestSchedule : public QObject
+class TestScheduleStore : public QObject
 {
     Q_OBJECT
 
@@ -150,7 +150,7 @@ class TestSchedule : public QObject
     void manyJobsAreListedAtOnce();
 };
 
-void TestSchedule::aJobComesBackAsItWas()
+void TestScheduleStore::aJobComesBackAsItWas()
 {
     const std::vector<std::pair<unsigned, int>> values = {{SCHEDOPT_ACTION, SCANACT_RENAME},
                                                           {SCHEDOPT_SCANFLAGS, 0x7f6e},
@@ -189,7 +189,7 @@ void TestSchedule::aJobComesBackAsItWas()
     QCOMPARE(sandbox::readFile(cronFile), sandbox::readFile(ownCron));
 }
 
-void TestSchedule::results()
+void TestScheduleStore::results()
 {
     QCOMPARE(saveDaily("a"), 0);
     const std::string before = sandbox::readFile(store);
@@ -228,7 +228,7 @@ void TestSchedule::results()
     QCOMPARE(sandbox::readFile(store), before);
 }
 
-void TestSchedule::hostileNames()
+void TestScheduleStore::hostileNames()
 {
     const std::string hostile[] = {"a b",
                                    " a",
@@ -304,7 +304,7 @@ void TestSchedule::hostileNames()
     QCOMPARE(linesFor(cronFile, "--schedule="), 1);
 }
 
-void TestSchedule::objectsAreBytes()
+void TestScheduleStore::objectsAreBytes()
 {
     std::vector<std::string> objects;
     for (const std::string name : {"a;b,c", "#a", "\"q\" 'r'", "100%", "%41", "$(HOME)", "a\nb", "a\tb\r",
@@ -330,7 +330,7 @@ void TestSchedule::objectsAreBytes()
     QVERIFY(isWhole(cronFile));
 }
 
-void TestSchedule::singleRunsPass()
+void TestScheduleStore::singleRunsPass()
 {
     const auto job = open("once");
     std::time_t when = std::time(nullptr) + 3600;
@@ -357,7 +357,7 @@ void TestSchedule::singleRunsPass()
 }
 
 /// When one of the files cannot be written, all stay as they were.
-void TestSchedule::nothingIsHalfDone()
+void TestScheduleStore::nothingIsHalfDone()
 {
     const fs::path outOfReach[] = {cronFile, ownCron, store};
     QCOMPARE(saveDaily("a"), 0);
@@ -386,7 +386,7 @@ void TestSchedule::nothingIsHalfDone()
     QCOMPARE(contents(), before);
 }
 
-void TestSchedule::cronSeesEachChange()
+void TestScheduleStore::cronSeesEachChange()
 {
     std::set<std::time_t> times;
     for (int i = 0; i < 5; ++i) {
@@ -403,7 +403,7 @@ void TestSchedule::cronSeesEachChange()
     QCOMPARE(linesFor(cronFile, "root"), 0);
 }
 
-void TestSchedule::killedSavesLeaveWholeFiles()
+void TestScheduleStore::killedSavesLeaveWholeFiles()
 {
     std::srand(1);
     QCOMPARE(saveDaily("kept", false, 5), 0);
@@ -436,7 +436,7 @@ void TestSchedule::killedSavesLeaveWholeFiles()
     QCOMPARE(std::distance(fs::directory_iterator(store.parent_path()), {}), 3); // and vardo.conf
 }
 
-void TestSchedule::twoSaveAtOnce()
+void TestScheduleStore::twoSaveAtOnce()
 {
     std::vector<pid_t> children;
     for (const char* who : {"a", "b"})
@@ -455,7 +455,7 @@ void TestSchedule::twoSaveAtOnce()
 }
 
 /// Whatever the store holds, it is read or refused, and a save that succeeds keeps all of it.
-void TestSchedule::brokenStores()
+void TestScheduleStore::brokenStores()
 {
     for (int i = 0; i < 3; ++i)
         QCOMPARE(saveDaily("job " + std::to_string(i)), 0);
@@ -487,7 +487,7 @@ void TestSchedule::brokenStores()
 }
 
 /// What members of the group put into the directory of the store leads root nowhere else.
-void TestSchedule::plantedLinks()
+void TestScheduleStore::plantedLinks()
 {
     const fs::path victims = "/root/victims";
     const auto plant = [&](const fs::path& place) {
@@ -523,7 +523,7 @@ void TestSchedule::plantedLinks()
     QCOMPARE(std::distance(fs::directory_iterator(victims), {}), 1);
 }
 
-void TestSchedule::manyJobsAreListedAtOnce()
+void TestScheduleStore::manyJobsAreListedAtOnce()
 {
     QCOMPARE(saveDaily("job"), 0);
     const std::string one = sandbox::readFile(store);
@@ -544,7 +544,7 @@ int main(int argc, char** argv)
     if (!sandbox::inside())
         return sandbox::enterAsRoot(argv);
     QCoreApplication application(argc, argv);
-    TestSchedule test;
+    TestScheduleStore test;
     return QTest::qExec(&test, argc, argv);
 }
-#include "tst_schedule.moc"
+#include "tst_schedulestore.moc"
