@@ -7,6 +7,7 @@
 #include "jobs/crontab.h"
 #include "jobs/directory.h"
 #include "jobs/due.h"
+#include "jobs/stamps.h"
 #include "jobs/store.h"
 
 #include <algorithm>
@@ -109,8 +110,11 @@ Outcome saveJob(const Files& files, const Job& job, bool replace)
         if (!replace && std::any_of(store.jobs().begin(), store.jobs().end(), isTwin))
             return Outcome::Exists;
         const std::optional<std::string> changed = store.textWith(job);
-        text = changed.value_or("");
-        return changed ? Outcome::Done : Outcome::NotStored;
+        if (!changed)
+            return Outcome::NotStored;
+        text = *changed;
+        noteSaved(idOf(job.name), std::time(nullptr)); // without the note, nothing counts as missed yet
+        return Outcome::Done;
     });
 }
 

@@ -104,7 +104,7 @@ void addSystem(Arguments& bwrap)
     bwrap.file("/etc/group", group);
     bwrap.add("--dev", "/dev", "--proc", "/proc");
     for (const char* directory :
-         {"/tmp", "/home", "/root", "/opt/Quillstone", "/var/Quillstone", "/etc/init.d"})
+         {"/tmp", "/home", "/root", "/opt/Quillstone", "/var/Quillstone", "/etc/init.d", "/etc/cron.d"})
         bwrap.add("--tmpfs", directory);
     bwrap.bind("/var/cache/fontconfig");
 }
@@ -189,8 +189,9 @@ void makeInstallation()
 {
     const fs::path product = "/opt/Quillstone";
     const fs::path data = "/var/Quillstone/var";
-    for (const fs::path& directory : {product / "etc", product / "var/run", data, fs::path(stateDir),
-                                      homeOf(0), homeOf(1000), fs::path("/etc/init.d")})
+    for (const fs::path& directory :
+         {product / "etc", product / "var/run", data, fs::path(stateDir), homeOf(0), homeOf(1000),
+          fs::path("/etc/init.d"), fs::path("/etc/cron.d")})
         clearDirectory(directory);
     for (const char* directory : {"log/vardo", "quarantine/vardo", "lib/signatures"})
         fs::create_directories(data / directory);
