@@ -30,10 +30,9 @@ void giveAway(const fs::path& path, uid_t owner, gid_t group, mode_t mode)
 void make()
 {
     sandbox::makeInstallation();
-    for (const char* place : {paths::scheduleStamps, files, "/etc/cron.d"})
+    for (const char* place : {paths::scheduleStamps, files})
         fs::remove_all(place);
-    for (const char* place : {files, "/etc/cron.d"})
-        fs::create_directories(place);
+    fs::create_directories(files);
     sandbox::writeFile("/var/Quillstone/var/lib/signatures/marker.ndb",
                        "Vardo.Marker:0:*:" + QByteArray(marker).toHex().toStdString() + '\n');
     for (const char* place : {"/opt/Quillstone/etc", "/opt/Quillstone/etc/vardo", "/var/Quillstone/var/log",

@@ -10,6 +10,7 @@
 #include <QProcess>
 #include <QTest>
 
+#include <csignal>
 #include <ctime>
 #include <filesystem>
 
@@ -143,6 +144,7 @@ class TestSchedule : public QObject
     void runsLikeTheWindow();
     void scanOfTheComputerIsNoted();
     void onlyWhenItShould();
+    void endsInOrderWhenTold();
     void missedOnesRunOnce();
     void tellsPeopleAtTheirDesktops();
 };
@@ -217,6 +219,28 @@ void TestSchedule::onlyWhenItShould()
     QVERIFY(save(today));
     QCOMPARE(vardoscan(runOf(today)).code, 1);
     QVERIFY(!isThere("bad"));
+}
+
+void TestSchedule::endsInOrderWhenTold()
+{
+    const jobs::Job job = jobNamed("daily");
+    QVERIFY(save(job));
+    infect("bad");
+    QCOMPARE(vardoscan(runOf(job)).code, 1); // which leaves a service
+    const auto service = pid_t(std::stoi(sandbox::readFile(paths::servicePid)));
+    takeLogs();
+    ::kill(service, SIGSTOP);
+    QProcess process;
+    process.start(paths::vardoScan, runOf(job));
+    QTRY_COMPARE(listed(job)["running"], QJsonValue(true));
+    QTRY_VERIFY(!fs::is_empty(logs));
+    process.terminate();
+    const Outcome outcome = wait(process);
+    ::kill(service, SIGCONT);
+    QCOMPARE(outcome.code, 2);
+    QVERIFY(takeLogs().endsWith("\nScan cancelled before completion\n"));
+    QCOMPARE(listed(job)["running"], QJsonValue(false));
+    QCOMPARE(listed(job)["exit_status"], QJsonValue(2));
 }
 
 void TestSchedule::missedOnesRunOnce()
