@@ -33,6 +33,8 @@ inline UniqueFd openOrMakePlainFile(int directory, const char* name, int flags, 
         file = openPlainFile(directory, name, flags | O_CREAT | O_EXCL, mode);
         if (file)
             ::fchmod(file.get(), mode); // whatever the umask took away
+        else if (errno == EEXIST)
+            file = openPlainFile(directory, name, flags); // somebody else was faster
     }
     return file;
 }

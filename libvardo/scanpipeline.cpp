@@ -122,6 +122,7 @@ void ScanPipeline::done(std::uint64_t id, Verdict verdict)
     lock.unlock();
 
     ScanItem& item = *pending.item;
+    item.unread.drop(item.fd.get());
     struct stat status = {};
     const bool same = ::fstat(item.fd.get(), &status) == 0 && fileId(status) == item.id;
     if (verdict.status == SCANSTAT_CLEAN && !same)

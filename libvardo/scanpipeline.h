@@ -4,6 +4,7 @@
 #include "base/uniquefd.h"
 #include "libvardo/fileid.h"
 #include "libvardo/scansession.h"
+#include "libvardo/unreadpages.h"
 
 #include <atomic>
 #include <chrono>
@@ -61,6 +62,7 @@ struct ScanItem
     std::string leaf;                             ///< name in `parent`
     base::UniqueFd fd;                            ///< the opened file; closed early, as `parent`, when clean
     FileId id;                                    ///< the file's state when it was opened
+    UnreadPages unread;                           ///< dropped once there is a verdict
     std::uint64_t memory = 0;                     ///< bytes that the item keeps in memory
     std::shared_ptr<ScanOutcome> outcome;         ///< null for a directory and a process
 };

@@ -1,5 +1,6 @@
 #include "libvardo/scansession.h"
 
+#include "base/priority.h"
 #include "engine/interface.h"
 #include "libvardo/servicelink.h"
 #include "libvardo/threadsignals.h"
@@ -30,13 +31,23 @@ constexpr unsigned maxFailedStarts = 8; ///< in a row, then the session is given
 constexpr const char* crashedRemark = "not scanned: the scanner failed on this file";
 constexpr const char* lostRemark = "not scanned: the scanning service has ended";
 
+/// More than one a core only for whoever asks for them and may use all cores.
+unsigned workerCount(unsigned wanted)
+{
+    const unsigned cores = base::usableCores();
+    return wanted == 0 || (wanted > cores && cores < base::allCores()) ? cores : wanted;
+}
+
 qsavd::Begin beginMessage(const SessionOptions& options)
 {
+    const base::Priority priority = base::ownPriority();
     qsavd::Begin begin;
     begin.flags = (options.archives ? qsavd::ScanArchives : 0u) | (options.mails ? qsavd::ScanMails : 0u) |
                   (options.packed ? qsavd::ScanPacked : 0u) |
                   (options.heuristics ? qsavd::ScanHeuristics : 0u);
-    begin.workers = options.workers;
+    begin.workers = workerCount(options.workers);
+    begin.nice = static_cast<std::int16_t>(priority.nice);
+    begin.ioPriority = static_cast<std::uint16_t>(priority.io);
     begin.maxRecursion = options.maxRecursion;
     begin.maxFiles = options.maxFiles;
     begin.maxSeconds = options.maxSeconds;

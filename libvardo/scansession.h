@@ -32,7 +32,7 @@ struct SessionOptions
     std::uint32_t maxRecursion = 17;
     std::uint32_t maxFiles = 10000;
     std::uint32_t maxSeconds = 30; ///< per file; a watchdog kills the worker 5 s later
-    unsigned workers = 0;          ///< 0: one a core
+    unsigned workers = 0;          ///< 0: one for each core that the caller may use
 };
 
 /// What was found out about one file.
@@ -66,6 +66,7 @@ class ScanSession
     using DoneHandler = std::function<void(std::uint64_t id, Verdict verdict)>;
 
     /// Opens a session, starting the service if need be, which takes as long as loading the signatures.
+    /// Its workers have the priority of the calling thread, and are no more than the cores that it may use.
     /// `beat` as for startService.
     static base::Result<std::unique_ptr<ScanSession>> open(const ServicePaths& paths,
                                                            const SessionOptions& options, DoneHandler done,

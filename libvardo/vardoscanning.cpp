@@ -1,6 +1,7 @@
 #include "engine/vardo.h"
 
 #include "base/paths.h"
+#include "base/priority.h"
 #include "libvardo/enginesettings.h"
 #include "libvardo/enginestate.h"
 #include "libvardo/processwalker.h"
@@ -92,6 +93,7 @@ vardo::WalkOptions walkOptions(ScanConfig& config, unsigned int bits)
     walk.recurse = !(bits & SCANFLAG_NO_RECURSE);
     walk.followLinks = bits & SCANFLAG_FOLLOW_SYMLINKS;
     walk.crossFileSystems = bits & SCANFLAG_CROSS_FS;
+    walk.sparesMemory = base::ownPriority().readsWhenIdle();
     walk.extensions = extensionFilter(config, bits);
     if (bits & SCANFLAG_MAX_DEPTH)
         walk.maxDepth = option<unsigned char>(config, SCANOPT_MAXDEPTH);

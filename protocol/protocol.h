@@ -58,6 +58,7 @@ enum BeginFlags : std::uint32_t {
 };
 
 /// Client to service: the workers of this session, please. Sizes in bytes; out of range values are clamped.
+/// The workers go no further ahead of others than their client does.
 struct Begin
 {
     Kind kind = Kind::Begin;
@@ -67,7 +68,8 @@ struct Begin
     std::uint32_t maxRecursion = 0;
     std::uint32_t maxFiles = 0;
     std::uint32_t maxSeconds = 0;
-    std::uint32_t reserved = 0;
+    std::int16_t nice = 0;        ///< of the workers, 0 to 19
+    std::uint16_t ioPriority = 0; ///< likewise, as ioprio_set(2) takes it
     std::uint64_t maxFileSize = 0;
     std::uint64_t maxScanSize = 0;
 };

@@ -1,3 +1,4 @@
+#include "base/priority.h"
 #include "qsavd/endpoint.h"
 #include "qsavd/filescanner.h"
 #include "qsavd/service.h"
@@ -97,6 +98,13 @@ sigset_t servedSignals()
     return signals;
 }
 
+/// Who started us may stand back behind others, and has had us load like that; the next one need not.
+void standLikeOthers()
+{
+    base::takePriority({});
+    base::useAllCores();
+}
+
 bool toldToEnd()
 {
     sigset_t pending;
@@ -121,6 +129,7 @@ int serve(const Settings& settings, const Workspace& workspace, Listener& listen
         }
     });
     signatures.load();
+    standLikeOthers();
     Service service(listener.descriptor(), signalFd.get(), signatures, workspace, settings.idleLimit);
     service.run();
     return EXIT_SUCCESS;

@@ -40,6 +40,8 @@ class LineReader
     /// False at the end of the text.
     bool next(std::string& line);
     bool sawCarriageReturn() const { return carriageReturn_; }
+    /// Where in the text the next line begins.
+    std::size_t position() const { return at_; }
 
   private:
     std::string_view text_;
@@ -56,6 +58,7 @@ struct IniItem
     /// What stands behind the `=`: from the first to the closing quote, or else the rest of the line, in
     /// which a comment may follow. Escapes and $(NAME) are as written.
     std::string raw;
+    std::size_t start = 0; ///< where in the text its line begins
 };
 
 /// Takes an ini text apart. Keys before the first heading, comments and other lines are passed over.
@@ -82,6 +85,9 @@ class IniReader
 
 /// The lines above the end mark, each with a newline; empty when there is no end mark.
 std::string headOf(LineReader& lines);
+
+/// The value that a raw text stands for.
+std::string valueOf(const std::string& raw);
 
 /// Replaces each $(NAME) by the environment variable of that name in capitals, or by nothing.
 std::string substituted(std::string_view raw);
