@@ -1,89 +1,29 @@
 #include "base/paths.h"
-#include "jobs/change.h"
 #include "jobs/due.h"
 #include "jobs/stamps.h"
 #include "quarantine/record.h"
 #include "tests/support/sandbox.h"
+#include "tests/tools/schedulehome.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QTest>
 
+#include <csignal>
 #include <ctime>
 #include <filesystem>
-#include <functional>
-#include <memory>
 
-#include <grp.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+using namespace schedulehome;
 using Bytes = QByteArray;
 
 namespace {
 
-constexpr char marker[] = "a text that stands for something harmful";
-constexpr char files[] = "/home/tester/files";
 constexpr char logs[] = "/var/Quillstone/var/log/vardo";
-constexpr uid_t person = 1000;
-constexpr gid_t settingsGroup = 990; // qsconf
 constexpr std::time_t aDay = 24 * 3600;
-
-struct Outcome
-{
-    int code;
-    Bytes out;
-    Bytes err;
-};
-
-Outcome wait(QProcess& process)
-{
-    if (!process.waitForFinished(60000))
-        process.kill();
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
-/// As a person who is a member of the group that may change the settings.
-std::function<void()> asMember()
-{
-    return [] {
-        if (::setgroups(1, &settingsGroup) != 0 || ::setgid(person) != 0 || ::setuid(person) != 0)
-            ::_exit(99);
-    };
-}
-
-Outcome vardoscan(const QStringList& arguments, bool member = false)
-{
-    QProcess process;
-    if (member)
-        process.setChildProcessModifier(asMember());
-    process.start(paths::vardoScan, arguments);
-    return wait(process);
-}
-
-/// What a member does in a shell.
-void member(const std::string& script)
-{
-    QProcess shell;
-    shell.setChildProcessModifier(asMember());
-    shell.start("/bin/sh", {"-ec", QString::fromStdString(script)});
-    const Outcome outcome = wait(shell);
-    if (outcome.code != 0)
-        qFatal("%s: %s", script.c_str(), outcome.err.constData());
-}
-
-jobs::Job jobNamed(const std::string& name)
-{
-    jobs::Job job;
-    job.name = name;
-    job.frequency = FREQ_DAILY;
-    job.action = SCANACT_QUARANTINE;
-    job.objects = {files};
-    return job;
-}
 
 /// A single run at that time.
 jobs::Job once(const std::string& name, std::time_t at)
@@ -100,11 +40,6 @@ jobs::Job once(const std::string& name, std::time_t at)
     return job;
 }
 
-bool save(const jobs::Job& job)
-{
-    return jobs::saveJob({paths::scheduleStore, paths::scheduleCron}, job, true) == jobs::Outcome::Done;
-}
-
 QStringList runOf(const jobs::Job& job)
 {
     return {"--schedule=" + QString::fromStdString(jobs::idOf(job.name))};
@@ -115,16 +50,6 @@ void setHandled(const jobs::Job& job, std::time_t handled)
     auto stamps = jobs::Stamps::open();
     if (!stamps || !stamps.value().update(jobs::idOf(job.name), [=](jobs::Stamp& s) { s.handled = handled; }))
         qFatal("no stamps");
-}
-
-void infect(const char* name)
-{
-    sandbox::writeFile(fs::path(files) / name, marker);
-}
-
-bool isThere(const char* name)
-{
-    return fs::exists(fs::path(files) / name);
 }
 
 /// What --list-schedules says of a job.
@@ -215,28 +140,14 @@ class TestSchedule : public QObject
     Q_OBJECT
 
   private slots:
-    void init();
+    void init() { schedulehome::make(); }
     void runsLikeTheWindow();
     void scanOfTheComputerIsNoted();
     void onlyWhenItShould();
+    void endsInOrderWhenTold();
     void missedOnesRunOnce();
     void tellsPeopleAtTheirDesktops();
 };
-
-void TestSchedule::init()
-{
-    sandbox::makeInstallation();
-    fs::remove_all(paths::scheduleStamps);
-    fs::remove_all(files);
-    fs::create_directories(files);
-    fs::create_directories("/etc/cron.d");
-    sandbox::writeFile("/var/Quillstone/var/lib/signatures/marker.ndb",
-                       "Vardo.Marker:0:*:" + Bytes(marker).toHex().toStdString() + '\n');
-    const fs::path store = fs::path(paths::scheduleStore).parent_path();
-    QVERIFY(::chown(store.c_str(), settingsGroup, settingsGroup) == 0 && ::chmod(store.c_str(), 02775) == 0);
-    QVERIFY(::chown("/home/tester", person, person) == 0 && ::chmod("/tmp", 01777) == 0);
-    takeLogs();
-}
 
 void TestSchedule::runsLikeTheWindow()
 {
@@ -308,6 +219,28 @@ void TestSchedule::onlyWhenItShould()
     QVERIFY(save(today));
     QCOMPARE(vardoscan(runOf(today)).code, 1);
     QVERIFY(!isThere("bad"));
+}
+
+void TestSchedule::endsInOrderWhenTold()
+{
+    const jobs::Job job = jobNamed("daily");
+    QVERIFY(save(job));
+    infect("bad");
+    QCOMPARE(vardoscan(runOf(job)).code, 1); // which leaves a service
+    const auto service = pid_t(std::stoi(sandbox::readFile(paths::servicePid)));
+    takeLogs();
+    ::kill(service, SIGSTOP);
+    QProcess process;
+    process.start(paths::vardoScan, runOf(job));
+    QTRY_COMPARE(listed(job)["running"], QJsonValue(true));
+    QTRY_VERIFY(!fs::is_empty(logs));
+    process.terminate();
+    const Outcome outcome = wait(process);
+    ::kill(service, SIGCONT);
+    QCOMPARE(outcome.code, 2);
+    QVERIFY(takeLogs().endsWith("\nScan cancelled before completion\n"));
+    QCOMPARE(listed(job)["running"], QJsonValue(false));
+    QCOMPARE(listed(job)["exit_status"], QJsonValue(2));
 }
 
 void TestSchedule::missedOnesRunOnce()

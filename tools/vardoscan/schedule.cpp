@@ -71,7 +71,7 @@ int perform(const jobs::Job& job, const Options& asked, const ScheduleSettings& 
     return result.exitCode;
 }
 
-int run(const jobs::Job& job, jobs::Stamps& stamps, const Options& asked)
+int run(const jobs::Job& job, jobs::Stamps& stamps, const Options& asked, const ScheduleSettings& settings)
 {
     const std::string id = jobs::idOf(job.name);
     const auto held = stamps.hold(id);
@@ -85,8 +85,6 @@ int run(const jobs::Job& job, jobs::Stamps& stamps, const Options& asked)
     });
     if (!noted)
         return fail("cannot note the run: " + noted.error().text);
-    const ScheduleSettings settings = readScheduleSettings();
-    standBack(settings);
     return perform(job, asked, settings);
 }
 
@@ -145,7 +143,11 @@ int runSchedule(const Options& options)
     const jobs::Job* job = ready.store.value().findById(options.scheduleId);
     if (!job)
         return fail("there is no such scheduled scan any more: " + options.scheduleId);
-    return isRightDate(*job) ? run(*job, ready.stamps.value(), options) : NothingFound;
+    if (!isRightDate(*job))
+        return NothingFound;
+    const ScheduleSettings settings = readScheduleSettings();
+    standBack(settings);
+    return run(*job, ready.stamps.value(), options, settings);
 }
 
 int runMissed(const Options& options)
@@ -154,10 +156,12 @@ int runMissed(const Options& options)
     if (!ready)
         return SomethingWrong;
     forgetOthers(ready.store.value(), ready.stamps.value());
+    const ScheduleSettings settings = readScheduleSettings();
+    standBack(settings);
     int worst = NothingFound;
     for (const jobs::Job& job : ready.store.value().jobs()) {
         if (!wasInterrupted() && wasMissed(job, ready.stamps.value()))
-            worst = std::max(worst, run(job, ready.stamps.value(), options));
+            worst = std::max(worst, run(job, ready.stamps.value(), options, settings));
     }
     return worst;
 }

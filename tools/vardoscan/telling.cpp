@@ -89,10 +89,10 @@ std::string howItWent(const ScanResult& result)
     std::string text;
     if (result.unscanned() > 0)
         text += counted(result.unscanned(), "object") + " could not be scanned wholly.\n";
-    if (!result.error.empty())
-        text += "The scan failed: " + shown(result.error) + "\n";
-    else if (result.end == ScanResult::End::Stopped)
+    if (result.end == ScanResult::End::Stopped)
         text += "The scan was stopped before its end.\n";
+    else if (!result.error.empty())
+        text += "The scan failed: " + shown(result.error) + "\n";
     return text;
 }
 
