@@ -128,9 +128,9 @@ vardo::ActionPlan actionPlan(ScanConfig& config, const EngineState& state, const
 
 vardo::SessionFactory sessionFactory(const vardo::ServicePaths& paths)
 {
-    return [paths](const vardo::SessionOptions& options, vardo::ScanSession::DoneHandler done,
+    return [paths](const vardo::SessionOptions& options, vardo::ScanSession::Handlers handlers,
                    const std::function<bool()>& goesOn) {
-        return vardo::ScanSession::open(paths, options, std::move(done), goesOn);
+        return vardo::ScanSession::open(paths, options, std::move(handlers), goesOn);
     };
 }
 
