@@ -46,11 +46,13 @@ base::Result<std::unique_ptr<ScanSession>> ScanSession::open(const ServicePaths&
     base::UniqueFd wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!wake)
         return base::systemError();
-    auto control = beginSession(paths, begin, beat);
-    if (!control)
-        return control.error();
+    auto link = beginSession(paths, begin, beat);
+    if (!link)
+        return link.error();
+    if (handlers.opened)
+        handlers.opened(link.value().info);
     return std::unique_ptr<ScanSession>(std::make_unique<ServiceSession>(
-        paths, begin, std::move(control).value(), std::move(wake), std::move(handlers)));
+        paths, begin, std::move(link.value().socket), std::move(wake), std::move(handlers)));
 }
 
 } // namespace vardo

@@ -49,6 +49,7 @@ struct Verdict
 /// What a running service says of itself.
 struct ServiceInfo
 {
+    bool usable = false; ///< false: `remark` says why nothing can be scanned
     unsigned long signatures = 0;
     std::string remark;               ///< signature files that were left out, for a person; empty normally
     std::vector<std::string> leftOut; ///< their paths, as many as the service told
@@ -66,9 +67,12 @@ class ScanSession
 {
   public:
     /// Called on the session's thread. Must be quick: nothing else happens meanwhile, and a session
-    /// cannot end.
+    /// cannot end. Any may be empty, unless files are submitted.
     struct Handlers
     {
+        /// With what the service says of itself: on the opening thread first, and after each new start of
+        /// the service.
+        std::function<void(const ServiceInfo& info)> opened;
         /// For each submitted id, in any order, but not after `lost`.
         std::function<void(std::uint64_t id, Verdict verdict)> done;
         /// Once, when the service failed three times in a row, each time without a single verdict. `why`

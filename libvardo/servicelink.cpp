@@ -129,7 +129,7 @@ bool killSilent(int socket, const ServicePaths& paths)
 
 ServiceInfo infoOf(const qsavd::Hello& hello)
 {
-    ServiceInfo info{hello.signatures, std::string(qsavd::getText(hello.text)), {}};
+    ServiceInfo info{hello.usable != 0, hello.signatures, std::string(qsavd::getText(hello.text)), {}};
     std::istringstream lines{std::string(qsavd::getText(hello.leftOut))};
     for (std::string path; std::getline(lines, path);)
         info.leftOut.push_back(path);
@@ -199,8 +199,8 @@ base::Result<ServiceLink> linkToService(const ServicePaths& paths, const std::fu
     return base::Error{EIO, "The scanning service ended before it had loaded its signatures."};
 }
 
-base::Result<base::UniqueFd> beginSession(const ServicePaths& paths, const qsavd::Begin& begin,
-                                          const std::function<bool()>& beat)
+base::Result<ServiceLink> beginSession(const ServicePaths& paths, const qsavd::Begin& begin,
+                                       const std::function<bool()>& beat)
 {
     int failure = 0;
     // One that has just greeted may end in the next moment.
@@ -210,7 +210,7 @@ base::Result<base::UniqueFd> beginSession(const ServicePaths& paths, const qsavd
             return link.error();
         failure = qsavd::sendMessage(link.value().socket.get(), qsavd::asBytes(begin));
         if (failure == 0)
-            return std::move(link.value().socket);
+            return link;
     }
     return base::Error{failure, "The scanning service cannot be used: " + base::describeError(failure)};
 }
@@ -223,9 +223,9 @@ std::optional<ServiceInfo> askRunningService(const ServicePaths& paths)
         return {};
     const auto deadline = Clock::now() + briefPatience;
     const auto beat = [deadline] { return Clock::now() < deadline; };
-    const bool usable = awaitGreeting(socket.get(), briefPatience, beat, hello) == Greeting::Greeted &&
-                        hello.version == qsavd::protocolVersion && hello.usable != 0;
-    return usable ? std::optional(infoOf(hello)) : std::nullopt;
+    const bool told = awaitGreeting(socket.get(), briefPatience, beat, hello) == Greeting::Greeted &&
+                      hello.version == qsavd::protocolVersion;
+    return told ? std::optional(infoOf(hello)) : std::nullopt;
 }
 
 base::Result<ServiceInfo> startService(const ServicePaths& paths, bool wait,

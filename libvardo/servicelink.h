@@ -26,12 +26,11 @@ struct ServiceLink
 /// `beat` as for startService; an empty one is not called. Error code ECANCELED when it gave up.
 base::Result<ServiceLink> linkToService(const ServicePaths& paths, const std::function<bool()>& beat);
 
-/// The same, and asks for a session's workers. Gives the connection over which they come.
-base::Result<base::UniqueFd> beginSession(const ServicePaths& paths, const qsavd::Begin& begin,
-                                          const std::function<bool()>& beat);
+/// The same, and asks for a session's workers.
+base::Result<ServiceLink> beginSession(const ServicePaths& paths, const qsavd::Begin& begin,
+                                       const std::function<bool()>& beat);
 
-/// What the service of `paths` says of itself, if one runs that has its signatures; waits for no more than
-/// a moment.
+/// What the service of `paths` says of itself, if one runs and has loaded; waits for no more than a moment.
 std::optional<ServiceInfo> askRunningService(const ServicePaths& paths);
 
 /// Connects with the service of `paths`, which is started if need be, and no more.

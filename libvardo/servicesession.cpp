@@ -311,10 +311,13 @@ void ServiceSession::reopen()
     std::this_thread::sleep_for(reopenPause);
     auto link = beginSession(paths_, begin_, [this] { return !stopping(); });
     lastSign_ = Clock::now();
-    if (link)
-        control_ = std::move(link).value();
-    else if (link.error().code != ECANCELED)
+    if (link) {
+        control_ = std::move(link.value().socket);
+        if (handlers_.opened)
+            handlers_.opened(link.value().info);
+    } else if (link.error().code != ECANCELED) {
         lose(link.error().text);
+    }
 }
 
 void ServiceSession::fail(const ScanJob& job, const std::string& remark) const

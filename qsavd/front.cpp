@@ -221,8 +221,6 @@ void Front::readHolders()
 void Front::takeIntoUse(const Holder& loaded)
 {
     failures_ = 0;
-    if (current_ && current_->usable() && !loaded.usable())
-        return loaded.retire();
     if (current_)
         current_->retire();
     current_ = &loaded;

@@ -167,14 +167,19 @@ bool SignatureSet::leaveOutBadFiles(const SignatureDirectory& directory)
     // Each file by itself is fine: without knowing better, none of them can be used.
     for (const std::string& name : signatureFiles(directory))
         leftOut_.insert(directory.shown(name));
-    remark_ += directory.path + " was left out: its files do not go together. ";
+    addRemark(directory.path + " was left out: its files do not go together.");
     return leftOut_.size() != before;
+}
+
+void SignatureSet::addRemark(const std::string& text)
+{
+    remark_ += (remark_.empty() ? "" : " ") + text;
 }
 
 void SignatureSet::leaveOut(const std::string& path, const std::string& reason)
 {
     leftOut_.insert(path);
-    remark_ += path + " was left out: " + reason + ". ";
+    addRemark(path + " was left out: " + reason + ".");
 }
 
 } // namespace qsavd

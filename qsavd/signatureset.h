@@ -47,6 +47,7 @@ class SignatureSet
     bool loadLinked(cl_engine* engine, const SignatureDirectory& directory,
                     const std::vector<std::string>& names);
     bool leaveOutBadFiles(const SignatureDirectory& directory);
+    void addRemark(const std::string& text);
     void leaveOut(const std::string& path, const std::string& reason);
 
     std::vector<SignatureDirectory> directories_;

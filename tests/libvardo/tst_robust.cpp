@@ -1,3 +1,4 @@
+#include "engine/qsavinfo.h"
 #include "engine/vardo.h"
 #include "tests/qsavd/servicehome.h"
 
@@ -73,6 +74,7 @@ class TestRobust : public QObject
   private slots:
     void everyFileOnceWhoeverDies();
     void lostServiceIsTold();
+    void damagedSignaturesDoNotCount();
     void leavesNothingOpen();
 };
 
@@ -133,6 +135,29 @@ void TestRobust::lostServiceIsTold()
     QVERIFY2(error.contains("cannot go on") && error.contains("No signatures"), error.constData());
     QVERIFY(reported >= 200 && reported < count);
     QCOMPARE(engine.vardo.GetStatistics()->scFiles, unsigned(reported));
+}
+
+/// Whatever a file says of itself, it neither counts nor dates what is scanned with, and is named.
+void TestRobust::damagedSignaturesDoNotCount()
+{
+    Engine engine(1);
+    const QByteArray head =
+        "ClamAV-VDB:16 Sep 2021 08-32 -0400:62:6647427:90:" + QByteArray(32, 'f') + ":sig:builder:1631795562";
+    const QByteArray conf = QFile::encodeName(engine.home.path("qsav.conf"));
+    QVERIFY(QFile::remove(engine.home.path("signatures/test.ndb")));
+    const QString damaged = engine.home.write("signatures/main.cvd", head.leftJustified(2000));
+    QTRY_VERIFY(engine.vardo.VardoAVInit(conf, nullptr, true) == 0 && *engine.vardo.ScanError());
+    QVERIFY(QByteArray(engine.vardo.ScanError()).startsWith(QFile::encodeName(damaged) + " was left out: "));
+    qsavInfo info = {};
+    QCOMPARE(GetQSAVInfo(QS_BDESystem, conf, info), 0);
+    QCOMPARE(info.noOfSignature, 1ul);
+    QVERIFY2(QByteArray(info.version).startsWith("2") && qstrlen(info.version) == 8, info.version);
+    // With nothing left the initialisation fails.
+    QVERIFY(QFile::remove(engine.home.path("signatures/marker.ndb")));
+    QTRY_VERIFY(engine.vardo.VardoAVInit(conf, nullptr, true) < 0);
+    QVERIFY(QByteArray(engine.vardo.ScanError()).contains("No signatures"));
+    QVERIFY(QByteArray(engine.vardo.ScanError()).contains("main.cvd was left out: "));
+    QCOMPARE(GetQSAVInfo(QS_BDESystem, conf, info), -1);
 }
 
 /// Each scan gives back its threads and descriptors, and so does a scan that was stopped.

@@ -157,23 +157,28 @@ int scan(Options& options)
         return fail(interrupted ? "interrupted" : engine.ScanError());
     }
 
+    ScanEnding ending;
+    ending.leftOut = engine.ScanError();
+    if (!ending.leftOut.empty())
+        fail(ending.leftOut);
+
     Scan watched{Report(options), usesListedQuarantine(engine)};
     const auto start = std::chrono::steady_clock::now();
     const int result = options.memory ? engine.DoMemoryScan(onResult, &watched, true)
                                       : engine.DoScan(onResult, &watched, nullptr);
-    const auto duration =
+    ending.duration =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
+    ending.complete = result == 0;
+    ending.error = result < 0 ? engine.ScanError() : "";
     endLog(engine, options, result);
-    if (result < 0)
-        return fail(engine.ScanError());
+    watched.report.summary(*engine.GetStatistics(), ending);
     if (*engine.ScanError())
-        fail(engine.ScanError()); // what is not in the quarantine's list
-    watched.report.summary(*engine.GetStatistics(), duration, result != SCANRESULT_CANCELLED);
-    if (result == SCANRESULT_CANCELLED)
-        return SomethingWrong;
+        fail(engine.ScanError()); // besides failures what is not in the quarantine's list
     if (watched.report.foundSomething())
         return SomethingFound;
-    return missing > 0 || unlogged || watched.report.hadErrors() ? SomethingWrong : NothingFound;
+    const bool wrong =
+        missing > 0 || unlogged || watched.report.hadErrors() || !ending.complete || !ending.leftOut.empty();
+    return wrong ? SomethingWrong : NothingFound;
 }
 
 } // namespace
