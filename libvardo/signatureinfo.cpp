@@ -1,5 +1,6 @@
 #include "libvardo/signatureinfo.h"
 
+#include "base/signaturefolder.h"
 #include "libvardo/enginesettings.h"
 #include "libvardo/ownservice.h"
 #include "libvardo/servicelink.h"
@@ -107,7 +108,7 @@ std::vector<fs::path> signatureFiles(const std::string& directory)
 {
     std::vector<fs::path> files;
     std::error_code error;
-    for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
+    for (fs::directory_iterator entry(base::signatureFolder(directory), error), end; !error && entry != end;
          entry.increment(error)) {
         const std::string name = entry->path().filename();
         if (endsWithOneOf(name, databaseSuffixes) || endsWithOneOf(name, plainSuffixes))
@@ -127,7 +128,8 @@ std::optional<struct_qsavinfo> readSignatureInfo(const std::vector<std::string>&
     unsigned long signatures = 0;
     for (const std::string& directory : directories) {
         for (const fs::path& file : signatureFiles(directory)) {
-            const std::optional<Part> part = isOneOf(file, leftOut) ? std::nullopt : readPart(file);
+            const std::optional<Part> part =
+                isOneOf(fs::path(directory) / file.filename(), leftOut) ? std::nullopt : readPart(file);
             if (!part)
                 continue;
             signatures += part->signatures;

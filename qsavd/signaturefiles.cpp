@@ -1,5 +1,7 @@
 #include "qsavd/signaturefiles.h"
 
+#include "base/signaturefolder.h"
+
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -33,8 +35,12 @@ bool isSignatureFile(const fs::path& path)
 
 SignatureDirectory openSignatureDirectory(const std::string& path)
 {
-    SignatureDirectory directory{
-        path, base::UniqueFd(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)), {}};
+    constexpr int flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+    SignatureDirectory directory{path, base::UniqueFd(open(path.c_str(), flags)), {}};
+    // An update that could not exchange the directory has the new set inside.
+    if (directory.held && faccessat(directory.held.get(), base::installMarker, F_OK, 0) == 0)
+        if (const int next = openat(directory.held.get(), base::nextSet, flags | O_NOFOLLOW); next >= 0)
+            directory.held.reset(next);
     if (directory.held)
         directory.place = "/proc/self/fd/" + std::to_string(directory.held.get());
     return directory;
@@ -51,6 +57,24 @@ std::vector<std::string> signatureFiles(const SignatureDirectory& directory)
                 names.push_back(i->path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
+}
+
+std::string fingerprint(const SignatureDirectory& directory)
+{
+    std::string print;
+    for (const std::string& name : signatureFiles(directory)) {
+        struct stat info = {};
+        stat(directory.reached(name).c_str(), &info);
+        const auto numbers = {static_cast<long long>(info.st_dev), static_cast<long long>(info.st_ino),
+                              static_cast<long long>(info.st_size),
+                              static_cast<long long>(info.st_mtim.tv_sec),
+                              static_cast<long long>(info.st_mtim.tv_nsec)};
+        print += directory.shown(name);
+        for (const long long number : numbers)
+            print += " " + std::to_string(number);
+        print += "\n";
+    }
+    return print;
 }
 
 std::string refusal(const std::string& path)

@@ -21,11 +21,15 @@ struct SignatureDirectory
     std::string reached(const std::string& name) const { return place + "/" + name; }
 };
 
-/// Opens the directory that is at `path` now.
+/// Opens the directory in which the set of `path` is now.
 SignatureDirectory openSignatureDirectory(const std::string& path);
 
 /// The names of the files in it that libclamav would read, sorted.
 std::vector<std::string> signatureFiles(const SignatureDirectory& directory);
+
+/// What the directory holds: differs when a file of it is another one. A further name of the same file, as
+/// updates make them, is no difference.
+std::string fingerprint(const SignatureDirectory& directory);
 
 /// Why the file at `path` is not to be read; empty when it may be. Links are followed.
 std::string refusal(const std::string& path);

@@ -14,6 +14,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr int loadAttempts = 5;
+
 /// Turns off the unpacking of packed executables and nothing else: all bits of PE but those.
 constexpr std::string_view noUnpacking = "PE:0xF001F\n";
 
@@ -45,14 +47,43 @@ struct ScopedDirectory
 
 } // namespace
 
-SignatureSet::SignatureSet(const std::vector<std::string>& directories, std::string temporary)
-    : temporary_(std::move(temporary))
+SignatureSet::SignatureSet(std::vector<std::string> directories, std::string temporary)
+    : paths_(std::move(directories))
+    , temporary_(std::move(temporary))
 {
-    for (const std::string& directory : directories)
-        directories_.push_back(openSignatureDirectory(directory));
+}
+
+void SignatureSet::openDirectories()
+{
+    directories_.clear();
+    for (const std::string& path : paths_)
+        directories_.push_back(openSignatureDirectory(path));
+}
+
+std::string SignatureSet::fingerprint() const
+{
+    std::string print;
+    for (const SignatureDirectory& directory : directories_)
+        print += qsavd::fingerprint(directory);
+    return print;
 }
 
 bool SignatureSet::load()
+{
+    bool usable = false;
+    for (int attempt = 0; attempt < loadAttempts; ++attempt) {
+        openDirectories();
+        leftOut_.clear();
+        remark_.clear();
+        fingerprint_ = fingerprint();
+        usable = loadOpened();
+        if (fingerprint() == fingerprint_)
+            break;
+    }
+    return usable;
+}
+
+bool SignatureSet::loadOpened()
 {
     for (const SignatureDirectory& directory : directories_)
         for (const std::string& name : signatureFiles(directory))
@@ -72,17 +103,17 @@ bool SignatureSet::load()
 
 cl_engine* SignatureSet::engine(bool packed, const std::function<void()>& tick)
 {
-    if (packed)
-        return unpacking_.get();
-    if (!notUnpacking_) {
+    if (!packed && !notUnpacking_ && unpacking_ && fingerprint() == fingerprint_) {
         const SignatureDirectory* failed = nullptr;
         const unsigned int count = count_;
         tick_ = tick;
         notUnpacking_ = loadOnce(false, failed);
         tick_ = {};
         count_ = count;
+        if (fingerprint() != fingerprint_)
+            notUnpacking_.reset();
     }
-    return notUnpacking_.get();
+    return packed || !notUnpacking_ ? unpacking_.get() : notUnpacking_.get();
 }
 
 EnginePtr SignatureSet::newEngine() const

@@ -23,11 +23,11 @@ using EnginePtr = std::unique_ptr<cl_engine, EngineDeleter>;
 class SignatureSet
 {
   public:
-    /// Takes the directories that are there now, whatever takes their places later. Uses `temporary`, an own
-    /// directory, while loading.
-    SignatureSet(const std::vector<std::string>& directories, std::string temporary);
+    /// Uses `temporary`, an own directory, while loading.
+    SignatureSet(std::vector<std::string> directories, std::string temporary);
 
-    /// Loads the set. False when nothing can be scanned with it; `remark` says why.
+    /// Loads what is in the directories now, whatever takes their places meanwhile, and once more when their
+    /// files changed under its hands. False when nothing can be scanned with it; `remark` says why.
     bool load();
 
     unsigned long count() const { return count_; }
@@ -37,10 +37,14 @@ class SignatureSet
     const std::set<std::string>& leftOut() const { return leftOut_; }
 
     /// The engine, with or without the unpacking of executables. The second is loaded when it is first
-    /// asked for, which takes as long as `load` and calls `tick` again and again; null when that fails.
+    /// asked for, which takes as long as `load` and calls `tick` again and again. When its files are gone by
+    /// then, the first stands in: it scans more than was asked for. Null when nothing was loaded.
     cl_engine* engine(bool packed, const std::function<void()>& tick = {});
 
   private:
+    void openDirectories();
+    std::string fingerprint() const;
+    bool loadOpened();
     EnginePtr newEngine() const;
     EnginePtr loadOnce(bool packed, const SignatureDirectory*& failed);
     bool loadDirectory(cl_engine* engine, const SignatureDirectory& directory);
@@ -50,7 +54,9 @@ class SignatureSet
     void addRemark(const std::string& text);
     void leaveOut(const std::string& path, const std::string& reason);
 
+    std::vector<std::string> paths_;
     std::vector<SignatureDirectory> directories_;
+    std::string fingerprint_; ///< of directories_, when they were loaded
     std::string temporary_;
     std::function<void()> tick_;
     std::set<std::string> leftOut_;

@@ -17,18 +17,11 @@ namespace {
 constexpr std::uint32_t watchedEvents =
     IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE | IN_CREATE | IN_ATTRIB | IN_ONLYDIR;
 
-std::string time(const timespec& t)
-{
-    return std::to_string(t.tv_sec) + "." + std::to_string(t.tv_nsec);
-}
-
-std::string describe(const std::string& path)
+/// Of the file at `path`, which a package exchanges by a rename.
+std::pair<dev_t, ino_t> identity(const std::string& path)
 {
     struct stat info = {};
-    if (stat(path.c_str(), &info) != 0)
-        return "missing\n";
-    return std::to_string(info.st_dev) + " " + std::to_string(info.st_ino) + " " +
-           std::to_string(info.st_size) + " " + time(info.st_mtim) + " " + time(info.st_ctim) + "\n";
+    return stat(path.c_str(), &info) == 0 ? std::pair(info.st_dev, info.st_ino) : std::pair<dev_t, ino_t>();
 }
 
 } // namespace
@@ -39,7 +32,7 @@ SignatureWatch::SignatureWatch(std::vector<std::string> directories)
 {
     std::error_code ignored;
     program_ = fs::read_symlink("/proc/self/exe", ignored).string();
-    state_ = describe(program_);
+    identity_ = identity(program_);
     watchAll();
 }
 
@@ -54,17 +47,14 @@ void SignatureWatch::readEvents()
 std::string SignatureWatch::fingerprint() const
 {
     std::string print;
-    for (const std::string& path : directories_) {
-        const SignatureDirectory directory = openSignatureDirectory(path);
-        for (const std::string& name : signatureFiles(directory))
-            print += directory.shown(name) + " " + describe(directory.reached(name));
-    }
+    for (const std::string& path : directories_)
+        print += qsavd::fingerprint(openSignatureDirectory(path));
     return print;
 }
 
 bool SignatureWatch::programChanged() const
 {
-    return describe(program_) != state_;
+    return identity(program_) != identity_;
 }
 
 void SignatureWatch::watchAll()

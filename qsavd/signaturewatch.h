@@ -4,7 +4,10 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include <sys/types.h>
 
 namespace qsavd {
 
@@ -32,8 +35,8 @@ class SignatureWatch
     std::vector<std::string> directories_;
     base::UniqueFd inotify_;
     std::map<std::string, int> watches_;
-    std::string program_; ///< path of our own program
-    std::string state_;   ///< of the program when we started
+    std::string program_;              ///< path of our own program
+    std::pair<dev_t, ino_t> identity_; ///< of the program when we started
 };
 
 } // namespace qsavd

@@ -1,3 +1,4 @@
+#include "base/signaturefolder.h"
 #include "engine/interface.h"
 #include "protocol/message.h"
 #include "protocol/socketaddress.h"
@@ -252,6 +253,12 @@ void TestLifecycle::noticesNewSignatures()
         QVERIFY(QDir(home.path("next")).removeRecursively());
     }
     QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Three"));
+    // And where it cannot exchange the directory.
+    const QString next = QString("signatures/") + base::nextSet;
+    QDir(home.path("")).mkdir(next);
+    home.addSignature(base::nextSet + QString("/new.ndb"), "Vardo.Four", "newly known danger");
+    home.write(QString("signatures/") + base::installMarker, "");
+    QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Four"));
 }
 
 void TestLifecycle::newSetComesBesideTheOldOne()
