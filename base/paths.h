@@ -26,8 +26,7 @@ inline constexpr char progressAnimation[] = "/opt/Quillstone/var/www/htdocs/imag
 
 inline constexpr char signatures[] = "/var/Quillstone/var/lib/signatures";
 inline constexpr char systemSignatures[] = "/var/lib/clamav";
-/// Root's alone: when jobs were saved and ran, and the lock of the schedule store.
-inline constexpr char scheduleStamps[] = "/var/Quillstone/var/lib/schedules";
+inline constexpr char scheduleStamps[] = "/var/Quillstone/var/lib/schedules"; // of root's alone
 inline constexpr char updateTemp[] = "/var/Quillstone/var/tmp";
 inline constexpr char updateBackup[] = "/var/Quillstone/var/lib/signatures.old";
 inline constexpr char quarantine[] = "/var/Quillstone/var/quarantine/vardo";
@@ -35,6 +34,10 @@ inline constexpr char logs[] = "/var/Quillstone/var/log";
 inline constexpr char updateLog[] = "/var/Quillstone/var/log/updates.log";
 inline constexpr char autoUpdateLog[] = "/var/Quillstone/var/log/autoupdate.log";
 
+/// What cron reads.
 inline constexpr char cronFile[] = "/etc/cron.d/vardo";
+/// What restarts cron, by the first of these names that there is.
+inline constexpr char cronScript[] = "/etc/init.d/cron";
+inline constexpr char crondScript[] = "/etc/init.d/crond";
 
 } // namespace paths

@@ -16,8 +16,8 @@ Result<std::string> readAll(int file, std::size_t most);
 /// The whole of a regular file of at most `most` bytes, and what the file is.
 Result<std::string> readRegularFile(const std::string& path, std::size_t most, struct stat& status);
 
-/// A file that is made to take the place of another one, or of none, in one step; gone again with this
-/// object unless it has.
+/// A file that is made to take the place of another one, or of none, in one step. Until it has, it goes with
+/// this object.
 class Replacement
 {
   public:
@@ -33,10 +33,10 @@ class Replacement
     int fd() const { return fd_.get(); }
 
     /// Gives the file its content and mode, safe on the disk. With `old`, owner and group are taken over as
-    /// far as that is allowed; what the old group was allowed is not for another one.
+    /// far as that is allowed; a group that cannot be taken over leaves its rights behind.
     bool fill(std::string_view text, mode_t mode, const struct stat* old = nullptr);
 
-    /// Replaces the target, unless that is a directory.
+    /// Replaces the target. False, with errno set, when that is a directory or may not be replaced.
     bool moveIntoPlace();
 
   private:

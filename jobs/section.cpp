@@ -1,6 +1,6 @@
 #include "jobs/section.h"
 
-#include "sfl/inifile.h"
+#include "sfl/inisyntax.h"
 
 #include <charconv>
 

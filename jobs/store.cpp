@@ -5,7 +5,7 @@
 #include "base/systemerror.h"
 #include "jobs/directory.h"
 #include "jobs/section.h"
-#include "sfl/inifile.h"
+#include "sfl/inisyntax.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,7 +1,7 @@
 #include "libvardo/conffile.h"
 
 #include "base/replacefile.h"
-#include "sfl/inifile.h"
+#include "sfl/inisyntax.h"
 #include "sfl/text.h"
 
 #include <algorithm>

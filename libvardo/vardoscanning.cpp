@@ -29,8 +29,8 @@ EngineState& stateOf(QS_AVPHandle handle)
     return *static_cast<EngineState*>(handle);
 }
 
-/// The installation's service is root's. A user whose configuration names no other has one in the same
-/// place as the user's own configuration would say.
+/// The installation's service is root's alone. A user whose configuration names that one gets the place that
+/// a configuration of the user's own would have.
 void leaveRootsService(vardo::ServicePaths& paths)
 {
     const passwd* user =

@@ -22,7 +22,7 @@ constexpr std::array<std::string_view, 39> signatureEndings{
     ".info", ".ioc",  ".ldb", ".ldu", ".mdb", ".mdu", ".msb", ".msu",  ".ndb",  ".ndu",
     ".pdb",  ".pwdb", ".rmd", ".sdb", ".sfp", ".wdb", ".yar", ".yara", ".zmd"};
 
-/// Turns off the unpacking of packed executables and nothing else: all bits of PE but those.
+/// Turns off the unpacking of packed executables alone: the bits of PE without those.
 constexpr std::string_view noUnpacking = "PE:0xF001F\n";
 
 bool isSignatureFile(const fs::path& path)

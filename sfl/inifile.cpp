@@ -1,6 +1,7 @@
 #include "sfl/inifile.h"
 
 #include "base/plainfile.h"
+#include "sfl/inisyntax.h"
 
 #include <algorithm>
 #include <array>

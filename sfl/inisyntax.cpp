@@ -1,4 +1,4 @@
-#include "sfl/inifile.h"
+#include "sfl/inisyntax.h"
 
 #include <algorithm>
 #include <cctype>

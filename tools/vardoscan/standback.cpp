@@ -5,7 +5,7 @@
 #include "base/priority.h"
 #include "base/replacefile.h"
 #include "jobs/directory.h"
-#include "sfl/inifile.h"
+#include "sfl/inisyntax.h"
 
 #include <algorithm>
 #include <cctype>
