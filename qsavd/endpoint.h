@@ -36,7 +36,8 @@ class PidFile
     bool record() const;
     /// Deletes the file, if it is still ours.
     void remove() const;
-    int descriptor() const { return file_.get(); }
+    /// Deletes it likewise, and leaves its place to another service.
+    void release();
 
   private:
     Place place_;

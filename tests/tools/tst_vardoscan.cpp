@@ -243,12 +243,29 @@ class TestVardoscan : public QObject
         QCOMPARE(unlogged.err, Bytes("vardoscan: cannot write a scan log below /proc\n"));
         QVERIFY(unlogged.out.contains("Clean objects        1\n")); // but scanned it is
         QVERIFY(QDir(place.home.path("signatures")).removeRecursively());
+        QTRY_COMPARE(place.run().code, 2); // once the service has noticed
         const Outcome outcome = place.run({"--log"});
         QCOMPARE(outcome.code, 2);
         QCOMPARE(outcome.out, Bytes());
         QVERIFY(outcome.err.startsWith("vardoscan: "));
         const Bytes log = place.takeLog();
         QVERIFY2(log.endsWith("\n\nSCAN ERROR: " + outcome.err.mid(11)), log.constData());
+    }
+
+    void damagedSignaturesAreTold()
+    {
+        Place place;
+        place.write("clean", "harmless");
+        place.home.write("signatures/main.cvd", Bytes(600, 'c'));
+        const Bytes told = QFile::encodeName(place.home.path("signatures/main.cvd")) + " was left out: ";
+        const Outcome outcome = place.run({"--json", "--log"});
+        QCOMPARE(outcome.code, 2);
+        QVERIFY2(outcome.err.startsWith("vardoscan: " + told), outcome.err.constData());
+        QVERIFY(outcome.objectsOfJson().last()["signatures_left_out"].toString().startsWith(told));
+        const Bytes log = place.takeLog();
+        QVERIFY2(log.contains("\nSIGNATURES: " + told), log.constData());
+        place.write("bad", ServiceHome::marker());
+        QCOMPARE(place.run().code, 1);
     }
 
     void logs_data()

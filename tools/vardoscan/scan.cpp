@@ -107,36 +107,40 @@ ScanResult failed(ScanResult result, const std::string& error)
     return result;
 }
 
-int exitCode(const ScanResult& result, const Report& report)
+int exitCode(const ScanResult& result, const Report& report, const ScanEnding& ending)
 {
-    if (result.end != ScanResult::End::Complete)
-        return SomethingWrong;
     if (report.foundSomething())
         return SomethingFound;
-    return result.missing > 0 || report.hadErrors() ? SomethingWrong : NothingFound;
+    const bool wrong =
+        result.missing > 0 || report.hadErrors() || !ending.complete || !ending.leftOut.empty();
+    return wrong ? SomethingWrong : NothingFound;
 }
 
 /// The scan itself, by an engine that is ready.
 void perform(Vardo& engine, const Options& options, ScanResult& result)
 {
+    ScanEnding ending;
+    ending.leftOut = engine.ScanError();
+    if (!ending.leftOut.empty())
+        fail(ending.leftOut);
     Scan watched{Report(options), usesListedQuarantine(engine)};
     const auto start = std::chrono::steady_clock::now();
     const int code = options.memory ? engine.DoMemoryScan(onResult, &watched, true)
                                     : engine.DoScan(onResult, &watched, nullptr);
-    const auto duration =
+    ending.duration =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
+    ending.complete = code == 0;
+    ending.error = code < 0 ? engine.ScanError() : "";
     endLog(engine, options, code);
     result.statistics = *engine.GetStatistics();
     result.found = watched.report.found();
+    result.error = ending.complete ? ending.leftOut : ending.error;
+    if (code >= 0)
+        result.end = ending.complete ? ScanResult::End::Complete : ScanResult::End::Stopped;
+    watched.report.summary(result.statistics, ending);
     if (*engine.ScanError())
-        fail(engine.ScanError()); // also what is not in the quarantine's list
-    if (code < 0) {
-        result.error = engine.ScanError();
-        return;
-    }
-    result.end = code == SCANRESULT_CANCELLED ? ScanResult::End::Stopped : ScanResult::End::Complete;
-    watched.report.summary(result.statistics, duration, result.end == ScanResult::End::Complete);
-    result.exitCode = exitCode(result, watched.report);
+        fail(engine.ScanError()); // besides failures what is not in the quarantine's list
+    result.exitCode = exitCode(result, watched.report, ending);
 }
 
 } // namespace
