@@ -106,17 +106,14 @@ void VMainWidget::slotAddJob()
 
 void VMainWidget::slotEditSchedule()
 {
-    QByteArray name = selectedJob();
-    // No name ends in a star: it is the mark of an outdated job.
-    while (name.endsWith('*'))
-        name.chop(1);
+    const QByteArray name = selectedJob();
     if (!name.isEmpty())
         editJob(name);
 }
 
 void VMainWidget::slotDeleteSchedule()
 {
-    const QByteArray name = selectedJob().replace('*', "");
+    const QByteArray name = selectedJob();
     if (name.isEmpty() ||
         !vAsk(this, tr("Do you want to delete the scheduled task?"), VMessageBox::BTN_YES, noDefault))
         return;

@@ -129,16 +129,9 @@ void VMainWidget::init()
     const bool maySchedule = getgid() == 0;
     btnScheduler->setVisible(maySchedule);
     btnScheduler->setEnabled(maySchedule);
-    for (QWidget* widget : notYetAvailable())
-        widget->setEnabled(false);
     showStatus();
     // The first round of the event loop shows the date of the last scan by it.
     btnScan->animateClick();
-}
-
-std::vector<QWidget*> VMainWidget::notYetAvailable() const
-{
-    return {lnkUpdateNow, lnkUpdateNow1};
 }
 
 void VMainWidget::makeWidgetRound(int xRnd, int yRnd)
