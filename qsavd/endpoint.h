@@ -28,8 +28,8 @@ class PidFile
 {
   public:
     /// Creates or takes over the file and locks it. Error code EWOULDBLOCK when another service has
-    /// it. Takes over only what can be nothing but a left pid file of our own: a plain file of ours
-    /// with a single name and a number in it.
+    /// it. Takes over only what is sure to be a pid file that we left: a plain file of ours with a
+    /// single name and a number in it.
     static base::Result<PidFile> acquire(const std::string& path);
 
     /// Writes our process id.

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int loadAttempts = 5;
 
-/// Turns off the unpacking of packed executables and nothing else: all bits of PE but those.
+/// Turns off the unpacking of packed executables alone: the bits of PE without those.
 constexpr std::string_view noUnpacking = "PE:0xF001F\n";
 
 cl_error_t tickOn(size_t, size_t, void* context)

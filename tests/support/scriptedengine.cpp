@@ -127,6 +127,8 @@ void ScriptedEngine::reset()
     systemType = QS_KAVSystem;
     info = {};
     updateSaved = updateHeld = {};
+    updateRun = nullptr;
+    schedules.clear();
     avLoaded = false;
 }
 

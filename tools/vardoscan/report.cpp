@@ -13,6 +13,7 @@
 namespace {
 
 constexpr std::chrono::milliseconds progressInterval{100};
+constexpr std::size_t mostNamed = 3;
 constexpr int foundBits = SCANSTAT_INFECTED | SCANSTAT_SUSPECTED | SCANSTAT_DISINFECTED | SCANSTAT_DELETED |
                           SCANSTAT_QUARANTINED | SCANSTAT_RENAMED | SCANSTAT_CURE_FAILED |
                           SCANSTAT_DELETE_FAILED | SCANSTAT_QUARANTINE_FAILED | SCANSTAT_RENAME_FAILED;
@@ -71,7 +72,8 @@ void Report::object(const char* name, int type, int status, const char* virus, c
     if (type == OBJTYPE_DIRECTORY || !scanlog::hasStatus(status))
         return showProgress(name);
     ++objects_;
-    found_ = found_ || (status & foundBits);
+    if (status & foundBits)
+        noteFound(name, virus);
     errors_ = errors_ || (status & SCANSTAT_ERROR);
     if (!options_.quiet && (options_.all || !(status & SCANSTAT_CLEAN))) {
         hideProgress();
@@ -80,6 +82,13 @@ void Report::object(const char* name, int type, int status, const char* virus, c
         std::fflush(stdout);
     }
     showProgress(name);
+}
+
+void Report::noteFound(const char* name, const char* virus)
+{
+    foundSomething_ = true;
+    if (found_.size() < mostNamed)
+        found_.push_back(std::string(name) + (virus ? std::string(" (") + virus + ")" : ""));
 }
 
 void Report::objectText(const char* name, int type, int status, const char* virus, const char* remark)

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 struct Options;
 
@@ -29,10 +30,13 @@ class Report
     /// The end of the scan.
     void summary(const QS_InterfaceScanStatistics& statistics, const ScanEnding& ending);
 
-    bool foundSomething() const { return found_; }
+    bool foundSomething() const { return foundSomething_; }
+    /// The names of the first things that were found, with those of the viruses.
+    const std::vector<std::string>& found() const { return found_; }
     bool hadErrors() const { return errors_; }
 
   private:
+    void noteFound(const char* name, const char* virus);
     void objectText(const char* name, int type, int status, const char* virus, const char* remark);
     void objectJson(const char* name, int type, int status, const char* virus, const char* remark);
     void summaryText(const QS_InterfaceScanStatistics& statistics, const ScanEnding& ending);
@@ -43,7 +47,8 @@ class Report
     const Options& options_;
     const bool progress_;
     bool progressShown_ = false;
-    bool found_ = false;
+    bool foundSomething_ = false;
+    std::vector<std::string> found_;
     bool errors_ = false;
     unsigned long objects_ = 0;
     std::string current_; ///< last name seen, for the progress
