@@ -2,11 +2,12 @@
 
 #include "libvardo/processwalker.h"
 
+#include <QFile>
+
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <utility>
 
 #include <sys/stat.h>
@@ -141,8 +142,8 @@ void ScanWorld::directory(const QByteArray& name)
 
 QByteArray ScanWorld::read(const QByteArray& path)
 {
-    std::ifstream stream(path.toStdString());
-    return QByteArray::fromStdString({std::istreambuf_iterator<char>(stream), {}});
+    QFile file(QFile::decodeName(path));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 QList<QByteArray> ScanWorld::list(const QByteArray& directory)
