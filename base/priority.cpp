@@ -72,8 +72,9 @@ void limitCores(unsigned count)
     ::sched_setaffinity(0, sizeof cores, &cores);
 }
 
-void useAllCores()
+void standLikeOthers()
 {
+    takePriority({});
     cpu_set_t cores;
     for (std::size_t core = 0; core < CPU_SETSIZE; ++core)
         CPU_SET(core, &cores);

@@ -31,7 +31,8 @@ unsigned usableCores();
 /// Lets the calling thread, and what it makes from now on, use `count` cores of those that it may use.
 void limitCores(unsigned count);
 
-/// Lets it use all that the machine gives to it.
-void useAllCores();
+/// Undoes what the process was started with: no nice value, which only root can undo, the usual I/O class,
+/// all cores.
+void standLikeOthers();
 
 } // namespace base

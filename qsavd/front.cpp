@@ -1,5 +1,7 @@
 #include "qsavd/front.h"
 
+#include "base/priority.h"
+
 #include <algorithm>
 #include <csignal>
 #include <fstream>
@@ -269,6 +271,8 @@ void Front::load()
     auto holder = Holder::start(settings_.signatureDirectories);
     if (holder) {
         holders_.push_back(std::move(holder).value());
+        // The first set is loaded at the pace of whoever started us; what comes then is for others too.
+        base::standLikeOthers();
         return;
     }
     fingerprint_.clear(); // so that it is tried again

@@ -20,13 +20,6 @@ namespace qsavd {
 
 namespace {
 
-/// Who started us may stand back behind others, and has had us load like that; the next one need not.
-void standLikeOthers()
-{
-    base::takePriority({});
-    base::useAllCores();
-}
-
 /// While it loads, which the library cannot be made to stop, requests to end do so at once.
 void letSignalsEnd(int how)
 {
@@ -56,7 +49,7 @@ int holdSet(int channel, const std::vector<std::string>& directories, const Work
     const Warmth warmth;
     SignatureSet signatures(directories, workspace.path());
     signatures.load();
-    standLikeOthers();
+    base::standLikeOthers(); // unlike whoever started the service
     const base::UniqueFd signalFd = servedSignals();
     if (!signalFd)
         return EXIT_FAILURE;
