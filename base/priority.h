@@ -16,8 +16,9 @@ struct Priority
 /// others counts as usual.
 Priority ownPriority();
 
-/// Gives the calling thread this priority. Only root gets back what it has given up on the processor.
-void takePriority(const Priority& priority);
+/// Gives the calling thread this priority, or another one of ours, by its id. Only root gets back what was
+/// given up on the processor.
+void takePriority(const Priority& priority, int thread = 0);
 
 /// The class of those who read only when nobody else does.
 int idleIo();
@@ -31,8 +32,7 @@ unsigned usableCores();
 /// Lets the calling thread, and what it makes from now on, use `count` cores of those that it may use.
 void limitCores(unsigned count);
 
-/// Undoes what the process was started with: no nice value, which only root can undo, the usual I/O class,
-/// all cores.
-void standLikeOthers();
+/// Lets it use all that the machine gives to it.
+void useAllCores();
 
 } // namespace base

@@ -226,6 +226,9 @@ void Front::takeIntoUse(const Holder& loaded)
     if (current_)
         current_->retire();
     current_ = &loaded;
+    // Who started us may stand back behind others, and has had us load like that; the next one need not. Only
+    // we can still say so for root's.
+    base::takePriority({}, loaded.pid());
     for (const base::UniqueFd& client : waiting_)
         current_->serve(client.get());
     waiting_.clear();
@@ -272,7 +275,8 @@ void Front::load()
     if (holder) {
         holders_.push_back(std::move(holder).value());
         // The first set is loaded at the pace of whoever started us; what comes then is for others too.
-        base::standLikeOthers();
+        base::takePriority({});
+        base::useAllCores();
         return;
     }
     fingerprint_.clear(); // so that it is tried again
