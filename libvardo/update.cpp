@@ -260,14 +260,3 @@ int vUpdate::SetOption(unsigned int id, void* value)
     };
     return set() ? 0 : -1;
 }
-
-// Downloading is not there yet: an update always fails, and so there is none to be stopped.
-
-int vUpdate::DoUpdate(AVUpdateCallBack, AVUpdateContextData, const char*)
-{
-    return UPDATE_ERROR;
-}
-
-void signal_update_term(int)
-{
-}

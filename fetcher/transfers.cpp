@@ -1,0 +1,396 @@
+#include "fetcher/transfers.h"
+
+#include "base/databasename.h"
+#include "fetcher/say.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <cstdarg>
+#include <cstdio>
+#include <map>
+#include <string_view>
+
+#include <dlfcn.h>
+
+#undef curl_easy_setopt // the macro of curl.h: we define the function
+
+namespace fetcher {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using SetOption = CURLcode (*)(CURL*, CURLoption, ...);
+using Perform = CURLcode (*)(CURL*);
+using Write = std::size_t (*)(char*, std::size_t, std::size_t, void*);
+
+constexpr auto betweenReports = std::chrono::milliseconds(50);
+constexpr std::size_t headLength = 512;
+constexpr long mostRedirects = 5;
+constexpr long slowest = 512; ///< bytes a second
+constexpr long long usualWait = 3600;
+
+/// One request of the library, as far as it must be known before and while it runs.
+struct Request
+{
+    CURL* easy = nullptr;
+    std::string url;
+    bool ranged = false;
+    Write write = nullptr;
+    void* target = nullptr;
+
+    bool isHead = false; ///< the head of a database, not all of it
+    std::string head;
+    bool tooLarge = false;
+    bool diskFull = false;
+};
+
+std::map<CURL*, Request> requests;
+Clock::time_point lastReport;
+
+template <class Function>
+Function realFunction(const char* name)
+{
+    return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
+}
+
+template <class Value>
+void setOption(CURL* easy, CURLoption option, Value value)
+{
+    static const auto real = realFunction<SetOption>("curl_easy_setopt");
+    real(easy, option, value);
+}
+
+std::string fileOf(std::string_view url)
+{
+    return std::string(url.substr(url.rfind('/') + 1));
+}
+
+std::string number(long long value)
+{
+    return std::to_string(value);
+}
+
+struct Words
+{
+    long code;
+    const char* text;
+    bool transient;
+};
+
+constexpr std::array httpWords{
+    Words{403, "the server refuses to give it (403)", false},
+    Words{404, "the server does not have it (404)", false},
+    Words{407, "the proxy wants a login, or another one (407)", false},
+};
+
+constexpr std::array curlWords{
+    Words{CURLE_COULDNT_RESOLVE_HOST, "the name of the server is not known", true},
+    Words{CURLE_COULDNT_RESOLVE_PROXY, "the name of the proxy is not known", true},
+    Words{CURLE_COULDNT_CONNECT, "the server cannot be reached", true},
+    Words{CURLE_OPERATION_TIMEDOUT, "the server does not answer, or is too slow", true},
+    Words{CURLE_PARTIAL_FILE, "the connection broke off", true},
+    Words{CURLE_RECV_ERROR, "the connection broke off", true},
+    Words{CURLE_GOT_NOTHING, "the server gave no answer", true},
+    Words{CURLE_TOO_MANY_REDIRECTS, "the server leads in a circle", false},
+    Words{CURLE_UNSUPPORTED_PROTOCOL, "the server leads to an address of another kind", false},
+    Words{CURLE_PEER_FAILED_VERIFICATION, "the server's certificate is not valid", false},
+    Words{CURLE_SSL_CACERT_BADFILE, "the file of certificates cannot be used", false},
+    Words{CURLE_SSL_CONNECT_ERROR, "no encrypted connection came about", false},
+    Words{CURLE_FILESIZE_EXCEEDED, "it is larger than allowed", false},
+};
+
+template <std::size_t Count>
+const Words* find(const std::array<Words, Count>& table, long code)
+{
+    const auto row =
+        std::find_if(table.begin(), table.end(), [code](const Words& w) { return w.code == code; });
+    return row == table.end() ? nullptr : row;
+}
+
+void noteFailure(const Request& request, const char* text, bool transient)
+{
+    transfers().failure = fileOf(request.url) + ": " + text;
+    transfers().transient = transient;
+}
+
+void noteStatus(const Request& request, long status)
+{
+    Transfers& t = transfers();
+    if (status == 429 || (status == 503 && t.wait > 0)) {
+        t.wait = t.wait > 0 ? t.wait : usualWait;
+        t.refused = true;
+        const std::string text =
+            "the server asks to wait for " + number(t.wait) + " seconds (" + number(status) + ")";
+        noteFailure(request, text.c_str(), false);
+        return;
+    }
+    t.wait = 0;
+    t.refused = t.refused || status == 403;
+    const Words* words = find(httpWords, status);
+    const std::string other =
+        (status >= 500 ? "the server has a fault of its own (" : "the server answers with (") +
+        number(status) + ")";
+    noteFailure(request, words ? words->text : other.c_str(), words ? words->transient : status >= 500);
+}
+
+void noteEnd(const Request& request, CURLcode code)
+{
+    Transfers& t = transfers();
+    long status = 0;
+    curl_off_t wait = 0;
+    curl_easy_getinfo(request.easy, CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_getinfo(request.easy, CURLINFO_RETRY_AFTER, &wait);
+    t.wait = wait;
+    t.failure.clear();
+    if (request.tooLarge)
+        return noteFailure(request, "it is larger than allowed", false);
+    if (request.diskFull)
+        return noteFailure(request, "there is no room for it in the temporary directory", false);
+    if (status >= 400)
+        return noteStatus(request, status);
+    t.wait = 0;
+    if (code != CURLE_OK) {
+        const Words* words = find(curlWords, code);
+        noteFailure(request, words ? words->text : curl_easy_strerror(code), !words || words->transient);
+    }
+}
+
+bool isContent(CURL* easy)
+{
+    long status = 0;
+    curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+    return status == 200 || status == 206;
+}
+
+std::size_t writeOn(Request& request, char* data, std::size_t size)
+{
+    errno = 0;
+    const std::size_t written = request.write
+                                    ? request.write(data, 1, size, request.target)
+                                    : std::fwrite(data, 1, size, static_cast<std::FILE*>(request.target));
+    request.diskFull = written != size && (errno == ENOSPC || errno == EDQUOT);
+    return written;
+}
+
+/// Passes on what came; of a head no more than there is in one, as some servers send all.
+std::size_t onData(char* data, std::size_t, std::size_t size, void* context)
+{
+    auto& request = *static_cast<Request*>(context);
+    if (!request.isHead || !isContent(request.easy))
+        return writeOn(request, data, size);
+    const std::size_t wanted = std::min(size, headLength - request.head.size());
+    request.head.append(data, wanted);
+    const bool taken = wanted == 0 || writeOn(request, data, wanted) == wanted;
+    return taken && wanted == size ? size : CURL_WRITEFUNC_ERROR;
+}
+
+int onProgress(void* context, curl_off_t size, curl_off_t now, curl_off_t, curl_off_t)
+{
+    auto& request = *static_cast<Request*>(context);
+    Transfers& t = transfers();
+    request.tooLarge = static_cast<std::uint64_t>(now) > t.order->mostBytes;
+    if (request.tooLarge || request.isHead || now == 0 || !isContent(request.easy))
+        return request.tooLarge;
+    if (!t.counted)
+        t.total = size > 0 ? t.earlier + size : 0;
+    const bool due = Clock::now() - lastReport >= betweenReports;
+    if (due && t.earlier + now > t.shown && t.earlier + now < t.total) {
+        lastReport = Clock::now();
+        t.shown = t.earlier + now;
+        say(UPDATE_PROGRESS, t.total, t.earlier + now, "");
+    }
+    return 0;
+}
+
+void setLimits(CURL* easy)
+{
+    const update::FetchOrder& order = *transfers().order;
+    setOption(easy, CURLOPT_PROTOCOLS_STR, order.onlyHttps ? "https" : "http,https");
+    setOption(easy, CURLOPT_REDIR_PROTOCOLS_STR, order.onlyHttps ? "https" : "http,https");
+    setOption(easy, CURLOPT_MAXREDIRS, mostRedirects);
+    setOption(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(order.timeOut));
+    setOption(easy, CURLOPT_LOW_SPEED_LIMIT, slowest);
+    setOption(easy, CURLOPT_LOW_SPEED_TIME, static_cast<long>(order.timeOut));
+    setOption(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(order.mostBytes));
+    setOption(easy, CURLOPT_NOSIGNAL, 1L);
+}
+
+void setConnection(CURL* easy)
+{
+    const update::FetchOrder& order = *transfers().order;
+    setOption(easy, CURLOPT_CAINFO, order.authorities.c_str());
+    setOption(easy, CURLOPT_CAPATH, static_cast<char*>(nullptr));
+    setOption(easy, CURLOPT_HTTPPROXYTUNNEL, 0L);
+    setOption(easy, CURLOPT_PROXY, order.proxy.c_str());
+    setOption(easy, CURLOPT_NOPROXY, "");
+    if (!order.proxyUser.empty()) {
+        setOption(easy, CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_ANY));
+        setOption(easy, CURLOPT_PROXYUSERNAME, order.proxyUser.c_str());
+        setOption(easy, CURLOPT_PROXYPASSWORD, order.proxyPassword.c_str());
+    }
+}
+
+void watch(Request& request)
+{
+    setOption(request.easy, CURLOPT_WRITEFUNCTION, onData);
+    setOption(request.easy, CURLOPT_WRITEDATA, static_cast<void*>(&request));
+    setOption(request.easy, CURLOPT_XFERINFOFUNCTION, onProgress);
+    setOption(request.easy, CURLOPT_XFERINFODATA, static_cast<void*>(&request));
+    setOption(request.easy, CURLOPT_NOPROGRESS, 0L);
+}
+
+CURLcode performReally(CURL* easy)
+{
+    static const auto real = realFunction<Perform>("curl_easy_perform");
+    return real(easy);
+}
+
+/// The size of `url`, asked for with the settings of `like`; -1 when the server does not tell.
+curl_off_t sizeOf(const std::string& url, CURL* like)
+{
+    CURL* easy = curl_easy_duphandle(like);
+    if (!easy)
+        return -1;
+    curl_off_t size = -1;
+    setOption(easy, CURLOPT_URL, url.c_str());
+    setOption(easy, CURLOPT_NOBODY, 1L);
+    if (performReally(easy) != CURLE_OK || !isContent(easy) ||
+        curl_easy_getinfo(easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &size) != CURLE_OK)
+        size = -1;
+    curl_easy_cleanup(easy);
+    return size;
+}
+
+/// Before the first difference: how much all of them are.
+void countDifferences(const Request& request)
+{
+    Transfers& t = transfers();
+    const std::string stem = "/" + t.name + "-";
+    const std::size_t place = request.url.rfind(stem);
+    if (t.counted || place == std::string::npos || !request.url.ends_with(".cdiff") || !t.remote)
+        return;
+    unsigned version = 0;
+    const char* digits = request.url.data() + place + stem.size();
+    std::from_chars(digits, request.url.data() + request.url.size(), version);
+    curl_off_t all = 0;
+    for (; all >= 0 && version <= *t.remote; ++version) {
+        const auto size =
+            sizeOf(request.url.substr(0, place) + stem + number(version) + ".cdiff", request.easy);
+        all = size < 0 ? -1 : all + size;
+    }
+    t.counted = true;
+    t.total = all > 0 ? t.earlier + all : 0;
+}
+
+CURLcode perform(Request& request)
+{
+    Transfers& t = transfers();
+    if (t.refused)
+        return CURLE_ABORTED_BY_CALLBACK;
+    request.isHead = request.ranged && request.url.ends_with(".cvd");
+    setLimits(request.easy);
+    setConnection(request.easy);
+    watch(request);
+    countDifferences(request);
+    t.counted = t.counted && request.url.ends_with(".cdiff");
+    CURLcode code = performReally(request.easy);
+    if (request.isHead && request.head.size() == headLength)
+        code = CURLE_OK;
+    noteEnd(request, code);
+    curl_off_t size = 0;
+    curl_easy_getinfo(request.easy, CURLINFO_SIZE_DOWNLOAD_T, &size);
+    if (t.failure.empty() && !request.isHead)
+        t.earlier += size;
+    if (const auto version = base::databaseVersion(request.head); request.isHead && version)
+        t.initialised(*version);
+    return code;
+}
+
+void noteOption(Request& request, CURLoption option, void* value)
+{
+    switch (option) {
+    case CURLOPT_URL:
+        request.url = value ? static_cast<const char*>(value) : "";
+        break;
+    case CURLOPT_RANGE:
+        request.ranged = value != nullptr;
+        break;
+    case CURLOPT_WRITEFUNCTION:
+        request.write = reinterpret_cast<Write>(value);
+        break;
+    case CURLOPT_WRITEDATA:
+        request.target = value;
+        break;
+    default:
+        break;
+    }
+}
+
+} // namespace
+
+Transfers& transfers()
+{
+    static Transfers current;
+    return current;
+}
+
+Transfers Transfers::again() const
+{
+    Transfers next;
+    next.earlier = earlier;
+    next.shown = shown;
+    next.begun = begun;
+    return next;
+}
+
+void Transfers::initialised(unsigned version)
+{
+    if (!begun)
+        say(UPDATE_INITIALISED, 0, 0, order->server);
+    begun = true;
+    remote = version;
+}
+
+void Transfers::finished() const
+{
+    const long long all = std::max(earlier, shown);
+    if (all > 0)
+        say(UPDATE_PROGRESS, all, all, "");
+}
+
+bool interposed()
+{
+    return ::dlsym(RTLD_DEFAULT, "curl_easy_perform") == reinterpret_cast<void*>(&curl_easy_perform) &&
+           realFunction<void*>("curl_easy_perform") && realFunction<void*>("curl_easy_setopt");
+}
+
+} // namespace fetcher
+
+// In the places of the network library's own.
+
+extern "C" __attribute__((visibility("default"))) CURLcode curl_easy_setopt(CURL* easy, CURLoption option,
+                                                                            ...)
+{
+    va_list arguments;
+    va_start(arguments, option);
+    void* value = va_arg(arguments, void*); // every kind of value comes in a register of this size
+    va_end(arguments);
+    fetcher::Request& request = fetcher::requests[easy];
+    request.easy = easy;
+    fetcher::noteOption(request, option, value);
+    static const auto real = fetcher::realFunction<fetcher::SetOption>("curl_easy_setopt");
+    return real(easy, option, value);
+}
+
+extern "C" __attribute__((visibility("default"))) CURLcode curl_easy_perform(CURL* easy)
+{
+    const auto place = fetcher::requests.find(easy);
+    if (place == fetcher::requests.end())
+        return CURLE_FAILED_INIT;
+    fetcher::Request request = std::move(place->second);
+    fetcher::requests.erase(place);
+    return fetcher::perform(request);
+}
