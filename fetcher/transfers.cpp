@@ -5,15 +5,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <string_view>
 
 #include <dlfcn.h>
+#include <sys/statvfs.h>
 
 #undef curl_easy_setopt // the macro of curl.h: we define the function
 
@@ -167,11 +168,12 @@ bool isContent(CURL* easy)
 
 std::size_t writeOn(Request& request, char* data, std::size_t size)
 {
-    errno = 0;
     const std::size_t written = request.write
                                     ? request.write(data, 1, size, request.target)
                                     : std::fwrite(data, 1, size, static_cast<std::FILE*>(request.target));
-    request.diskFull = written != size && (errno == ENOSPC || errno == EDQUOT);
+    struct statvfs room = {};
+    request.diskFull = written != size && ::fstatvfs(temporaryFolder, &room) == 0 &&
+                       room.f_bavail * room.f_frsize < static_cast<unsigned long>(size);
     return written;
 }
 
@@ -218,6 +220,14 @@ void setLimits(CURL* easy)
     setOption(easy, CURLOPT_NOSIGNAL, 1L);
 }
 
+/// The network library decodes what logs in to a proxy.
+std::string escaped(CURL* easy, const std::string& text)
+{
+    const std::unique_ptr<char, decltype(&curl_free)> result(
+        curl_easy_escape(easy, text.data(), static_cast<int>(text.size())), curl_free);
+    return result ? result.get() : std::string();
+}
+
 void setConnection(CURL* easy)
 {
     const update::FetchOrder& order = *transfers().order;
@@ -228,8 +238,8 @@ void setConnection(CURL* easy)
     setOption(easy, CURLOPT_NOPROXY, "");
     if (!order.proxyUser.empty()) {
         setOption(easy, CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_ANY));
-        setOption(easy, CURLOPT_PROXYUSERNAME, order.proxyUser.c_str());
-        setOption(easy, CURLOPT_PROXYPASSWORD, order.proxyPassword.c_str());
+        setOption(easy, CURLOPT_PROXYUSERNAME, escaped(easy, order.proxyUser).c_str());
+        setOption(easy, CURLOPT_PROXYPASSWORD, escaped(easy, order.proxyPassword).c_str());
     }
 }
 

@@ -29,12 +29,6 @@ Interruption::Interruption(int caller)
     signals_.reset(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
-Interruption::~Interruption()
-{
-    const sigset_t set = endingSignals();
-    sigprocmask(SIG_UNBLOCK, &set, nullptr);
-}
-
 bool Interruption::interrupted()
 {
     return interrupted_ || (wait(-1, 0), interrupted_);

@@ -11,9 +11,6 @@ class Interruption
   public:
     /// `caller` is a socket whose other end says `stop`, or is closed; -1: there is none.
     explicit Interruption(int caller);
-    ~Interruption();
-    Interruption(const Interruption&) = delete;
-    Interruption& operator=(const Interruption&) = delete;
 
     /// True from the first word on. Never waits.
     bool interrupted();
