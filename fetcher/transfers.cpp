@@ -237,7 +237,9 @@ void setConnection(CURL* easy)
     setOption(easy, CURLOPT_PROXY, order.proxy.c_str());
     setOption(easy, CURLOPT_NOPROXY, "");
     if (!order.proxyUser.empty()) {
-        setOption(easy, CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_ANY));
+        // With each new connection for one request it decodes again, and finding out the kind takes two.
+        const bool onceOnly = (order.proxyUser + order.proxyPassword).find('%') != std::string::npos;
+        setOption(easy, CURLOPT_PROXYAUTH, static_cast<long>(onceOnly ? CURLAUTH_BASIC : CURLAUTH_ANY));
         setOption(easy, CURLOPT_PROXYUSERNAME, escaped(easy, order.proxyUser).c_str());
         setOption(easy, CURLOPT_PROXYPASSWORD, escaped(easy, order.proxyPassword).c_str());
     }
