@@ -172,6 +172,10 @@ void Installation::sweep()
         removeTree(live_.get(), base::nextSet);
     removeTree(state_.get(), nextName);
     removeTree(backupParent_.get(), backupName_ + freshSuffix);
+    for (const std::string& name : namesIn(state_.get())) {
+        if (name.ends_with(freshSuffix))
+            ::unlinkat(state_.get(), name.c_str(), 0);
+    }
 }
 
 base::Result<base::UniqueFd> Installation::beginNext()
@@ -269,7 +273,9 @@ base::Result<bool> Installation::putInPlaceByFiles()
             return failure("the new signatures: " + name);
     }
     syncFolder(inner.get());
-    if (!writeSmallFile(live_.get(), base::installMarker, "") || !syncFolder(live_.get()) || !finishByFiles())
+    const base::UniqueFd marker(
+        ::openat(live_.get(), base::installMarker, O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644));
+    if (!marker || !syncFolder(live_.get()) || !finishByFiles())
         return failure("the new signatures");
     return true;
 }

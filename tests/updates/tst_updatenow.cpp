@@ -32,6 +32,7 @@ class UpdateNowTest : public QObject
     void goesBack();
     void refuses_data();
     void refuses();
+    void takesNoOtherDatabase();
     void endsInTime();
     void waitsAsAsked();
     void endsOnAFullDisk();
@@ -136,6 +137,15 @@ void UpdateNowTest::refuses()
     QVERIFY2(outcome.reason.contains(reason), qPrintable(outcome.reason));
     QCOMPARE(machine.version(), installed);
     QCOMPARE(machine.leftovers(), "");
+}
+
+void UpdateNowTest::takesNoOtherDatabase()
+{
+    const Machine machine(mirror.address(), "Databases = daily\n");
+    fs::copy_file(database(3), mirror.folder() / "daily.cvd", fs::copy_options::overwrite_existing);
+    const Outcome outcome = machine.update();
+    QVERIFY2(outcome.reason.contains("another database"), qPrintable(outcome.reason));
+    QCOMPARE(namesIn(machine.live()), QStringList());
 }
 
 void UpdateNowTest::endsInTime()
