@@ -188,6 +188,11 @@ base::Result<base::UniqueFd> Installation::beginNext()
     return own;
 }
 
+void Installation::dropNext()
+{
+    removeTree(state_.get(), nextName);
+}
+
 base::Result<bool> Installation::backUp(const Interrupted& interrupted)
 {
     const std::string fresh = backupName_ + freshSuffix;
@@ -237,7 +242,7 @@ base::Result<bool> Installation::putInPlace(const Versions& replaced)
         std::swap(live_, next_);
         carryRest(replaced);
     }
-    removeTree(state_.get(), nextName);
+    dropNext();
     return true;
 }
 

@@ -35,6 +35,8 @@ class Installation
 
     /// Makes an empty directory for the next set.
     base::Result<base::UniqueFd> beginNext();
+    /// Removes it, where it was not put in place.
+    void dropNext();
 
     /// Copies the databases of the installed set into the place of the backup.
     base::Result<bool> backUp(const Interrupted& interrupted);

@@ -84,6 +84,8 @@ Run::~Run()
 {
     if (staging_)
         removeTree(temporary_.get(), stagingName_);
+    if (next_)
+        installation_->dropNext();
 }
 
 Outcome Run::update()

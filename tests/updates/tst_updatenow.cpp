@@ -146,6 +146,7 @@ void UpdateNowTest::takesNoOtherDatabase()
     const Outcome outcome = machine.update();
     QVERIFY2(outcome.reason.contains("another database"), qPrintable(outcome.reason));
     QCOMPARE(namesIn(machine.live()), QStringList());
+    QCOMPARE(machine.leftovers(), "");
 }
 
 void UpdateNowTest::endsInTime()
