@@ -11,6 +11,7 @@ inline constexpr char versionFile[] = "/opt/Quillstone/etc/vardo-ver";
 inline constexpr char updateCrontab[] = "/opt/Quillstone/etc/qsavupdate";
 inline constexpr char vardoConf[] = "/opt/Quillstone/etc/vardo/vardo.conf";
 inline constexpr char scheduleStore[] = "/opt/Quillstone/etc/vardo/schedule.conf";
+inline constexpr char scheduleCron[] = "/opt/Quillstone/etc/vardo/qsschedule.cron"; // read by nobody
 inline constexpr char lastScan[] = "/opt/Quillstone/etc/vardo/.lastScan";
 inline constexpr char quarantineRecords[] = "/opt/Quillstone/etc/vardo/.quarantined";
 inline constexpr char newQuarantineRecords[] = "/opt/Quillstone/etc/vardo/.quarantined_tmp";
@@ -30,5 +31,9 @@ inline constexpr char quarantine[] = "/var/Quillstone/var/quarantine/vardo";
 inline constexpr char logs[] = "/var/Quillstone/var/log";
 inline constexpr char updateLog[] = "/var/Quillstone/var/log/updates.log";
 inline constexpr char autoUpdateLog[] = "/var/Quillstone/var/log/autoupdate.log";
+
+/// What restarts cron, by the first of these names that there is.
+inline constexpr char cronScript[] = "/etc/init.d/cron";
+inline constexpr char crondScript[] = "/etc/init.d/crond";
 
 } // namespace paths
