@@ -1,5 +1,6 @@
 #include "libvardo/signatureinfo.h"
 
+#include "base/signaturefolder.h"
 #include "libvardo/enginesettings.h"
 #include "libvardo/servicelink.h"
 
@@ -63,14 +64,27 @@ std::optional<Part> readDatabase(std::string_view header)
     return part;
 }
 
+/// The day that a comment tells in which a set says when it was made: `# Made: 2026-11-21`. The times of its
+/// files are those of whoever installed it.
+std::optional<std::time_t> dayMade(const std::string& line)
+{
+    struct tm day = {};
+    if (!line.starts_with("#") || !::strptime(line.c_str(), "# Made: %Y-%m-%d", &day))
+        return {};
+    day.tm_isdst = -1;
+    return std::mktime(&day);
+}
+
 Part readPlain(std::istream& file, std::time_t changed)
 {
     Part part{false, 0, changed, {}};
-    for (std::string line; std::getline(file, line);)
+    for (std::string line; std::getline(file, line);) {
         part.signatures += !line.empty() && line.front() != '#' && line.front() != '\r';
+        part.made = dayMade(line).value_or(part.made);
+    }
     struct tm when = {};
     char version[16];
-    ::localtime_r(&changed, &when);
+    ::localtime_r(&part.made, &when);
     std::strftime(version, sizeof version, "%Y%m%d", &when);
     part.version = version;
     return part;
@@ -99,7 +113,7 @@ std::vector<fs::path> signatureFiles(const std::string& directory)
 {
     std::vector<fs::path> files;
     std::error_code error;
-    for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
+    for (fs::directory_iterator entry(base::signatureFolder(directory), error), end; !error && entry != end;
          entry.increment(error)) {
         const std::string name = entry->path().filename();
         if (endsWithOneOf(name, databaseSuffixes) || endsWithOneOf(name, plainSuffixes))

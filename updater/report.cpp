@@ -174,6 +174,7 @@ int Report::result(int code, const std::string& text)
         const std::string reason = text.empty() ? std::string() : jsonMember("reason", text);
         std::printf("{\"type\":\"result\",\"result\":\"%s\"%s}\n", ending.word, reason.c_str());
     } else if (code != UPDATE_DONE) {
+        std::fflush(stdout);
         std::fprintf(stderr, "updatenow: %s%s%s\n", ending.text, text.empty() ? "" : " ",
                      escapeForTerminal(text).c_str());
     } else if (!quiet_) {
