@@ -92,7 +92,7 @@ std::size_t lineEnds(std::string_view text, std::string_view format)
 }
 
 /// Escapes what would let a file's name pass for a line of the log, or command a terminal: control
-/// characters, and newlines within the text, unless all of them are the format's own.
+/// characters, and newlines within the text when the format does not have as many.
 std::string harmless(std::string_view text, std::string_view format)
 {
     const bool ownNewlines =

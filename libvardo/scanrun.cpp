@@ -74,7 +74,7 @@ base::Result<ScanEnd> runScan(const SessionFactory& openSession, const SessionOp
         if (const auto opened = pipeline.open(openSession, options); !opened)
             return opened.error().text;
         produce(pipeline);
-        return {};
+        return pipeline.failure();
     });
     const bool complete = reporter.run(pipeline);
     producer.join();

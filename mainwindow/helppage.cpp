@@ -44,9 +44,7 @@ void pages::Help::buildOn(QWidget* page)
     lnkForum = build::pictureLink(page, "lnkForum", "Quillstone_forum.jpg", wide);
     lblForum = plainLabel(page, "lblForum");
 
-    auto* grid = new QGridLayout(page);
-    grid->setContentsMargins(20, 20, 20, 20);
-    grid->setSpacing(10);
+    auto* grid = build::layout<QGridLayout>(20, 10, page);
     grid->setColumnStretch(1, 1);
     int row = 0;
     const std::pair<VLinkButton*, QLabel*> topics[] = {

@@ -55,9 +55,7 @@ void pages::Scan::buildOn(QWidget* page)
     lblSeperator_24 = build::separator(page, "lblSeperator_24");
     lnkQuarantine = build::link(page, "lnkQuarantine");
 
-    auto* rows = new QVBoxLayout(page);
-    rows->setContentsMargins(20, 20, 20, 20);
-    rows->setSpacing(6);
+    auto* rows = build::layout<QVBoxLayout>(20, 6, page);
     for (QWidget* widget :
          std::initializer_list<QWidget*>{lnkSelect, lnkScanHome, lnkScanEntire, lnkScanMem, lblLine})
         rows->addWidget(widget);

@@ -74,9 +74,7 @@ void ScanSetting::buildOn(QWidget* page)
     btnSaveScanSetting = build::textButton(page, "btnSaveScanSetting");
     btnCancelScanSetting = build::textButton(page, "btnCancelScanSetting");
 
-    auto* grid = new QGridLayout(page);
-    grid->setContentsMargins(15, 15, 15, 15);
-    grid->setSpacing(10);
+    auto* grid = build::layout<QGridLayout>(15, 10, page);
     grid->addWidget(lblInfectedAction, 0, 0);
     grid->addWidget(cmbScanAction, 0, 1);
     grid->addWidget(buildObjectGroup(page), 1, 0, 1, 2);
@@ -113,9 +111,7 @@ QWidget* ScanSetting::buildLogLevels(QWidget* parent)
     btngrpLogLevel = new QWidget(parent);
     btngrpLogLevel->setObjectName(QLatin1StringView("btngrpLogLevel"));
     lblLogLevel = plainLabel(btngrpLogLevel, "lblLogLevel");
-    auto* row = new QHBoxLayout(btngrpLogLevel);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(10);
+    auto* row = build::layout<QHBoxLayout>(0, 10, btngrpLogLevel);
     row->addWidget(lblLogLevel);
     for (const auto& level : logLevels)
         row->addWidget(this->*level.button = new VRadioButton(btngrpLogLevel, level.name));

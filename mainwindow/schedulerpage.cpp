@@ -23,6 +23,7 @@
 #include <QStringList>
 #include <QTreeWidget>
 
+#include <algorithm>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -130,7 +131,7 @@ QString timeText(const Job& job)
     }
 }
 
-/// What is longer than its column stands whole in the tool tip.
+/// What has no room in its column stands whole in the tool tip.
 class JobRow : public QTreeWidgetItem
 {
   public:
@@ -138,7 +139,15 @@ class JobRow : public QTreeWidgetItem
 
     QVariant data(int column, int role) const override
     {
-        return role == Qt::ToolTipRole ? literalToolTip(text(column)) : QTreeWidgetItem::data(column, role);
+        if (role != Qt::ToolTipRole)
+            return QTreeWidgetItem::data(column, role);
+        const QTreeWidget* list = treeWidget();
+        constexpr int margins = 8;
+        const int room =
+            std::min(list->columnWidth(column),
+                     list->viewport()->width() - list->header()->sectionViewportPosition(column));
+        const bool fits = list->fontMetrics().horizontalAdvance(text(column)) + margins <= room;
+        return fits ? QString() : literalToolTip(text(column));
     }
 };
 
@@ -257,17 +266,14 @@ void VMainWidget::slotAddJob()
 
 void VMainWidget::slotEditSchedule()
 {
-    QByteArray name = selectedJob();
-    // No name ends in a star: it is the mark of an outdated job.
-    while (name.endsWith('*'))
-        name.chop(1);
+    const QByteArray name = selectedJob();
     if (!name.isEmpty())
         editJob(name);
 }
 
 void VMainWidget::slotDeleteSchedule()
 {
-    const QByteArray name = selectedJob().replace('*', "");
+    const QByteArray name = selectedJob();
     if (name.isEmpty() ||
         !vAsk(this, tr("Do you want to delete the scheduled task?"), VMessageBox::BTN_YES, noDefault))
         return;

@@ -20,7 +20,8 @@ struct Scheduler
     void languageChange();
     void connectTo(VMainWidget* window);
 
-    /// The name of the selected job, in its bytes; empty without a selection.
+    /// The name of the selected job, in its bytes and without the mark of an outdated one; empty without a
+    /// selection.
     QByteArray selectedJob() const;
 
     QWidget* wgtstkScheduler = nullptr;

@@ -87,6 +87,7 @@ void TitleArea::connectTo(VMainWidget* window)
                               {btnMinimize, &VMainWidget::showMinimized},
                               {lnkHelp, &VMainWidget::showHelpMenu},
                               {lnkFeedback, &VMainWidget::showFeedback},
+                              {lnkUpdateNow, &VMainWidget::showUpdateDialog},
                               {lnkLastScan, &VMainWidget::slotFullScan},
                           });
 }

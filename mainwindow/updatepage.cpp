@@ -2,15 +2,22 @@
 
 #include "engine/update.h"
 #include "kit/builders.h"
+#include "kit/framelessflags.h"
 #include "kit/labels.h"
+#include "kit/placement.h"
 #include "kit/texts.h"
 #include "kit/vlinkbutton.h"
+#include "kit/vmessagebox.h"
 #include "mainwindow/clicks.h"
 #include "mainwindow/vmainwidget.h"
+#include "update/updateoutcome.h"
+#include "update/vupdatedialog.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
+
+#include <memory>
 
 #include <unistd.h>
 
@@ -31,9 +38,7 @@ void pages::Update::buildOn(QWidget* page)
     for (QWidget* link : {lnkUpdateSetting, lnkUpdateNow1})
         link->setEnabled(getgid() == 0);
 
-    auto* grid = new QGridLayout(page);
-    grid->setContentsMargins(40, 40, 40, 40);
-    grid->setSpacing(15);
+    auto* grid = build::layout<QGridLayout>(40, 15, page);
     grid->addWidget(lblUpdateConfiguration, 0, 0, 1, 4);
     grid->addWidget(lblLastUpdated, 1, 1);
     grid->addWidget(lblLastUpdatedDate, 1, 2);
@@ -65,6 +70,7 @@ void pages::Update::connectTo(VMainWidget* window)
 {
     connectClicks(window, {
                               {lnkUpdateSetting, &VMainWidget::showUpdateSetting},
+                              {lnkUpdateNow1, &VMainWidget::slotUpdateNow},
                               {lnkViewUpdateLog, &VMainWidget::showUpdateLog},
                           });
 }
@@ -74,4 +80,26 @@ void VMainWidget::showUpdateRunMode()
     unsigned char automatic = 0;
     if (updateEngine().GetOption(UPDOPT_AUTOUPDATE, &automatic) == 0)
         lblUpdateRunModeValue->setText(automatic ? tr("Automatic") : tr("Manual"));
+}
+
+void VMainWidget::showUpdateDialog()
+{
+    if (getuid() != 0)
+        vMessage(this, tr("Login as root to download update."), VMessageBox::Critical, VMessageBox::BTN_OK);
+    else if (vAsk(this, tr("Should the virus signatures be updated now?")))
+        slotUpdateNow();
+}
+
+void VMainWidget::slotUpdateNow()
+{
+    if (scanInProgress)
+        return;
+    auto dialog = std::make_unique<VUpdateDialog>(this, nullptr, true, FRAMELESS_FLAGS);
+    updateInProgress = true;
+    centreOn(*dialog, *this);
+    const int result = dialog->exec();
+    dialog.reset();
+    showUpdateOutcome(this, result, tr);
+    updateInProgress = false;
+    showStatus();
 }

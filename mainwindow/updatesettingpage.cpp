@@ -59,9 +59,7 @@ void UpdateSetting::buildOn(QWidget* page)
 
     QHBoxLayout* alert = build::row(5, {chkDefAlert, spinDays, lblOldDays});
     alert->setStretchFactor(lblOldDays, 1);
-    auto* grid = new QGridLayout(page);
-    grid->setContentsMargins(20, 20, 20, 20);
-    grid->setSpacing(10);
+    auto* grid = build::layout<QGridLayout>(20, 10, page);
     grid->addLayout(build::row(4, {chkUpdate, updateTime, nullptr}), 0, 0, 1, 2);
     grid->addLayout(alert, 1, 0, 1, 2);
     grid->addWidget(buildConnectionGroup(page), 2, 0);
@@ -123,9 +121,7 @@ QFrame* UpdateSetting::buildProxyAuthGroup(QWidget* group)
     txtProxyPass = proxyEntry(grpProxyAuth, "txtProxyPass", noLimit);
     txtProxyPass->setEchoMode(QLineEdit::Password);
 
-    auto* grid = new QGridLayout(grpProxyAuth);
-    grid->setContentsMargins(0, 0, 0, 0);
-    grid->setSpacing(4);
+    auto* grid = build::layout<QGridLayout>(0, 4, grpProxyAuth);
     grid->addWidget(lblName, 0, 0);
     grid->addItem(build::stretch(160), 0, 1);
     grid->addWidget(txtProxyUser, 0, 2);

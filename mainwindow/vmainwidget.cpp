@@ -70,9 +70,7 @@ void VMainWidget::buildMenu()
     btnScheduler = build::pictureButton(box, "btnScheduler", "scheduler", size, true);
     btnScan->setChecked(true);
 
-    auto* row = new QHBoxLayout(box);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(4);
+    auto* row = build::layout<QHBoxLayout>(0, 4, box);
     for (VPushButton* button : {btnScan, btnUpdate, btnScheduler}) {
         row->addWidget(button);
         btngrpMenu->addButton(button, row->count() - 1);
@@ -131,16 +129,9 @@ void VMainWidget::init()
     const bool maySchedule = getgid() == 0;
     btnScheduler->setVisible(maySchedule);
     btnScheduler->setEnabled(maySchedule);
-    for (QWidget* widget : notYetAvailable())
-        widget->setEnabled(false);
     showStatus();
     // The first round of the event loop shows the date of the last scan by it.
     btnScan->animateClick();
-}
-
-std::vector<QWidget*> VMainWidget::notYetAvailable() const
-{
-    return {lnkUpdateNow, lnkUpdateNow1};
 }
 
 void VMainWidget::makeWidgetRound(int xRnd, int yRnd)

@@ -19,7 +19,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 class QApplication;
 class QButtonGroup;
@@ -119,6 +118,12 @@ class VMainWidget : public RoundedWindow<QWidget>, private TitleArea, private Ma
     void loadGlobalSettings();
     void slotBrowseLogLocation();
 
+    // Update page
+    /// Updates the signatures, after a question; tells who is not root that he may not.
+    void showUpdateDialog();
+    /// Updates the signatures and tells how that ended. Does nothing during a scan.
+    void slotUpdateNow();
+
     // Update settings page
     void showUpdateSetting();
     /// False when the input was refused or the update configuration was not saved.
@@ -177,8 +182,6 @@ class VMainWidget : public RoundedWindow<QWidget>, private TitleArea, private Ma
     void buildPages();
     void connectWidgets();
     void init();
-    /// The widgets that wait for what they start, disabled until then.
-    std::vector<QWidget*> notYetAvailable() const;
 
     // Navigation
     /// Asks whether modified settings are to be saved, if there are any. False when the user wanted that and

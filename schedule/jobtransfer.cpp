@@ -17,13 +17,32 @@
 #include <algorithm>
 #include <ctime>
 #include <new>
+#include <utility>
 
 // What moves between the editor's controls and the job in the engine.
 
 namespace {
 
-/// Where an item of the object list keeps the bytes of its path.
-constexpr int pathRole = Qt::UserRole;
+/// An item of the object list: the bytes of a path, and what stands for them on the screen.
+class ObjectItem : public QListWidgetItem
+{
+  public:
+    explicit ObjectItem(QByteArray name)
+        : path(std::move(name))
+    {
+    }
+
+    QVariant data(int role) const override
+    {
+        if (role == Qt::DisplayRole)
+            return visibleText(shownText(path));
+        if (role == Qt::ToolTipRole)
+            return literalToolTip(visibleText(shownText(path)));
+        return QListWidgetItem::data(role);
+    }
+
+    const QByteArray path;
+};
 
 /// By result, from -1 down.
 constexpr const char* saveFailures[] = {
@@ -31,9 +50,9 @@ constexpr const char* saveFailures[] = {
     "Invalid schedule time or date", "Error adding cron entry. Delete",
 };
 
-QByteArray pathOf(const QListWidgetItem& item)
+const QByteArray& pathAt(const QListWidget& list, int row)
 {
-    return item.data(pathRole).toByteArray();
+    return static_cast<const ObjectItem*>(list.item(row))->path;
 }
 
 /// The rule of the calendar, for the year as it is counted here.
@@ -148,7 +167,7 @@ bool VScheduleDialog::loadObjects()
     const int count = lstObjList->count();
     if (count == 0)
         return false;
-    if (count == 1 && pathOf(*lstObjList->item(0)).trimmed() == "/") {
+    if (count == 1 && pathAt(*lstObjList, 0).trimmed() == "/") {
         lstObjList->clear();
         rdoCheckAll->setChecked(true);
         checkAllChanged(1); // which a button that is on already does not tell
@@ -160,10 +179,7 @@ bool VScheduleDialog::loadObjects()
 
 void VScheduleDialog::addObject(const QByteArray& path)
 {
-    const QString shown = visibleText(shownText(path));
-    auto* item = new QListWidgetItem(shown, lstObjList);
-    item->setToolTip(literalToolTip(shown));
-    item->setData(pathRole, path);
+    lstObjList->addItem(new ObjectItem(path));
 }
 
 void VScheduleDialog::browseClicked()
@@ -191,7 +207,7 @@ void VScheduleDialog::browseClicked()
 void VScheduleDialog::addChosen(const QByteArray& path)
 {
     for (int row = 0; row < lstObjList->count(); ++row) {
-        if (pathOf(*lstObjList->item(row)) == path)
+        if (pathAt(*lstObjList, row) == path)
             continue;
         addObject(path);
         settingsChanged();
@@ -261,7 +277,7 @@ bool VScheduleDialog::giveObjects()
     if (rdoCheckAll->isChecked())
         schedule->AddObject("/");
     for (int row = 0; row < lstObjList->count() && rdoCheckBrowse->isChecked(); ++row)
-        schedule->AddObject(pathOf(*lstObjList->item(row)));
+        schedule->AddObject(pathAt(*lstObjList, row));
     return rdoCheckAll->isChecked() || lstObjList->count() > 0;
 }
 

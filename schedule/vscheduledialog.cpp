@@ -41,36 +41,11 @@ constexpr const char* weekDays[] = {"Sunday",   "Monday", "Tuesday", "Wednesday"
 using This = VScheduleDialog;
 
 const This::Frequency This::frequencies[] = {
-    {&This::rdoOnce,
-     "rdoOnce",
-     "Once",
-     FREQ_ONCE,
-     &This::scheduleOnceChanged,
-     {true, true, true, true, false}},
-    {&This::rdoHourly,
-     "rdoHourly",
-     "Hourly",
-     FREQ_HOURLY,
-     &This::scheduleHourlyChanged,
-     {false, false, false, true, false}},
-    {&This::rdoDaily,
-     "rdoDaily",
-     "Daily",
-     FREQ_DAILY,
-     &This::scheduleDailyChanged,
-     {false, false, true, true, false}},
-    {&This::rdoWeekly,
-     "rdoWeekly",
-     "Weekly",
-     FREQ_WEEKLY,
-     &This::scheduleWeekelyChanged,
-     {false, false, true, true, true}},
-    {&This::rdoMonthly,
-     "rdoMonthly",
-     "Monthly",
-     FREQ_MONTHLY,
-     &This::scheduleMonthlyChanged,
-     {false, true, true, true, false}},
+    {&This::rdoOnce, "rdoOnce", "Once", &This::scheduleOnceChanged, FREQ_ONCE, "++++-"},
+    {&This::rdoHourly, "rdoHourly", "Hourly", &This::scheduleHourlyChanged, FREQ_HOURLY, "---+-"},
+    {&This::rdoDaily, "rdoDaily", "Daily", &This::scheduleDailyChanged, FREQ_DAILY, "--++-"},
+    {&This::rdoWeekly, "rdoWeekly", "Weekly", &This::scheduleWeekelyChanged, FREQ_WEEKLY, "--+++"},
+    {&This::rdoMonthly, "rdoMonthly", "Monthly", &This::scheduleMonthlyChanged, FREQ_MONTHLY, "-+++-"},
 };
 
 const This::Time This::times[] = {
@@ -139,11 +114,9 @@ void VScheduleDialog::buildSchedulePage()
     jobNameLayout = build::row(6, {lblScheduleName, editJobName});
     jobSpacer = build::stretch();
     jobNameLayout->addItem(jobSpacer);
-    btngrpObjects = build::groupBox(wgtSchedule, "btngrpObjects");
-    btngrpObjects->setFixedSize(600, 200);
+    btngrpObjects = build::groupBox(wgtSchedule, "btngrpObjects", {600, 200});
     buildObjectGroup();
-    btngrpSchedule = build::groupBox(wgtSchedule, "btngrpSchedule");
-    btngrpSchedule->setFixedSize(600, 120);
+    btngrpSchedule = build::groupBox(wgtSchedule, "btngrpSchedule", {600, 120});
     buildTimeGroup();
     wgtScheduleLayout = build::layout<QVBoxLayout>(10, 6, wgtSchedule);
     wgtScheduleLayout->addLayout(jobNameLayout);
@@ -203,8 +176,7 @@ void VScheduleDialog::buildOptionPage()
     infectedActionLayout = build::row(6, {lblInfectedAction, cmbScanAction});
     infectedSpacer = build::stretch();
     infectedActionLayout->addItem(infectedSpacer);
-    grpboxSetting = build::groupBox(wgtOption, "grpboxSetting");
-    grpboxSetting->setFixedSize(600, 150);
+    grpboxSetting = build::groupBox(wgtOption, "grpboxSetting", {600, 150});
     grpboxSettingLayout = build::groupGrid(grpboxSetting, 18, 15);
     buildScanOptions(grpboxSetting, grpboxSettingLayout);
     wgtOptionLayout = build::layout<QVBoxLayout>(12, 15, wgtOption);
@@ -291,7 +263,7 @@ void VScheduleDialog::frequencyChanged(unsigned char code, int state)
                                         [code](const Frequency& each) { return each.code == code; });
     const std::array<QWidget*, 5> controls = timeControls();
     for (std::size_t i = 0; i < controls.size(); ++i)
-        controls[i]->setEnabled(frequency->uses[i] == (state != 0));
+        controls[i]->setEnabled((frequency->uses[i] == '+') == (state != 0));
     settingsChanged();
 }
 

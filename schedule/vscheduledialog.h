@@ -72,9 +72,9 @@ class VScheduleDialog : public DialogWindow, private ScanOptionBoxes
         VRadioButton* VScheduleDialog::*radio;
         const char* name;
         const char* text;
-        unsigned char code;
         void (VScheduleDialog::*slot)(int);
-        std::array<bool, 5> uses; ///< of timeControls()
+        unsigned char code;
+        char uses[6]; ///< a plus for each of timeControls() that counts
     };
     /// A number of the time, with its label.
     struct Time

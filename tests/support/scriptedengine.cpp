@@ -140,9 +140,9 @@ std::vector<std::string> ScriptedEngine::journal() const
 
 std::vector<std::string> ScriptedEngine::changes() const
 {
-    static constexpr std::array<std::string_view, 7> readers = {
+    static constexpr std::array<std::string_view, 8> readers = {
         "GetOption", "GetStatistics", "getConfigFile",      "VardoIsAVLoaded",
-        "ScanError", "LogMe",         "vUpdate::GetOption",
+        "ScanError", "LogMe",         "vUpdate::GetOption", "vSchedule::GetOption",
     };
     std::vector<std::string> kept;
     for (const std::string& text : journal()) {
