@@ -246,7 +246,7 @@ void DoUpdateTest::leavesTheCallerAsItWas()
     const auto state = [] {
         return namesIn("/proc/self/fd").join(' ') + QDir::currentPath() +
                QString::fromStdString(sandbox::readFile("/proc/self/status"))
-                   .section("SigQ:", 1)
+                   .section("SigPnd:", 1)
                    .section("Cap", 0, 0);
     };
     const pid_t child = ::fork();
