@@ -81,6 +81,14 @@ std::optional<unsigned> toldVersion(const std::string& name, const char* told)
     return {};
 }
 
+/// True when the name service tells of a version that the server does not give yet, and `now` is what it has.
+bool isAhead(unsigned now)
+{
+    const Transfers& t = transfers();
+    const bool lacksNewest = t.missing && now + 1 == t.remote;
+    return t.byName && now > 0 && now >= t.local && ((t.whole && t.failure.empty()) || lacksNewest);
+}
+
 End judge(fc_error_t code)
 {
     const Transfers& t = transfers();
@@ -91,6 +99,10 @@ End judge(fc_error_t code)
                       std::to_string(t.local));
     if (t.remote && now >= *t.remote && (now > t.local || t.failure.empty()))
         return {true, {}};
+    if (isAhead(now)) {
+        sayDetail(t.name + ": the server does not have version " + version + " yet");
+        return {true, {}};
+    }
     if (!t.failure.empty())
         return {false, t.failure, t.transient, t.wait};
     if (code != FC_SUCCESS && code != FC_UPTODATE)
@@ -107,8 +119,10 @@ End attempt(const update::FetchOrder& order, const std::string& name, unsigned l
     transfers().order = &order;
     transfers().name = name;
     transfers().local = local;
-    if (const auto version = toldVersion(name, told))
+    if (const auto version = toldVersion(name, told)) {
         transfers().initialised(*version);
+        transfers().byName = true;
+    }
     char* names[] = {const_cast<char*>(name.c_str())};
     char* servers[] = {const_cast<char*>(order.server.c_str())};
     uint32_t updated = 0;
@@ -123,7 +137,7 @@ End attemptWhole(const update::FetchOrder& order, const std::string& name, unsig
     End end = attempt(order, name, local, told);
     const Transfers& t = transfers();
     const bool stale = local > 0 && t.remote && *t.remote > local;
-    if (end.good || end.transient || t.refused || !stale)
+    if (end.good || end.transient || t.refused || t.whole || !stale)
         return end;
     sayDetail(name + ": the differences do not lead to version " + std::to_string(*t.remote) +
               ", so all of it is fetched");

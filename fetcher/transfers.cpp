@@ -145,6 +145,7 @@ void noteEnd(const Request& request, CURLcode code)
     curl_easy_getinfo(request.easy, CURLINFO_RESPONSE_CODE, &status);
     curl_easy_getinfo(request.easy, CURLINFO_RETRY_AFTER, &wait);
     t.wait = wait;
+    t.missing = status == 404;
     t.failure.clear();
     if (request.tooLarge)
         return noteFailure(request, "it is larger than allowed", false);
@@ -316,8 +317,11 @@ CURLcode perform(Request& request)
     curl_easy_getinfo(request.easy, CURLINFO_SIZE_DOWNLOAD_T, &size);
     if (t.failure.empty() && !request.isHead)
         t.earlier += size;
-    if (const auto version = base::databaseVersion(request.head); request.isHead && version)
+    t.whole = t.whole || (t.failure.empty() && !request.isHead && request.url.ends_with(".cvd"));
+    if (const auto version = base::databaseVersion(request.head); request.isHead && version) {
         t.initialised(*version);
+        t.byName = false;
+    }
     return code;
 }
 

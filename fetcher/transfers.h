@@ -18,10 +18,13 @@ struct Transfers
     const update::FetchOrder* order = nullptr;
     std::string name;
     unsigned local = 0;             ///< version at hand, 0: none
-    std::optional<unsigned> remote; ///< version that the server tells
+    std::optional<unsigned> remote; ///< version that there is, by the server or the name service
+    bool byName = false;            ///< by the name service: the server may not have it yet
+    bool whole = false;             ///< all of the database came, not only differences
 
     std::string failure;    ///< why the last transfer failed, for a person; empty: it did not
     bool transient = false; ///< another attempt may help
+    bool missing = false;   ///< the server did not have what was asked for last
     bool refused = false;   ///< the server wants no more requests for now
     long long wait = 0;     ///< seconds that it asks to be left alone
 

@@ -23,9 +23,9 @@ namespace updater {
 
 namespace {
 
-constexpr int firstFree = 10; ///< above every number that the new process is to find something at
-constexpr int mostMessages = 100000;
-constexpr int longestWait = 1000; ///< milliseconds
+constexpr int firstFree = 10;      ///< above every number that the new process is to find something at
+constexpr int mostMessages = 1000; ///< without those of the progress
+constexpr int longestWait = 1000;  ///< milliseconds
 
 std::string programPath()
 {
@@ -155,7 +155,7 @@ update::Message Fetcher::follow(Interruption& interruption, Clock::time_point de
             if (message->code == update::MessageResult)
                 return *message;
             onMessage(*message);
-            ++count;
+            count += message->code != UPDATE_PROGRESS;
             continue;
         }
         if (reader.broken())

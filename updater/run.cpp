@@ -222,8 +222,12 @@ std::optional<Outcome> Run::fetch()
     Fetcher fetcher("fetch", text.str(), downloads_.get(), scratch_.get());
     const update::Message end =
         fetcher.follow(interruption_, deadline_, [this](const update::Message& message) {
-            if (message.code != update::MessageDatabase)
-                return report_.tell(message.code, message.first, message.second, message.text);
+            const auto& names = settings_.databases;
+            const bool isOurs = std::find(names.begin(), names.end(), message.text) != names.end();
+            if (message.code >= UPDATE_STARTED && message.code <= UPDATE_PROGRESS)
+                report_.tell(message.code, message.first, message.second, message.text);
+            if (message.code != update::MessageDatabase || !isOurs)
+                return;
             const auto now = static_cast<unsigned>(message.second);
             fetched_[message.text] = now;
             report_.database(message.text, installed_.contains(message.text) ? installed_[message.text] : 0,
