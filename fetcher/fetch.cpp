@@ -94,7 +94,7 @@ End judge(fc_error_t code)
     const Transfers& t = transfers();
     const unsigned now = versionHere(t.name);
     const std::string version = std::to_string(t.remote.value_or(now));
-    if (t.remote && *t.remote < t.local)
+    if (t.remote && *t.remote < t.local && !t.byName)
         return failed(t.name + ": the server has version " + version + ", older than the installed version " +
                       std::to_string(t.local));
     if (t.remote && now >= *t.remote && (now > t.local || t.failure.empty()))
