@@ -85,8 +85,8 @@ std::optional<unsigned> toldVersion(const std::string& name, const char* told)
 bool isAhead(unsigned now)
 {
     const Transfers& t = transfers();
-    const bool lacksNewest = t.missing && now + 1 == t.remote;
-    return t.byName && now > 0 && now >= t.local && ((t.whole && t.failure.empty()) || lacksNewest);
+    const bool lacksNewest = t.failure.missing && now + 1 == t.remote;
+    return t.byName && now > 0 && now >= t.local && ((t.whole && t.failure.text.empty()) || lacksNewest);
 }
 
 End judge(fc_error_t code)
@@ -97,14 +97,14 @@ End judge(fc_error_t code)
     if (t.remote && *t.remote < t.local && !t.byName)
         return failed(t.name + ": the server has version " + version + ", older than the installed version " +
                       std::to_string(t.local));
-    if (t.remote && now >= *t.remote && (now > t.local || t.failure.empty()))
+    if (t.remote && now >= *t.remote && (now > t.local || t.failure.text.empty()))
         return {true, {}};
     if (isAhead(now)) {
         sayDetail(t.name + ": the server does not have version " + version + " yet");
         return {true, {}};
     }
-    if (!t.failure.empty())
-        return {false, t.failure, t.transient, t.wait};
+    if (!t.failure.text.empty())
+        return {false, t.failure.text, t.failure.transient, t.failure.wait};
     if (code != FC_SUCCESS && code != FC_UPTODATE)
         return failed(t.name + ": " + fc_strerror(code));
     if (!t.remote)
@@ -137,7 +137,7 @@ End attemptWhole(const update::FetchOrder& order, const std::string& name, unsig
     End end = attempt(order, name, local, told);
     const Transfers& t = transfers();
     const bool stale = local > 0 && t.remote && *t.remote > local;
-    if (end.good || end.transient || t.refused || t.whole || !stale)
+    if (end.good || end.transient || t.failure.refused || t.whole || !stale)
         return end;
     sayDetail(name + ": the differences do not lead to version " + std::to_string(*t.remote) +
               ", so all of it is fetched");

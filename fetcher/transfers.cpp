@@ -4,7 +4,6 @@
 #include "fetcher/say.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <chrono>
 #include <cstdarg>
@@ -31,7 +30,6 @@ constexpr auto betweenReports = std::chrono::milliseconds(50);
 constexpr std::size_t headLength = 512;
 constexpr long mostRedirects = 5;
 constexpr long slowest = 512; ///< bytes a second
-constexpr long long usualWait = 3600;
 
 /// One request of the library, as far as it must be known before and while it runs.
 struct Request
@@ -74,90 +72,20 @@ std::string number(long long value)
     return std::to_string(value);
 }
 
-struct Words
-{
-    long code;
-    const char* text;
-    bool transient;
-};
-
-constexpr std::array httpWords{
-    Words{403, "the server refuses to give it (403)", false},
-    Words{404, "the server does not have it (404)", false},
-    Words{407, "the proxy wants a login, or another one (407)", false},
-};
-
-constexpr std::array curlWords{
-    Words{CURLE_COULDNT_RESOLVE_HOST, "the name of the server is not known", true},
-    Words{CURLE_COULDNT_RESOLVE_PROXY, "the name of the proxy is not known", true},
-    Words{CURLE_COULDNT_CONNECT, "the server cannot be reached", true},
-    Words{CURLE_OPERATION_TIMEDOUT, "the server does not answer, or is too slow", true},
-    Words{CURLE_PARTIAL_FILE, "the connection broke off", true},
-    Words{CURLE_RECV_ERROR, "the connection broke off", true},
-    Words{CURLE_GOT_NOTHING, "the server gave no answer", true},
-    Words{CURLE_TOO_MANY_REDIRECTS, "the server leads in a circle", false},
-    Words{CURLE_UNSUPPORTED_PROTOCOL, "the server leads to an address of another kind", false},
-    Words{CURLE_PEER_FAILED_VERIFICATION, "the server's certificate is not valid", false},
-    Words{CURLE_SSL_CACERT_BADFILE, "the file of certificates cannot be used", false},
-    Words{CURLE_SSL_CONNECT_ERROR, "no encrypted connection came about", false},
-    Words{CURLE_FILESIZE_EXCEEDED, "it is larger than allowed", false},
-};
-
-template <std::size_t Count>
-const Words* find(const std::array<Words, Count>& table, long code)
-{
-    const auto row =
-        std::find_if(table.begin(), table.end(), [code](const Words& w) { return w.code == code; });
-    return row == table.end() ? nullptr : row;
-}
-
-void noteFailure(const Request& request, const char* text, bool transient)
-{
-    transfers().failure = fileOf(request.url) + ": " + text;
-    transfers().transient = transient;
-}
-
-void noteStatus(const Request& request, long status)
-{
-    Transfers& t = transfers();
-    if (status == 429 || (status == 503 && t.wait > 0)) {
-        t.wait = t.wait > 0 ? t.wait : usualWait;
-        t.refused = true;
-        const std::string text =
-            "the server asks to wait for " + number(t.wait) + " seconds (" + number(status) + ")";
-        noteFailure(request, text.c_str(), false);
-        return;
-    }
-    t.wait = 0;
-    t.refused = t.refused || status == 403;
-    const Words* words = find(httpWords, status);
-    const std::string other =
-        (status >= 500 ? "the server has a fault of its own (" : "the server answers with (") +
-        number(status) + ")";
-    noteFailure(request, words ? words->text : other.c_str(), words ? words->transient : status >= 500);
-}
-
+/// Keeps how the request ended.
 void noteEnd(const Request& request, CURLcode code)
 {
-    Transfers& t = transfers();
-    long status = 0;
+    Answer answer{code, 0, 0, request.tooLarge, request.diskFull};
     curl_off_t wait = 0;
-    curl_easy_getinfo(request.easy, CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_getinfo(request.easy, CURLINFO_RESPONSE_CODE, &answer.status);
+    if (answer.status == 0) // a proxy may refuse before the server is reached
+        curl_easy_getinfo(request.easy, CURLINFO_HTTP_CONNECTCODE, &answer.status);
     curl_easy_getinfo(request.easy, CURLINFO_RETRY_AFTER, &wait);
-    t.wait = wait;
-    t.missing = status == 404;
-    t.failure.clear();
-    if (request.tooLarge)
-        return noteFailure(request, "it is larger than allowed", false);
-    if (request.diskFull)
-        return noteFailure(request, "there is no room for it in the temporary directory", false);
-    if (status >= 400)
-        return noteStatus(request, status);
-    t.wait = 0;
-    if (code != CURLE_OK) {
-        const Words* words = find(curlWords, code);
-        noteFailure(request, words ? words->text : curl_easy_strerror(code), !words || words->transient);
-    }
+    answer.retryAfter = wait;
+    Failure& failure = transfers().failure;
+    failure = failureOf(answer);
+    if (!failure.text.empty())
+        failure.text = fileOf(request.url) + ": " + failure.text;
 }
 
 bool isContent(CURL* easy)
@@ -301,7 +229,7 @@ void countDifferences(const Request& request)
 CURLcode perform(Request& request)
 {
     Transfers& t = transfers();
-    if (t.refused)
+    if (t.failure.refused)
         return CURLE_ABORTED_BY_CALLBACK;
     request.isHead = request.ranged && request.url.ends_with(".cvd");
     setLimits(request.easy);
@@ -315,9 +243,9 @@ CURLcode perform(Request& request)
     noteEnd(request, code);
     curl_off_t size = 0;
     curl_easy_getinfo(request.easy, CURLINFO_SIZE_DOWNLOAD_T, &size);
-    if (t.failure.empty() && !request.isHead)
+    if (t.failure.text.empty() && !request.isHead)
         t.earlier += size;
-    t.whole = t.whole || (t.failure.empty() && !request.isHead && request.url.ends_with(".cvd"));
+    t.whole = t.whole || (t.failure.text.empty() && !request.isHead && request.url.ends_with(".cvd"));
     if (const auto version = base::databaseVersion(request.head); request.isHead && version) {
         t.initialised(*version);
         t.byName = false;

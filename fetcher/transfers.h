@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fetcher/failure.h"
 #include "protocol/fetchorder.h"
 
 #include <optional>
@@ -22,11 +23,7 @@ struct Transfers
     bool byName = false;            ///< by the name service: the server may not have it yet
     bool whole = false;             ///< all of the database came, not only differences
 
-    std::string failure;    ///< why the last transfer failed, for a person; empty: it did not
-    bool transient = false; ///< another attempt may help
-    bool missing = false;   ///< the server did not have what was asked for last
-    bool refused = false;   ///< the server wants no more requests for now
-    long long wait = 0;     ///< seconds that it asks to be left alone
+    Failure failure; ///< of the last transfer
 
     long long earlier = 0; ///< bytes of the files that are complete
     long long total = 0;   ///< bytes of all; 0: unknown

@@ -62,11 +62,8 @@ void take(int id, Options& options)
 {
     switch (id) {
     case Help:
-        std::fputs(usage, stdout);
-        options.exitCode = EXIT_SUCCESS;
-        break;
     case Version:
-        std::printf("updatenow %s\n", VARDO_VERSION);
+        std::fputs(id == Help ? usage : "updatenow " VARDO_VERSION "\n", stdout);
         options.exitCode = EXIT_SUCCESS;
         break;
     case Quiet:

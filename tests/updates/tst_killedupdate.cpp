@@ -39,6 +39,7 @@ void update(const Machine& machine, int killAt, bool exchange, QProcess& process
 {
     QProcessEnvironment environment;
     environment.insert("LD_PRELOAD", KILLING_STEPS);
+    environment.insert("ASAN_OPTIONS", "verify_asan_link_order=0"); // where the program was built with it
     environment.insert("VARDO_KILL_AT", QString::number(killAt));
     if (!exchange)
         environment.insert("VARDO_NO_EXCHANGE", "1");
