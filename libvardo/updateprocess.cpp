@@ -23,6 +23,7 @@ namespace vardo {
 namespace {
 
 constexpr std::chrono::seconds endPatience{5};
+constexpr std::chrono::milliseconds killPatience{100};
 constexpr int firstFree = 3;
 
 /// The program beside the library that this code is in, as built and as installed; else the installed one.
@@ -166,7 +167,9 @@ void UpdateProcess::waitForEnd(std::chrono::milliseconds patience)
     // Not by its number: if the caller reaps children of others, that may be somebody else's by now.
     if (process_ && !becomesReady(process_.get(), patience))
         ::syscall(SYS_pidfd_send_signal, process_.get(), SIGKILL, nullptr, 0);
-    while (::waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
+    // One that waits for a disk may not die at once; the caller's time is worth more than that it is reaped.
+    const bool dies = !process_ || becomesReady(process_.get(), killPatience);
+    while (dies && ::waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
     }
     pid_ = -1;
 }
