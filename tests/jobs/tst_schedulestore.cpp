@@ -170,10 +170,14 @@ void TestScheduleStore::aJobComesBackAsItWas()
     job->AddObject("/");
     QCOMPARE(save(*job), 0);
     const auto again = open("job1");
-    QCOMPARE(again->ReadSchedule(nullptr, nullptr), 0);
+    QCOMPARE(again->ReadConfiguration(nullptr), 0);
     QCOMPARE(again->GetScheduleName(), "job1");
     for (const auto& [id, value] : values)
         QCOMPARE(get(*again, id), value);
+    // The editor would not take a day that the month, which means nothing here, does not have.
+    QCOMPARE(again->ReadSchedule(nullptr, nullptr), 0);
+    QCOMPARE(get(*again, SCHEDOPT_MONTH), 1);
+    QCOMPARE(get(*again, SCHEDOPT_MONTHDAY), 31);
     QCOMPARE(objectsOf(*again), (std::vector<std::string>{"/tmp", "/"}));
     // Nothing of what others wrote is lost by any change.
     again->ClearObjectList();
