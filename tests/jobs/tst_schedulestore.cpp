@@ -494,11 +494,10 @@ void TestScheduleStore::manyJobsAreListedAtOnce()
         text += "[job" + std::to_string(i) + one.substr(one.find(']'));
     sandbox::writeFile(store, text);
     QTest::qSleep(30); // the page reads what was written long ago
-    QElapsedTimer timer;
-    timer.start();
+    const std::clock_t start = std::clock();
     QCOMPARE(names().size(), 500u);
-    // Reading the store again for each job takes many seconds.
-    QVERIFY2(timer.elapsed() < 1'000, qPrintable(QString::number(timer.elapsed())));
+    // Reading the store again for each job takes many seconds of the processor.
+    QVERIFY(std::clock() - start < CLOCKS_PER_SEC);
 }
 
 int main(int argc, char** argv)
