@@ -120,8 +120,9 @@ void Front::accept()
         return;
     const bool better = changing_ || loading();
     if (current_ && (current_->usable() || !better)) {
-        current_->serve(client.get());
-        return;
+        if (current_->serve(client.get()))
+            return;
+        current_ = nullptr; // it has just died
     }
     waiting_.push_back(std::move(client));
     if (!loading())
