@@ -105,8 +105,7 @@ bool ScanReporter::reportFile(ScanItem& item)
 
     ActionPlan plan = plan_;
     const unsigned int action = chosenAction(fullName, verdict.status, plan);
-    // Whoever stopped the scan while the question was open gets no action that the front-end takes no note
-    // of.
+    // The scan may have been stopped while the question was open: then the answer is not carried out.
     if (plan_.action == SCANACT_PROMPT && !call({}, OBJTYPE_FILE, 0, {}, {}))
         return false;
     const bool cure = plan_.disinfect && verdict.status == SCANSTAT_INFECTED;

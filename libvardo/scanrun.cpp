@@ -74,12 +74,13 @@ base::Result<ScanEnd> runScan(const SessionFactory& openSession, const SessionOp
         if (const auto opened = pipeline.open(openSession, options); !opened)
             return opened.error().text;
         produce(pipeline);
-        return pipeline.failure();
+        return {};
     });
     const bool complete = reporter.run(pipeline);
     producer.join();
-    if (complete && !producer.failure().empty())
-        return base::Error{0, producer.failure()};
+    const std::string failure = producer.failure() + pipeline.failure(); // one of them at most
+    if (complete && !failure.empty())
+        return base::Error{0, failure};
     return ScanEnd{!complete, reporter.recordFailures()};
 }
 

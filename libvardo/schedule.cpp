@@ -173,17 +173,11 @@ int vSchedule::AddObject(const char* path)
 
 int vSchedule::ReadConfiguration(const char* file)
 {
-    return ReadSchedule(nullptr, file);
-}
-
-int vSchedule::ReadSchedule(const char* name, const char* confFile)
-{
-    const char* wanted = name ? name : scheduleName;
-    const char* path = confFile ? confFile : ScanConfFile;
-    if (!wanted || !path)
+    const char* path = file ? file : ScanConfFile;
+    if (!scheduleName || !path)
         return -1;
     const auto store = jobs::Store::readCached(path);
-    const jobs::Job* job = store ? store.value()->find(wanted) : nullptr;
+    const jobs::Job* job = store ? store.value()->find(scheduleName) : nullptr;
     VardoObject* objects = job ? listOf(job->objects) : nullptr;
     if (!objects || !vardo::assignText(scheduleName, job->name.c_str())) {
         if (objects)
@@ -201,6 +195,19 @@ int vSchedule::ReadSchedule(const char* name, const char* confFile)
     action = job->action;
     scanOpts = job->flags;
     return 0;
+}
+
+int vSchedule::ReadSchedule(const char* name, const char* confFile)
+{
+    if (name && !vardo::assignText(scheduleName, name))
+        return -1;
+    const int result = ReadConfiguration(confFile);
+    // Only a single run has a month. An editor that compares day and month of others would not take one whose
+    // month happens to be too short.
+    constexpr unsigned char inEachMonth = 28;
+    if (result >= 0 && frequency != FREQ_ONCE && monthDay > inEachMonth)
+        month = 1;
+    return result;
 }
 
 int vSchedule::SaveSchedule(const char* cronFile, const char* user, const char* confFile, bool existing)

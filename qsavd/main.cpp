@@ -55,6 +55,7 @@ std::optional<Settings> readArguments(int argc, char** argv)
         const auto number = counts ? readNumber(optarg) : std::nullopt;
         if (choice == '?' || (counts && !number))
             return std::nullopt;
+        const unsigned count = number.value_or(0);
         if (choice == 's')
             settings.socket = optarg;
         else if (choice == 'p')
@@ -62,9 +63,9 @@ std::optional<Settings> readArguments(int argc, char** argv)
         else if (choice == 'd')
             settings.front.signatureDirectories.emplace_back(optarg);
         else if (choice == 'i')
-            settings.front.idleLimit = std::chrono::seconds(*number);
+            settings.front.idleLimit = std::chrono::seconds(count);
         else if (choice == 'm')
-            settings.front.sparePercent = *number;
+            settings.front.sparePercent = count;
         else
             settings.foreground = true;
     }
