@@ -1,6 +1,7 @@
 #include "libvardo/scanlog.h"
 
-#include "base/uniquefd.h"
+#include "base/plainfile.h"
+#include "base/systemerror.h"
 #include "engine/interface.h"
 
 #include <algorithm>
@@ -10,7 +11,9 @@
 #include <ctime>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -18,29 +21,26 @@
 
 namespace {
 
-/// An open log. Writing never fails visibly: a full disk costs the log and nothing else.
+/// An open log. A full disk costs lines of the log and nothing else.
 struct ScanLog
 {
     base::UniqueFd fd;
     unsigned level;
+    std::string failure; ///< why the first line that is missing could not be written
 
     /// Nothing is held back: a message that waits in memory is lost to whoever watches the log, and to
     /// everybody when the program is killed.
-    void write(std::string_view text) const
+    void write(std::string_view text)
     {
-        while (!text.empty()) {
-            const ssize_t done = ::write(fd.get(), text.data(), text.size());
-            if (done > 0)
-                text.remove_prefix(static_cast<std::size_t>(done));
-            else if (done == 0 || errno != EINTR)
-                break;
-        }
+        if (!base::writeAll(fd.get(), text) && failure.empty())
+            failure = base::describeError(errno);
     }
 };
 
 // The one log behind LogMe, which takes no object.
 std::mutex logMutex;
 std::optional<ScanLog> currentLog;
+std::string lastFailure; // of the log that was closed last
 
 /// DIRECTORY/vardo, made when missing with the mode that lets the whole group log there.
 base::UniqueFd openLogFolder(const std::string& directory)
@@ -122,8 +122,15 @@ bool openScanLog(const std::string& directory, unsigned level)
     if (!fd)
         return false;
     const std::lock_guard lock(logMutex);
-    currentLog = ScanLog{std::move(fd), std::max<unsigned>(level, LOGLEVEL_MINIMUM)};
+    currentLog = ScanLog{std::move(fd), std::max<unsigned>(level, LOGLEVEL_MINIMUM), {}};
+    lastFailure.clear();
     return true;
+}
+
+std::string takeLogFailure()
+{
+    const std::lock_guard lock(logMutex);
+    return std::exchange(lastFailure, {});
 }
 
 } // namespace vardo
@@ -143,5 +150,7 @@ void LogMe(unsigned char level, const char* format, ...)
 void CloseLog()
 {
     const std::lock_guard lock(logMutex);
+    if (currentLog)
+        lastFailure = currentLog->failure;
     currentLog.reset();
 }

@@ -12,4 +12,7 @@ namespace vardo {
 /// returns. Callable from any thread, as LogMe and CloseLog are.
 bool openScanLog(const std::string& directory, unsigned level);
 
+/// Why the log that was closed last is not whole; empty if it is, or when this was asked before.
+std::string takeLogFailure();
+
 } // namespace vardo

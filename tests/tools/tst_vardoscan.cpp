@@ -15,6 +15,7 @@
 #include <fstream>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -233,6 +234,29 @@ class TestVardoscan : public QObject
         QVERIFY(outcome.err.startsWith("vardoscan: "));
         const Bytes log = place.takeLog();
         QVERIFY2(log.endsWith("\n\nSCAN ERROR: " + outcome.err.mid(11)), log.constData());
+    }
+
+    /// Neither may pass for whole, even though something was found.
+    void whatCannotBeWritten()
+    {
+        Place place;
+        place.write("bad", ServiceHome::marker());
+        for (const bool log : {false, true}) {
+            QProcess process;
+            if (!log)
+                process.setStandardOutputFile("/dev/full");
+            process.setChildProcessModifier([] {
+                constexpr rlimit little{700, 700};
+                ::setrlimit(RLIMIT_FSIZE, &little);
+                ::signal(SIGXFSZ, SIG_IGN);
+            });
+            process.start(VARDOSCAN, place.arguments({log ? "--log" : "--all", place.home.path("tree")}));
+            const Outcome outcome = wait(process);
+            QCOMPARE(outcome.code, 2);
+            QVERIFY2(outcome.err.startsWith(log ? "vardoscan: the scan log is not whole: File too large\n"
+                                                : "vardoscan: cannot write the output"),
+                     outcome.err.constData());
+        }
     }
 
     void logs_data()

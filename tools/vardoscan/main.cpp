@@ -1,11 +1,14 @@
 #include "base/paths.h"
+#include "base/systemerror.h"
 #include "engine/vardo.h"
 #include "quarantine/quarantined.h"
 #include "tools/escape.h"
+#include "tools/vardoscan/exitcode.h"
 #include "tools/vardoscan/log.h"
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/report.h"
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -19,8 +22,6 @@
 #include <unistd.h>
 
 namespace {
-
-enum ExitCode : int { NothingFound = 0, SomethingFound = 1, SomethingWrong = 2 };
 
 volatile std::sig_atomic_t interrupted = 0;
 
@@ -50,10 +51,21 @@ int onResult(const char* name, int type, int status, const char* virus, const ch
     return recorded ? CALLBACK_CONTINUE : CALLBACK_RECORD_FAILED;
 }
 
-int fail(const std::string& text)
+ExitCode fail(const std::string& text)
 {
     std::fprintf(stderr, "vardoscan: %s\n", escapeForTerminal(text).c_str());
     return SomethingWrong;
+}
+
+/// False, once told, when something that was printed has got lost. Nobody needs to hear that they read no
+/// further.
+bool outputIsWhole()
+{
+    errno = 0;
+    const bool whole = std::fflush(stdout) == 0 && !std::ferror(stdout);
+    if (!whole && errno != EPIPE)
+        fail("cannot write the output" + (errno ? ": " + base::describeError(errno) : std::string()));
+    return whole;
 }
 
 /// A user's own file, once the window has made it, holds the engine's settings too.
@@ -102,7 +114,7 @@ bool configure(Vardo& engine, Options& options)
     return true;
 }
 
-int printVersion(Options& options)
+ExitCode printVersion(Options& options)
 {
     chooseConfiguration(options);
     std::printf("vardoscan %s\n", VARDO_VERSION);
@@ -138,7 +150,31 @@ std::size_t addPaths(Vardo& engine, const std::vector<std::string>& paths)
     return missing;
 }
 
-int scan(Options& options)
+/// Scans with the engine that is ready, and tells how it went.
+Ending scanWith(Vardo& engine, const Options& options)
+{
+    Scan watched{Report(options), usesListedQuarantine(engine)};
+    const auto start = std::chrono::steady_clock::now();
+    const int result = options.memory ? engine.DoMemoryScan(onResult, &watched, true)
+                                      : engine.DoScan(onResult, &watched, nullptr);
+    const auto duration =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
+    Ending ending;
+    // What failed, or is not in the quarantine's list.
+    ending.wrong = *engine.ScanError() || result != 0 || watched.report.hadErrors();
+    ending.found = watched.report.foundSomething();
+    if (*engine.ScanError())
+        fail(engine.ScanError());
+    if (!endLog(engine, options, result)) {
+        fail("the scan log is not whole: " + std::string(engine.ScanError()));
+        ending.unwritten = true;
+    }
+    if (result >= 0)
+        watched.report.summary(*engine.GetStatistics(), duration, result != SCANRESULT_CANCELLED);
+    return ending;
+}
+
+ExitCode scan(Options& options)
 {
     chooseConfiguration(options);
     Vardo engine(options.scanConf.c_str());
@@ -153,27 +189,29 @@ int scan(Options& options)
         return SomethingWrong;
     }
     if (engine.VardoAVInit(options.avConf.c_str(), onResult, true) < 0) {
+        fail(interrupted ? "interrupted" : engine.ScanError());
         endLog(engine, options, interrupted ? static_cast<int>(SCANRESULT_CANCELLED) : -1);
-        return fail(interrupted ? "interrupted" : engine.ScanError());
-    }
-
-    Scan watched{Report(options), usesListedQuarantine(engine)};
-    const auto start = std::chrono::steady_clock::now();
-    const int result = options.memory ? engine.DoMemoryScan(onResult, &watched, true)
-                                      : engine.DoScan(onResult, &watched, nullptr);
-    const auto duration =
-        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
-    endLog(engine, options, result);
-    if (result < 0)
-        return fail(engine.ScanError());
-    if (*engine.ScanError())
-        fail(engine.ScanError()); // what is not in the quarantine's list
-    watched.report.summary(*engine.GetStatistics(), duration, result != SCANRESULT_CANCELLED);
-    if (result == SCANRESULT_CANCELLED)
         return SomethingWrong;
-    if (watched.report.foundSomething())
-        return SomethingFound;
-    return missing > 0 || unlogged || watched.report.hadErrors() ? SomethingWrong : NothingFound;
+    }
+    Ending ending = scanWith(engine, options);
+    ending.wrong = ending.wrong || missing > 0;
+    ending.unwritten = ending.unwritten || unlogged;
+    return exitCode(ending);
+}
+
+/// Does what is asked for, apart from looking at whether all of it could be printed.
+ExitCode run(Options& options)
+{
+    switch (options.task) {
+    case Options::Task::Help:
+        std::fputs(usage(), stdout);
+        return NothingFound;
+    case Options::Task::Version:
+        return printVersion(options);
+    case Options::Task::Scan:
+        break;
+    }
+    return scan(options);
 }
 
 } // namespace
@@ -197,14 +235,6 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "Try 'vardoscan --help'.\n");
         return SomethingWrong;
     }
-    switch (options->task) {
-    case Options::Task::Help:
-        std::fputs(usage(), stdout);
-        return NothingFound;
-    case Options::Task::Version:
-        return printVersion(*options);
-    case Options::Task::Scan:
-        break;
-    }
-    return scan(*options);
+    const ExitCode code = run(*options);
+    return outputIsWhole() ? code : SomethingWrong;
 }

@@ -325,6 +325,7 @@ What is logged:
   -h, --help                   this text
   -V, --version                version and signatures
 
-Exit status: 0 nothing found, 1 something found, 2 something went wrong.
+Exit status: 0 nothing found, 1 something found, 2 something went wrong and
+nothing was found, or the output or the log could not be written.
 )";
 }
