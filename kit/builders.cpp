@@ -4,17 +4,21 @@
 #include "kit/imagecollection.h"
 #include "kit/labels.h"
 #include "kit/palettes.h"
+#include "kit/vcheckbox.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
 
+#include <QComboBox>
 #include <QGridLayout>
 #include <QGroupBox>
+#include <QHBoxLayout>
 #include <QHeaderView>
 #include <QIcon>
 #include <QLabel>
 #include <QLineEdit>
 #include <QSignalBlocker>
 #include <QSpacerItem>
+#include <QSpinBox>
 #include <QTreeWidget>
 
 #include <algorithm>
@@ -28,15 +32,19 @@ VPushButton* textButton(QWidget* parent, const char* name)
 
 VPushButton* pictureButton(QWidget* parent, const char* name, const char* image, QSize size, bool toggle)
 {
-    auto* button =
-        new VPushButton(QLatin1StringView(image), QLatin1StringView(backgroundImage), toggle, parent, name);
+    auto* button = new VPushButton(QLatin1StringView(image), {}, toggle, parent, name);
     button->setFixedSize(size);
     return button;
 }
 
+VPushButton* closeButton(QWidget* window)
+{
+    return pictureButton(window, "btnClose", "close", {23, 23}, false);
+}
+
 VLinkButton* link(QWidget* parent, const char* name)
 {
-    return new VLinkButton(QLatin1StringView(backgroundImage), parent, name);
+    return new VLinkButton({}, parent, name);
 }
 
 VLinkButton* pictureLink(QWidget* parent, const char* name, const char* image, QSize iconSize)
@@ -62,6 +70,19 @@ QLabel* heading(QWidget* parent, const char* name)
     label->setFont(font);
     setTextColour(label, TITLE_COLOUR);
     return label;
+}
+
+QLabel* picture(QWidget* parent, const char* name, const char* image, QSize size)
+{
+    QLabel* label = plainLabel(parent, name);
+    label->setFixedSize(size);
+    label->setPixmap(vardoPixmap(QLatin1StringView(image)));
+    return label;
+}
+
+QLabel* logo(QWidget* window, const char* image)
+{
+    return picture(window, "lblLogo", image, {48, 48});
 }
 
 void setTextColour(QWidget* widget, QColor colour)
@@ -98,9 +119,7 @@ QTreeWidget* fileList(QWidget* parent, const char* name, const QStringList& colu
 
 QGridLayout* listGrid(QWidget* page, QTreeWidget* list, int columns)
 {
-    auto* grid = new QGridLayout(page);
-    grid->setContentsMargins(15, 15, 15, 15);
-    grid->setSpacing(10);
+    auto* grid = layout<QGridLayout>(15, 10, page);
     grid->addWidget(list, 0, 0, 1, columns);
     return grid;
 }
@@ -135,6 +154,62 @@ QLineEdit* entry(QWidget* parent, const char* name, const char* image, QSize siz
 QSpacerItem* stretch(int width)
 {
     return new QSpacerItem(width, 3, QSizePolicy::Expanding, QSizePolicy::Minimum);
+}
+
+VCheckBox* checkBox(QWidget* parent, const char* name, bool on)
+{
+    auto* box = new VCheckBox(parent, name);
+    box->setChecked(on);
+    return box;
+}
+
+QSpinBox* spinBox(QWidget* parent, const char* name, int minimum, int maximum, int value)
+{
+    auto* spin = new QSpinBox(parent);
+    spin->setObjectName(QLatin1StringView(name));
+    spin->setFixedSize(46, 26);
+    spin->setRange(minimum, maximum);
+    spin->setValue(value);
+    // A number typed beyond the range becomes the nearest one, not the one before.
+    spin->setCorrectionMode(QAbstractSpinBox::CorrectToNearestValue);
+    return spin;
+}
+
+QComboBox* comboBox(QWidget* parent, const char* name, const QString& texture)
+{
+    auto* combo = new QComboBox(parent);
+    combo->setObjectName(QLatin1StringView(name));
+    QPalette palette;
+    palette.setBrush(QPalette::Button, vardoPixmap(texture));
+    combo->setPalette(palette);
+    return combo;
+}
+
+QHBoxLayout* row(int spacing, std::initializer_list<QWidget*> widgets)
+{
+    auto* row = layout<QHBoxLayout>(0, spacing);
+    for (QWidget* widget : widgets) {
+        if (widget)
+            row->addWidget(widget);
+        else
+            row->addItem(stretch());
+    }
+    return row;
+}
+
+QGroupBox* groupBox(QWidget* parent, const char* name)
+{
+    auto* group = new QGroupBox(parent);
+    group->setObjectName(QLatin1StringView(name));
+    return group;
+}
+
+QGridLayout* groupGrid(QGroupBox* group, int margin, int spacing)
+{
+    auto* grid = new QGridLayout(group);
+    grid->setContentsMargins(groupMargins(group, margin));
+    grid->setSpacing(spacing);
+    return grid;
 }
 
 QMargins groupMargins(const QGroupBox* group, int margin)

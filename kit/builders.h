@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kit/backgrounds.h"
+
 #include <QColor>
 #include <QMargins>
 #include <QSize>
@@ -8,27 +10,31 @@
 
 #include <initializer_list>
 
+class QComboBox;
 class QGridLayout;
 class QGroupBox;
+class QHBoxLayout;
 class QLabel;
 class QLineEdit;
 class QSpacerItem;
+class QSpinBox;
 class QTreeWidget;
 class QTreeWidgetItem;
 class QWidget;
+class VCheckBox;
 class VLinkButton;
 class VPushButton;
 
-/// What the pages are built from. Every widget is owned by `parent`; texts come later, see languageChange.
+/// What the windows are built from. Every widget is owned by `parent`; texts come later, see languageChange.
 namespace build {
-
-/// The picture behind the window, its pages and their skinned children.
-inline constexpr char backgroundImage[] = "Linux_GUI_010610.png";
 
 /// A push button of the usual size, 80 by 32.
 VPushButton* textButton(QWidget* parent, const char* name);
 /// A push button that is no more than the picture `image`, of that size.
 VPushButton* pictureButton(QWidget* parent, const char* name, const char* image, QSize size, bool toggle);
+
+/// The button "btnClose", 23 by 23, for a window's top right corner.
+VPushButton* closeButton(QWidget* window);
 
 VLinkButton* link(QWidget* parent, const char* name);
 VLinkButton* pictureLink(QWidget* parent, const char* name, const char* image, QSize iconSize);
@@ -38,6 +44,11 @@ QLabel* separator(QWidget* parent, const char* name);
 /// A bold heading in TITLE_FONT and TITLE_COLOUR.
 QLabel* heading(QWidget* parent, const char* name);
 void setTextColour(QWidget* widget, QColor colour);
+
+/// The picture `image` in a label of that size.
+QLabel* picture(QWidget* parent, const char* name, const char* image, QSize size);
+/// The picture "lblLogo", 48 by 48, for a window's top left corner.
+QLabel* logo(QWidget* window, const char* image);
 
 /// A flat list in the content palette, whose last column takes what is left of the width.
 QTreeWidget* list(QWidget* parent, const char* name, const QStringList& columns);
@@ -55,8 +66,30 @@ void setRows(QTreeWidget* list, const QList<QTreeWidgetItem*>& rows);
 /// A line to type in whose frame is the picture `image`.
 QLineEdit* entry(QWidget* parent, const char* name, const char* image, QSize size, int maxLength);
 
+VCheckBox* checkBox(QWidget* parent, const char* name, bool on = false);
+/// A box for a number of up to two digits.
+QSpinBox* spinBox(QWidget* parent, const char* name, int minimum, int maximum, int value);
+/// A choice out of texts, which the user cannot edit; empty at first.
+QComboBox* comboBox(QWidget* parent, const char* name, const QString& texture = background::combo);
+
+/// A layout with the same margin on all sides, of `owner` if there is one.
+template <class Layout>
+Layout* layout(int margin, int spacing, QWidget* owner = nullptr)
+{
+    auto* made = new Layout(owner);
+    made->setContentsMargins(margin, margin, margin, margin);
+    made->setSpacing(spacing);
+    return made;
+}
+
 /// Takes the room that is left in a row.
 QSpacerItem* stretch(int width = 100);
+/// Widgets side by side, without a margin; a null one is a stretch.
+QHBoxLayout* row(int spacing, std::initializer_list<QWidget*> widgets);
+
+QGroupBox* groupBox(QWidget* parent, const char* name);
+/// The grid within a group box, `margin` pixels from its edges.
+QGridLayout* groupGrid(QGroupBox* group, int margin, int spacing);
 
 /// The margins of a group box's layout so that contents begin `margin` pixels below its top edge, title or
 /// not.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kit/backgrounds.h"
+
 #include <QColor>
 #include <QPalette>
 #include <QString>
@@ -16,4 +18,4 @@ inline constexpr QColor DISABLED_LINK_COLOUR(192, 192, 192);
 
 /// The palette of lists and text panes: black on white, grey when disabled, and `buttonImage` as the texture
 /// of scroll bars, headers and combo boxes.
-QPalette contentPalette(const QString& buttonImage = QStringLiteral("Linux_GUI_popup_bg.png"));
+QPalette contentPalette(const QString& buttonImage = background::content);

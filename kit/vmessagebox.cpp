@@ -1,5 +1,6 @@
 #include "kit/vmessagebox.h"
 
+#include "kit/builders.h"
 #include "kit/imagecollection.h"
 #include "kit/labels.h"
 #include "kit/vpushbutton.h"
@@ -11,8 +12,6 @@
 #include <algorithm>
 
 namespace {
-
-constexpr QLatin1StringView boxBackground("Linux_GUI_popup_bg3.png");
 
 /// Indexed by button code.
 constexpr const char* btnText[] = {nullptr,  "Ok",      "Cancel",      "&Yes",       "&No",  "&Abort",
@@ -67,7 +66,7 @@ int textBox(QWidget* parent, VMessageBox::Icon icon, const QString& text, const 
 
 VMessageBox::VMessageBox(const QString& text, Icon icon, int button0, int button1, int button2,
                          QWidget* parent, const char* name, bool modal, Qt::WindowFlags flags)
-    : RoundedWindow<QDialog>(boxBackground, true, parent, flags | FRAMELESS_FLAGS)
+    : RoundedWindow<QDialog>(background::box, true, parent, flags | FRAMELESS_FLAGS)
 {
     setObjectName(QLatin1StringView(name ? name : "VMessageBox"));
     setModal(modal);
@@ -77,7 +76,7 @@ VMessageBox::VMessageBox(const QString& text, Icon icon, int button0, int button
 }
 
 VMessageBox::VMessageBox(QWidget* parent, const char* name)
-    : RoundedWindow<QDialog>(boxBackground, true, parent, {})
+    : RoundedWindow<QDialog>(background::box, true, parent, {})
 {
     setObjectName(QLatin1StringView(name ? name : "VMessageBox"));
     setModal(true);
@@ -124,9 +123,7 @@ void VMessageBox::buildLayouts()
     for (QHBoxLayout* row : {hTopButtonLayout, hCenterLayout, hBottomButtonLayout})
         VMessageBoxLayout->addLayout(row);
 
-    btnClose = new VPushButton(QStringLiteral("close"), boxBackground, false, this, "btnClose");
-    btnClose->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    btnClose->setFixedSize(23, 23);
+    btnClose = build::closeButton(this);
     connect(btnClose, &VPushButton::clicked, this, &VMessageBox::close);
     closeButtonSpacer = makeSpacer(10, 10);
     hTopButtonLayout->addItem(closeButtonSpacer);
@@ -147,10 +144,9 @@ void VMessageBox::buildButtons()
     hBottomButtonLayout->addItem(buttonLeftSpacer);
     for (int i = 0; i < nBtnCount; ++i) {
         const auto place = static_cast<std::size_t>(i);
-        auto* button = new VPushButton(QStringLiteral("button"), boxBackground, false, this);
+        VPushButton* button = build::textButton(this, nullptr);
         button->setDefault(i == nDefButton);
         button->setAutoDefault(true);
-        button->setFixedSize(80, 32);
         button->setText(QString::fromLatin1(btnText[nBtnType[place]]));
         connect(button, &VPushButton::clicked, this, &VMessageBox::buttonClicked);
         hBottomButtonLayout->addWidget(button);
@@ -306,6 +302,11 @@ int vMessage(QWidget* parent, const QString& text, VMessageBox::Icon icon, int b
 {
     VMessageBox box(text, icon, b0, b1, b2, parent, nullptr, true);
     return box.exec();
+}
+
+bool vAsk(QWidget* parent, const QString& text, int yes, int no)
+{
+    return vMessage(parent, text, VMessageBox::Question, yes, no) == VMessageBox::BTN_YES;
 }
 
 int vNotice(QWidget* parent, const QString& text)

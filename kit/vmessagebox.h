@@ -119,9 +119,17 @@ class VMessageBox final : public RoundedWindow<QDialog>
     int nBtnCount = 0;
 };
 
+/// Buttons that are the default of their message.
+inline constexpr int okDefault = VMessageBox::BTN_OK | VMessageBox::BTN_DEFAULT;
+inline constexpr int yesDefault = VMessageBox::BTN_YES | VMessageBox::BTN_DEFAULT;
+inline constexpr int noDefault = VMessageBox::BTN_NO | VMessageBox::BTN_DEFAULT;
+
 /// Asks or tells the user in a box of its own and returns the bare code of the button, 0 after the close
 /// button.
 int vMessage(QWidget* parent, const QString& text, VMessageBox::Icon icon, int b0, int b1 = 0, int b2 = 0);
+
+/// Asks a question and tells whether the answer was yes.
+bool vAsk(QWidget* parent, const QString& text, int yes = VMessageBox::BTN_YES, int no = VMessageBox::BTN_NO);
 
 /// An Information notice whose only button reads "Ok" and answers with BTN_CANCEL.
 int vNotice(QWidget* parent, const QString& text);

@@ -19,8 +19,6 @@
 
 namespace {
 
-constexpr int okDefault = VMessageBox::BTN_OK | VMessageBox::BTN_DEFAULT;
-constexpr int noDefault = VMessageBox::BTN_NO | VMessageBox::BTN_DEFAULT;
 /// Where a row keeps the bytes of its file's name.
 constexpr int nameRole = Qt::UserRole;
 

@@ -16,9 +16,6 @@
 
 namespace {
 
-constexpr int okDefault = VMessageBox::BTN_OK | VMessageBox::BTN_DEFAULT;
-constexpr int yesDefault = VMessageBox::BTN_YES | VMessageBox::BTN_DEFAULT;
-
 /// The home directory of whoever runs the program; null when there is none of their own.
 const char* homeDirectory()
 {

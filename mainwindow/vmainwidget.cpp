@@ -16,7 +16,7 @@
 #include <unistd.h>
 
 VMainWidget::VMainWidget(QWidget* parent, const char* name, Qt::WindowFlags flags)
-    : RoundedWindow<QWidget>(QLatin1StringView(build::backgroundImage), false, parent, flags)
+    : RoundedWindow<QWidget>(background::mainWindow, false, parent, flags)
 {
     setObjectName(QLatin1StringView(name && *name ? name : "VMainWidget"));
     buildFrame();

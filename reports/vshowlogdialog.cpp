@@ -1,14 +1,14 @@
 #include "reports/vshowlogdialog.h"
 
-#include "kit/dialogheader.h"
+#include "kit/builders.h"
 #include "kit/palettes.h"
+#include "kit/texts.h"
 #include "kit/vpushbutton.h"
 #include "kit/vtextpane.h"
 #include "reports/logfiles.h"
 
 #include <QFile>
 #include <QFont>
-#include <QKeySequence>
 #include <QLabel>
 
 #include <utility>
@@ -16,8 +16,6 @@
 #include <fcntl.h>
 
 namespace {
-
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 /// A log up to this size is read at once. A larger one is read as it is scrolled, and so must stay open.
 constexpr qint64 readAtOnce = 128 << 20;
@@ -34,26 +32,18 @@ QFont logFont()
 } // namespace
 
 VShowLogDialog::VShowLogDialog(QWidget* parent, const char* /*name*/, bool modal, Qt::WindowFlags flags)
-    : RoundedWindow<QDialog>(background, true, parent, flags)
+    : DialogWindow(parent, "VShowLogDialog", modal, flags)
 {
-    setObjectName(QStringLiteral("VShowLogDialog"));
-    setModal(modal);
-    lblLogo = makeLogoLabel(this, QStringLiteral("task_report.png"));
-    lblLogo->setGeometry(9, 7, 48, 48);
-    lblTitle = makeTitleLabel(this);
-    lblTitle->setGeometry(66, 19, 300, 32);
-    btnClose = makeCloseButton(this, background);
-    btnClose->move(580, 7);
+    setShape({610, 425}, 4, 6);
+    buildHeader("task_report.png", 300);
     // A log's bytes are shown as Latin-1, so that each of them is seen.
     textLog = new VTextPane(this, "textLog", TextRows::Encoding::Latin1);
     textLog->setGeometry(15, 70, 580, 300);
     textLog->setPalette(contentPalette());
     textLog->setFont(logFont());
-    btnOk = new VPushButton(QStringLiteral("button"), background, false, this, "btnOk");
-    btnOk->setFixedSize(80, 32);
+    btnOk = build::textButton(this, "btnOk");
     btnOk->move(265, 378);
-    for (const VPushButton* button : {btnClose, btnOk})
-        connect(button, &VPushButton::clicked, this, &VShowLogDialog::close);
+    connect(btnOk, &VPushButton::clicked, this, &VShowLogDialog::close);
     languageChange();
     init();
 }
@@ -61,18 +51,16 @@ VShowLogDialog::VShowLogDialog(QWidget* parent, const char* /*name*/, bool modal
 void VShowLogDialog::languageChange()
 {
     setWindowTitle(tr("View Log"));
-    lblTitle->setText(tr("Logs"));
-    btnClose->setToolTip(tr("Close current window"));
-    btnOk->setText(tr("&Close"));
-    btnOk->setShortcut(QKeySequence(tr("Alt+C")));
-    btnOk->setToolTip(tr("Close current window"));
+    setTexts(tr, {
+                     {lblTitle, "Logs"},
+                     {btnClose, nullptr, "Close current window"},
+                     {btnOk, "&Close", "Close current window", "Alt+C"},
+                 });
 }
 
 void VShowLogDialog::init()
 {
     textLog->goToStart();
-    setFixedSize(610, 425);
-    makeWidgetRound(4, 6);
 }
 
 void VShowLogDialog::showLogs(const char* path)

@@ -1,16 +1,13 @@
 #pragma once
 
 #include "base/uniquefd.h"
-#include "kit/roundedwindow.h"
+#include "kit/dialogwindow.h"
 
-#include <QDialog>
-
-class QLabel;
 class VPushButton;
 class VTextPane;
 
 /// Shows one log file as text that can be read and copied.
-class VShowLogDialog : public RoundedWindow<QDialog>
+class VShowLogDialog : public DialogWindow
 {
     Q_OBJECT
 
@@ -27,9 +24,6 @@ class VShowLogDialog : public RoundedWindow<QDialog>
     void languageChange();
     void init();
 
-    VPushButton* btnClose = nullptr;
     VPushButton* btnOk = nullptr;
     VTextPane* textLog = nullptr;
-    QLabel* lblLogo = nullptr;
-    QLabel* lblTitle = nullptr;
 };

@@ -1,8 +1,9 @@
 #include "scan/vgetuseraction.h"
 
 #include "engine/interface.h"
-#include "kit/imagecollection.h"
+#include "kit/builders.h"
 #include "kit/labels.h"
+#include "kit/texts.h"
 #include "kit/visibletext.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
@@ -10,13 +11,10 @@
 #include <QCloseEvent>
 #include <QGridLayout>
 #include <QHBoxLayout>
-#include <QKeySequence>
 #include <QLabel>
 #include <QVBoxLayout>
 
 namespace {
-
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 constexpr int longestShown = 27;
 
@@ -34,23 +32,34 @@ QString literalToolTip(QString name)
            QStringLiteral("</p>");
 }
 
-void setTexts(QAbstractButton* button, const QString& text, const QString& shortcut, const QString& toolTip)
-{
-    button->setText(text);
-    button->setShortcut(QKeySequence(shortcut));
-    button->setToolTip(toolTip);
-}
-
 } // namespace
 
-VGetUserAction::VGetUserAction(QWidget* parent, const char* /*name*/, bool modal, Qt::WindowFlags f)
-    : RoundedWindow<QDialog>(background, true, parent, f)
+/// One thing that can be done about the object, as a link.
+struct VGetUserAction::Answer
 {
-    setObjectName(QStringLiteral("VGetUserAction"));
-    setModal(modal);
-    mainLayout = new QVBoxLayout(this);
-    mainLayout->setContentsMargins(0, 0, 0, 0);
-    mainLayout->setSpacing(0);
+    VLinkButton* VGetUserAction::*link;
+    const char* name;
+    int width;
+    void (VGetUserAction::*slot)();
+    const char* text;
+    const char* toolTip;
+    const char* shortcut;
+};
+
+using This = VGetUserAction;
+const VGetUserAction::Answer VGetUserAction::answers[] = {
+    {&This::lnkNothing, "lnkNothing", 80, &This::nothingClicked, "No Action", "Ignore infected object",
+     "Alt+N"},
+    {&This::lnkDelete, "lnkDelete", 80, &This::deleteClicked, "Delete", "Delete Infected File", "Alt+D"},
+    {&This::lnkRename, "lnkRename", 80, &This::renameClicked, "Rename", "Rename Infected File", "Alt+R"},
+    {&This::lnkQuarantine, "lnkQuarantine", 100, &This::quarantineClicked, "Quarantine",
+     "Quarantine Infected Files", "Alt+Q"},
+};
+
+VGetUserAction::VGetUserAction(QWidget* parent, const char* /*name*/, bool modal, Qt::WindowFlags f)
+    : DialogWindow(parent, "VGetUserAction", modal, f)
+{
+    mainLayout = build::layout<QVBoxLayout>(0, 0, this);
     buildTitle();
     buildActions();
     languageChange();
@@ -59,12 +68,8 @@ VGetUserAction::VGetUserAction(QWidget* parent, const char* /*name*/, bool modal
 
 void VGetUserAction::buildTitle()
 {
-    titleLayout = new QHBoxLayout;
-    titleLayout->setContentsMargins(6, 6, 6, 6);
-    titleLayout->setSpacing(20);
-    lblIcon = plainLabel(this, "lblIcon");
-    lblIcon->setFixedSize(48, 48);
-    lblIcon->setPixmap(vardoPixmap(QStringLiteral("virus.png")));
+    titleLayout = build::layout<QHBoxLayout>(6, 20);
+    lblIcon = build::picture(this, "lblIcon", "virus.png", {48, 48});
     titleLayout->addWidget(lblIcon);
     lblObjectName = plainLabel(this, "lblObjectName");
     titleLayout->addWidget(lblObjectName);
@@ -73,22 +78,14 @@ void VGetUserAction::buildTitle()
 
 void VGetUserAction::buildActions()
 {
-    actionLayout = new QGridLayout;
-    actionLayout->setContentsMargins(10, 10, 10, 10);
-    actionLayout->setSpacing(10);
-    const auto addLink = [this](const char* name, int column, int width, void (VGetUserAction::*slot)()) {
-        auto* link = new VLinkButton(background, this, name);
-        link->setFixedSize(width, 34);
-        connect(link, &VLinkButton::clicked, this, slot);
-        actionLayout->addWidget(link, 0, column);
-        return link;
-    };
-    lnkNothing = addLink("lnkNothing", 0, 80, &VGetUserAction::nothingClicked);
-    lnkDelete = addLink("lnkDelete", 1, 80, &VGetUserAction::deleteClicked);
-    lnkRename = addLink("lnkRename", 2, 80, &VGetUserAction::renameClicked);
-    lnkQuarantine = addLink("lnkQuarantine", 3, 100, &VGetUserAction::quarantineClicked);
-    btnScanCancel = new VPushButton(QStringLiteral("button"), background, false, this, "btnScanCancel");
-    btnScanCancel->setFixedSize(80, 32);
+    actionLayout = build::layout<QGridLayout>(10, 10);
+    for (int column = 0; const Answer& answer : answers) {
+        VLinkButton* link = this->*answer.link = build::link(this, answer.name);
+        link->setFixedSize(answer.width, 34);
+        connect(link, &VLinkButton::clicked, this, answer.slot);
+        actionLayout->addWidget(link, 0, column++);
+    }
+    btnScanCancel = build::textButton(this, "btnScanCancel");
     connect(btnScanCancel, &VPushButton::clicked, this, &VGetUserAction::cancelScanClicked);
     actionLayout->addWidget(btnScanCancel, 1, 0, 1, 4, Qt::AlignHCenter);
     mainLayout->addLayout(actionLayout);
@@ -97,11 +94,9 @@ void VGetUserAction::buildActions()
 void VGetUserAction::languageChange()
 {
     setWindowTitle(tr("Vardo"));
-    setTexts(lnkNothing, tr("No Action"), tr("Alt+N"), tr("Ignore infected object"));
-    setTexts(lnkDelete, tr("Delete"), tr("Alt+D"), tr("Delete Infected File"));
-    setTexts(lnkRename, tr("Rename"), tr("Alt+R"), tr("Rename Infected File"));
-    setTexts(lnkQuarantine, tr("Quarantine"), tr("Alt+Q"), tr("Quarantine Infected Files"));
-    setTexts(btnScanCancel, tr("&Close"), tr("Alt+C"), tr("Close current window"));
+    for (const Answer& answer : answers)
+        setTexts(tr, {{this->*answer.link, answer.text, answer.toolTip, answer.shortcut}});
+    setTexts(tr, {{btnScanCancel, "&Close", "Close current window", "Alt+C"}});
 }
 
 void VGetUserAction::init()

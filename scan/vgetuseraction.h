@@ -1,18 +1,15 @@
 #pragma once
 
-#include "kit/roundedwindow.h"
-
-#include <QDialog>
+#include "kit/dialogwindow.h"
 
 class QGridLayout;
 class QHBoxLayout;
 class QLabel;
 class QVBoxLayout;
 class VLinkButton;
-class VPushButton;
 
 /// Asks what to do about one infected object. It can't be left without an answer.
-class VGetUserAction : public RoundedWindow<QDialog>
+class VGetUserAction : public DialogWindow
 {
     Q_OBJECT
 
@@ -38,6 +35,9 @@ class VGetUserAction : public RoundedWindow<QDialog>
     void closeEvent(QCloseEvent* ce) override;
 
   private:
+    struct Answer;
+    static const Answer answers[];
+
     void buildTitle();
     void buildActions();
     void languageChange();

@@ -1,14 +1,14 @@
 #include "scan/vmemscandialog.h"
 
+#include "kit/builders.h"
 #include "kit/framelessflags.h"
-#include "kit/imagecollection.h"
 #include "kit/labels.h"
+#include "kit/texts.h"
 #include "kit/vpushbutton.h"
 #include "scan/progressmovie.h"
 
 #include <QCloseEvent>
 #include <QGridLayout>
-#include <QKeySequence>
 #include <QLabel>
 #include <QVBoxLayout>
 
@@ -16,8 +16,6 @@
 #include <memory>
 
 namespace {
-
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 // Shared by the worker and the dialog.
 std::atomic<bool> Running = false;    ///< The worker is busy.
@@ -61,10 +59,8 @@ bool memScanThread::scanWanted()
 }
 
 VMemScanDialog::VMemScanDialog(QWidget* parent, const char* name, bool modal, Qt::WindowFlags f)
-    : RoundedWindow<QDialog>(background, false, parent, f)
+    : DialogWindow(parent, name, modal, f, false)
 {
-    setObjectName(QLatin1StringView(name));
-    setModal(modal);
     build();
     languageChange();
     init();
@@ -79,16 +75,10 @@ VMemScanDialog::~VMemScanDialog()
 
 void VMemScanDialog::build()
 {
-    mainLayout = new QVBoxLayout(this);
-    mainLayout->setContentsMargins(5, 5, 5, 5);
-    mainLayout->setSpacing(5);
-    lblLogo = plainLabel(this, "lblLogo");
-    lblLogo->setFixedSize(208, 50);
-    lblLogo->setPixmap(vardoPixmap(QStringLiteral("Vardo_for_linux1.png")));
+    mainLayout = build::layout<QVBoxLayout>(5, 5, this);
+    lblLogo = build::picture(this, "lblLogo", "Vardo_for_linux1.png", {208, 50});
     mainLayout->addWidget(lblLogo);
-    scanLayout = new QGridLayout;
-    scanLayout->setContentsMargins(10, 10, 10, 10);
-    scanLayout->setSpacing(10);
+    scanLayout = build::layout<QGridLayout>(10, 10);
     lblProgress = plainLabel(this, "lblProgress");
     lblProgress->setFixedSize(70, 70);
     scanLayout->addWidget(lblProgress, 0, 0, 2, 1);
@@ -96,9 +86,8 @@ void VMemScanDialog::build()
     lblAVInit->setAlignment(Qt::AlignCenter);
     lblAVInit->setWordWrap(true);
     scanLayout->addWidget(lblAVInit, 0, 1, 1, 2);
-    scanLayout->addItem(new QSpacerItem(10, 5, QSizePolicy::Expanding, QSizePolicy::Minimum), 1, 1);
-    btnStop = new VPushButton(QStringLiteral("button"), background, false, this, "btnStop");
-    btnStop->setFixedSize(80, 32);
+    scanLayout->addItem(build::stretch(10), 1, 1);
+    btnStop = build::textButton(this, "btnStop");
     connect(btnStop, &VPushButton::clicked, this, &VMemScanDialog::stopScan);
     scanLayout->addWidget(btnStop, 1, 2);
     mainLayout->addLayout(scanLayout);
@@ -107,15 +96,12 @@ void VMemScanDialog::build()
 void VMemScanDialog::languageChange()
 {
     setWindowTitle(tr("Vardo"));
-    btnStop->setText(tr("&Cancel"));
-    btnStop->setShortcut(QKeySequence(tr("Alt+C")));
-    btnStop->setToolTip(tr("Stop memory scanning"));
+    setTexts(tr, {{btnStop, "&Cancel", "Stop memory scanning", "Alt+C"}});
 }
 
 void VMemScanDialog::init()
 {
-    setFixedSize(400, 155);
-    makeWidgetRound(5, 10);
+    setShape({400, 155}, 5, 10);
     setProgressMovie(lblProgress, movie);
 }
 

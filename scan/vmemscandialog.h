@@ -1,9 +1,8 @@
 #pragma once
 
 #include "engine/vardo.h"
-#include "kit/roundedwindow.h"
+#include "kit/dialogwindow.h"
 
-#include <QDialog>
 #include <QMovie>
 #include <QString>
 #include <QThread>
@@ -12,7 +11,6 @@ class QGridLayout;
 class QLabel;
 class QVBoxLayout;
 class VMemScanDialog;
-class VPushButton;
 
 /// What the worker works with; nothing is owned, and all of it outlives the worker.
 struct __ThreadDataType
@@ -60,7 +58,7 @@ class memScanThread : public QThread
 
 /// The small window shown while the engine is loaded and the running processes are scanned. It can't be
 /// closed by hand before that is over.
-class VMemScanDialog : public RoundedWindow<QDialog>
+class VMemScanDialog : public DialogWindow
 {
     Q_OBJECT
 
@@ -96,7 +94,6 @@ class VMemScanDialog : public RoundedWindow<QDialog>
     QLabel* lblAVInit = nullptr;
     VPushButton* btnStop = nullptr;
     QMovie movie;
-    QLabel* lblLogo = nullptr;
     memScanThread* t = nullptr;
     QGridLayout* scanLayout = nullptr;
     QVBoxLayout* mainLayout = nullptr;

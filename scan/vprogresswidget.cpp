@@ -1,8 +1,10 @@
 #include "scan/vprogresswidget.h"
 
-#include "kit/dialogheader.h"
+#include "kit/backgrounds.h"
+#include "kit/builders.h"
 #include "kit/labels.h"
 #include "kit/palettes.h"
+#include "kit/texts.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
@@ -12,15 +14,12 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QGridLayout>
-#include <QKeySequence>
 #include <QLabel>
 #include <QTimer>
 #include <QTimerEvent>
 #include <QVBoxLayout>
 
 namespace {
-
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 constexpr int windowWidth = 560;
 constexpr int plainHeight = 236, plainRound = 20;
@@ -38,12 +37,10 @@ bool VProgressWidget::cancelScan = false;
 QApplication* VProgressWidget::qapp = nullptr;
 
 VProgressWidget::VProgressWidget(QWidget* parent, const char* name, Qt::WindowFlags f)
-    : RoundedWindow<QWidget>(background, true, parent, f)
+    : RoundedWindow<QWidget>(background::dialog, true, parent, f)
 {
     setObjectName(QStringLiteral("VProgressWidget"));
-    mainLayout = new QVBoxLayout(this);
-    mainLayout->setContentsMargins(6, 6, 6, 6);
-    mainLayout->setSpacing(0);
+    mainLayout = build::layout<QVBoxLayout>(6, 0, this);
     buildTitle();
     buildCentre();
     connectWidgets();
@@ -60,30 +57,25 @@ VProgressWidget::~VProgressWidget()
 
 void VProgressWidget::buildTitle()
 {
-    titleLayout = new QGridLayout;
-    titleLayout->setContentsMargins(0, 0, 0, 0);
-    titleLayout->setSpacing(6);
-    lblLogo = makeLogoLabel(this, QStringLiteral("progress.png"));
+    titleLayout = build::layout<QGridLayout>(0, 6);
+    lblLogo = build::logo(this, "progress.png");
     titleLayout->addWidget(lblLogo, 0, 0, 2, 1, Qt::AlignCenter);
-    lblTitle = makeTitleLabel(this);
+    lblTitle = build::heading(this, "lblTitle");
     titleLayout->addWidget(lblTitle, 0, 1, 2, 1, Qt::AlignCenter);
-    hSpacer = new QSpacerItem(6, 3, QSizePolicy::Expanding, QSizePolicy::Minimum);
+    hSpacer = build::stretch(6);
     titleLayout->addItem(hSpacer, 1, 2);
-    btnMinimize = new VPushButton(QStringLiteral("minimize"), background, false, this, "btnMinimize");
-    btnMinimize->setFixedSize(23, 23);
+    btnMinimize = build::pictureButton(this, "btnMinimize", "minimize", {23, 23}, false);
     titleLayout->addWidget(btnMinimize, 0, 3);
     vSpacer = new QSpacerItem(3, 24, QSizePolicy::Minimum, QSizePolicy::Expanding);
     titleLayout->addItem(vSpacer, 1, 3);
-    btnClose = makeCloseButton(this, background);
+    btnClose = build::closeButton(this);
     titleLayout->addWidget(btnClose, 0, 4);
     mainLayout->addLayout(titleLayout);
 }
 
 void VProgressWidget::buildCentre()
 {
-    centerLayout = new QGridLayout;
-    centerLayout->setContentsMargins(4, 4, 4, 4);
-    centerLayout->setSpacing(10);
+    centerLayout = build::layout<QGridLayout>(4, 10);
     centerLayout->setColumnStretch(1, 1);
     lblAction = richLabel(this, "lblAction");
     centerLayout->addWidget(lblAction, 0, 0);
@@ -96,9 +88,7 @@ void VProgressWidget::buildCentre()
     buildCounter(1, lblDirScanCnt, lblDirScanCntValue, "lblDirScanCnt");
     buildCounter(2, lblFileScanCnt, lblFileScanCntValue, "lblFileScanCnt");
     buildCounter(3, lblVirusCnt, lblVirusCntValue, "lblVirusCnt");
-    QPalette red;
-    red.setColor(QPalette::WindowText, QColor(255, 0, 0));
-    lblVirusCntValue->setPalette(red);
+    build::setTextColour(lblVirusCntValue, QColor(255, 0, 0));
     lblProgress = plainLabel(this, "lblProgress");
     lblProgress->setFixedSize(70, 70);
     centerLayout->addWidget(lblProgress, 1, 2, 3, 1);
@@ -121,11 +111,10 @@ void VProgressWidget::buildControls()
 {
     spacer = new QSpacerItem(1, 1, QSizePolicy::Minimum, QSizePolicy::Expanding);
     centerLayout->addItem(spacer, 4, 5);
-    lnkDetail = new VLinkButton(background, this, "lnkDetail");
+    lnkDetail = build::link(this, "lnkDetail");
     lnkDetail->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     centerLayout->addWidget(lnkDetail, 5, 0);
-    btnStop = new VPushButton(QStringLiteral("button"), background, false, this, "btnStop");
-    btnStop->setFixedSize(80, 32);
+    btnStop = build::textButton(this, "btnStop");
     centerLayout->addWidget(btnStop, 5, 1, 1, 5, Qt::AlignRight);
     txtDetails = new VTextPane(this, "txtDetails");
     txtDetails->setFixedHeight(144);
@@ -144,19 +133,19 @@ void VProgressWidget::connectWidgets()
 void VProgressWidget::languageChange()
 {
     setWindowTitle(tr("Vardo"));
-    btnMinimize->setToolTip(tr("Minimize"));
-    btnClose->setToolTip(tr("Close"));
+    setTexts(tr, {
+                     {btnMinimize, nullptr, "Minimize"},
+                     {btnClose, nullptr, "Close"},
+                     {lblDirScanCnt, "Total Folders Scanned"},
+                     {lblFileScanCnt, "Total Objects Scanned"},
+                     {lblVirusCnt, "Total Objects Infected"},
+                     {lnkDetail, nullptr, "Toggles the scanning details"},
+                     {btnStop, "&Cancel", "Stop scanning process", "Alt+C"},
+                 });
     lblTimeElapsed->setText(QStringLiteral("<b>") + tr("Time elapsed") + QStringLiteral("</b>"));
     lblTime->setText(QStringLiteral("00:00:00"));
-    lblDirScanCnt->setText(tr("Total Folders Scanned"));
-    lblFileScanCnt->setText(tr("Total Objects Scanned"));
-    lblVirusCnt->setText(tr("Total Objects Infected"));
     for (QLabel* value : {lblDirScanCntValue, lblFileScanCntValue, lblVirusCntValue})
         value->setText(QStringLiteral("0"));
-    lnkDetail->setToolTip(tr("Toggles the scanning details"));
-    btnStop->setText(tr("&Cancel"));
-    btnStop->setShortcut(QKeySequence(tr("Alt+C")));
-    btnStop->setToolTip(tr("Stop scanning process"));
 }
 
 void VProgressWidget::init()
@@ -219,9 +208,7 @@ void VProgressWidget::closeEvent(QCloseEvent* ce)
     }
     // The window stays for the rest of the scan and its closing dialogs, whatever the answer.
     ce->ignore();
-    const int answer = vMessage(this, tr("Scanning is in progress. Do you want to stop scan process?"),
-                                VMessageBox::Question, VMessageBox::BTN_YES, VMessageBox::BTN_NO);
-    if (answer == VMessageBox::BTN_YES)
+    if (vAsk(this, tr("Scanning is in progress. Do you want to stop scan process?")))
         stopScan();
 }
 

@@ -1,19 +1,17 @@
 #include "scan/vscanstatisticsdialog.h"
 
-#include "kit/dialogheader.h"
+#include "kit/builders.h"
 #include "kit/labels.h"
+#include "kit/texts.h"
 #include "kit/vpushbutton.h"
 #include "loglayout/scanlog.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>
-#include <QKeySequence>
 #include <QLabel>
 #include <QVBoxLayout>
 
 namespace {
-
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 using Stats = QS_InterfaceScanStatistics;
 
@@ -72,13 +70,9 @@ const VScanStatisticsDialog::Counter VScanStatisticsDialog::counters[] = {
 
 VScanStatisticsDialog::VScanStatisticsDialog(QWidget* parent, const char* /*name*/, bool modal,
                                              Qt::WindowFlags f)
-    : RoundedWindow<QDialog>(background, true, parent, f)
+    : DialogWindow(parent, "VScanStatisticsDialog", modal, f)
 {
-    setObjectName(QStringLiteral("VScanStatisticsDialog"));
-    setModal(modal);
-    mainLayout = new QVBoxLayout(this);
-    mainLayout->setContentsMargins(0, 0, 0, 0);
-    mainLayout->setSpacing(0);
+    mainLayout = build::layout<QVBoxLayout>(0, 0, this);
     buildTitle();
     buildCounters();
     languageChange();
@@ -87,23 +81,19 @@ VScanStatisticsDialog::VScanStatisticsDialog(QWidget* parent, const char* /*name
 
 void VScanStatisticsDialog::buildTitle()
 {
-    titleLayout = new QHBoxLayout;
-    titleLayout->setContentsMargins(6, 6, 6, 6);
-    titleLayout->setSpacing(6);
-    lblLogo = makeLogoLabel(this, QStringLiteral("statistics.png"));
+    titleLayout = build::layout<QHBoxLayout>(6, 6);
+    lblLogo = build::logo(this, "statistics.png");
     titleLayout->addWidget(lblLogo);
-    lblTitle = makeTitleLabel(this);
+    lblTitle = build::heading(this, "lblTitle");
     titleLayout->addWidget(lblTitle);
-    titleSpacer = new QSpacerItem(10, 5, QSizePolicy::Expanding, QSizePolicy::Minimum);
+    titleSpacer = build::stretch();
     titleLayout->addItem(titleSpacer);
     mainLayout->addLayout(titleLayout);
 }
 
 void VScanStatisticsDialog::buildCounters()
 {
-    statLayout = new QGridLayout;
-    statLayout->setContentsMargins(10, 10, 10, 10);
-    statLayout->setSpacing(10);
+    statLayout = build::layout<QGridLayout>(10, 10);
     for (const Counter& counter : counters) {
         QLabel* caption = this->*counter.captionLabel = plainLabel(this, counter.name);
         statLayout->addWidget(caption, counter.row, counter.column);
@@ -111,8 +101,7 @@ void VScanStatisticsDialog::buildCounters()
         value->setObjectName(caption->objectName() + QStringLiteral("Value"));
         statLayout->addWidget(value, counter.row, counter.column + 1);
     }
-    btnOk = new VPushButton(QStringLiteral("button"), background, false, this, "btnOk");
-    btnOk->setFixedSize(80, 32);
+    btnOk = build::textButton(this, "btnOk");
     connect(btnOk, &VPushButton::clicked, this, &VScanStatisticsDialog::close);
     statLayout->addWidget(btnOk, 7, 0, 1, 4, Qt::AlignHCenter);
     mainLayout->addLayout(statLayout, 1);
@@ -121,20 +110,16 @@ void VScanStatisticsDialog::buildCounters()
 void VScanStatisticsDialog::languageChange()
 {
     setWindowTitle(tr("Vardo"));
-    lblTitle->setText(tr("Statistics"));
     for (const Counter& counter : counters) {
-        (this->*counter.captionLabel)->setText(tr(counter.caption));
+        setTexts(tr, {{this->*counter.captionLabel, counter.caption}});
         (this->*counter.valueLabel)->setText(QStringLiteral("0"));
     }
-    btnOk->setText(tr("&Close"));
-    btnOk->setShortcut(QKeySequence(tr("Alt+C")));
-    btnOk->setToolTip(tr("Close current window"));
+    setTexts(tr, {{lblTitle, "Statistics"}, {btnOk, "&Close", "Close current window", "Alt+C"}});
 }
 
 void VScanStatisticsDialog::init()
 {
-    setFixedSize(700, 360);
-    makeWidgetRound(3, 6);
+    setShape({700, 360}, 3, 6);
 }
 
 void VScanStatisticsDialog::showScanStatistics(QS_InterfaceScanStatistics* stats)

@@ -1,19 +1,16 @@
 #pragma once
 
 #include "engine/interface.h"
-#include "kit/roundedwindow.h"
-
-#include <QDialog>
+#include "kit/dialogwindow.h"
 
 class QGridLayout;
 class QHBoxLayout;
 class QLabel;
 class QSpacerItem;
 class QVBoxLayout;
-class VPushButton;
 
 /// Shows the engine's counters at the end of a file scan.
-class VScanStatisticsDialog : public RoundedWindow<QDialog>
+class VScanStatisticsDialog : public DialogWindow
 {
     Q_OBJECT
 
@@ -56,8 +53,6 @@ class VScanStatisticsDialog : public RoundedWindow<QDialog>
     QLabel* lblRenamedValue = nullptr;
     QLabel* lblDeleted = nullptr;
     QLabel* lblDeletedValue = nullptr;
-    QLabel* lblLogo = nullptr;
-    QLabel* lblTitle = nullptr;
     QHBoxLayout* titleLayout = nullptr;
     QVBoxLayout* mainLayout = nullptr;
     QGridLayout* statLayout = nullptr;

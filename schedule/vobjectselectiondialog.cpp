@@ -1,13 +1,13 @@
 #include "schedule/vobjectselectiondialog.h"
 
 #include "engine/vardo.h"
-#include "kit/dialogheader.h"
+#include "kit/builders.h"
 #include "kit/imagecollection.h"
+#include "kit/texts.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
 #include "schedule/objecttree.h"
 
-#include <QKeySequence>
 #include <QLabel>
 #include <QPainter>
 #include <QTreeWidgetItemIterator>
@@ -18,8 +18,6 @@
 #include <unistd.h>
 
 namespace {
-
-const QString background = QStringLiteral("Linux_GUI_popup_bg2.png");
 
 using State = ObjectRow::State;
 
@@ -66,11 +64,9 @@ void append(const std::string& path, VardoObject*& head, VardoObject*& last)
 
 VObjectSelectionDialog::VObjectSelectionDialog(QWidget* parent, const char* name, bool modal,
                                                Qt::WindowFlags flags)
-    : RoundedWindow<QDialog>(background, true, parent, flags)
+    : DialogWindow(parent, name ? name : "VObjectSelectionDialog", modal, flags)
 {
-    setObjectName(QLatin1StringView(name ? name : "VObjectSelectionDialog"));
-    setModal(modal);
-    setFixedSize(610, 450);
+    setShape({610, 450}, 5, 5);
     buildWidgets();
     languageChange();
     connectWidgets();
@@ -79,23 +75,17 @@ VObjectSelectionDialog::VObjectSelectionDialog(QWidget* parent, const char* name
 
 void VObjectSelectionDialog::buildWidgets()
 {
-    lblLogo = makeLogoLabel(this, QStringLiteral("objectAdd.png"));
-    lblLogo->move(9, 7);
-    lblTitle = makeTitleLabel(this);
-    lblTitle->setGeometry(66, 19, 280, 32);
-    btnClose = makeCloseButton(this, background);
-    btnClose->move(580, 7);
+    buildHeader("objectAdd.png", 280);
     lstDirView = new ObjectTree(this, "lstDirView");
     lstDirView->setGeometry(15, 70, 580, 323);
-    btnRefresh = new VPushButton(QStringLiteral("button"), background, false, this, "btnRefresh");
-    btnRefresh->setGeometry(425, 403, 80, 32);
-    btnScan = new VPushButton(QStringLiteral("button"), background, false, this, "btnScan");
-    btnScan->setGeometry(515, 403, 80, 32);
+    btnRefresh = build::textButton(this, "btnRefresh");
+    btnRefresh->move(425, 403);
+    btnScan = build::textButton(this, "btnScan");
+    btnScan->move(515, 403);
 }
 
 void VObjectSelectionDialog::connectWidgets()
 {
-    connect(btnClose, &QAbstractButton::clicked, this, &QWidget::close);
     connect(btnRefresh, &QAbstractButton::clicked, this, &VObjectSelectionDialog::initDirView);
     connect(btnScan, &QAbstractButton::clicked, this, &VObjectSelectionDialog::scanSelectedItems);
     connect(lstDirView, &QTreeWidget::itemExpanded, this, &VObjectSelectionDialog::slotExpanded);
@@ -107,20 +97,17 @@ void VObjectSelectionDialog::connectWidgets()
 void VObjectSelectionDialog::languageChange()
 {
     setWindowTitle(tr("Vardo"));
-    lblTitle->setText(tr("Select files / directory to scan"));
-    btnClose->setToolTip(tr("Close"));
     lstDirView->setHeaderLabels({tr("Name"), tr("Type"), tr("Size")});
-    btnRefresh->setText(tr("&Refresh"));
-    btnRefresh->setShortcut(QKeySequence(tr("Alt+R")));
-    btnRefresh->setToolTip(tr("Refresh the directory"));
-    btnScan->setText(tr("Sc&an"));
-    btnScan->setShortcut(QKeySequence(tr("Alt+A")));
-    btnScan->setToolTip(tr("Start scanning with check marked objects"));
+    setTexts(tr, {
+                     {lblTitle, "Select files / directory to scan"},
+                     {btnClose, nullptr, "Close"},
+                     {btnRefresh, "&Refresh", "Refresh the directory", "Alt+R"},
+                     {btnScan, "Sc&an", "Start scanning with check marked objects", "Alt+A"},
+                 });
 }
 
 void VObjectSelectionDialog::init()
 {
-    makeWidgetRound(5, 5);
     loadPictures();
     initDirView();
 }
@@ -152,8 +139,7 @@ void VObjectSelectionDialog::setReturnObjectPtr(__VardoObject** place)
 
 void VObjectSelectionDialog::changeScanCaption()
 {
-    btnScan->setText(tr("Add"));
-    btnScan->setShortcut(QKeySequence(tr("Alt+A"))); // which the new text has dropped
+    setTexts(tr, {{btnScan, "Add", nullptr, "Alt+A"}});
 }
 
 void VObjectSelectionDialog::initDirView()
@@ -282,7 +268,7 @@ void VObjectSelectionDialog::scanSelectedItems()
     vMessage(this,
              denied && getuid() != 0 ? tr("Access Denied to selected files")
                                      : tr("Directories/files must be specified!"),
-             VMessageBox::Information, VMessageBox::BTN_OK | VMessageBox::BTN_DEFAULT);
+             VMessageBox::Information, okDefault);
 }
 
 bool VObjectSelectionDialog::collectChecked()

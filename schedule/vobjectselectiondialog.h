@@ -1,20 +1,18 @@
 #pragma once
 
-#include "kit/roundedwindow.h"
+#include "kit/dialogwindow.h"
 
-#include <QDialog>
 #include <QIcon>
 
 class ObjectRow;
 class ObjectTree;
-class QLabel;
 class QTreeWidgetItem;
 class VPushButton;
 class __VardoObject;
 
 /// The modal picker of files and directories: a tree of the whole file system with a check mark on every row,
 /// which is read as the user opens it. GUI thread only.
-class VObjectSelectionDialog : public RoundedWindow<QDialog>
+class VObjectSelectionDialog : public DialogWindow
 {
     Q_OBJECT
 
@@ -58,12 +56,9 @@ class VObjectSelectionDialog : public RoundedWindow<QDialog>
 
     [[maybe_unused]] int scanClicked = 0; ///< Nothing reads or writes it.
     __VardoObject** objects = nullptr;    ///< The caller's.
-    VPushButton* btnClose = nullptr;
     VPushButton* btnRefresh = nullptr;
     VPushButton* btnScan = nullptr;
     ObjectTree* lstDirView = nullptr;
-    QLabel* lblTitle = nullptr;
-    QLabel* lblLogo = nullptr;
     QIcon folderLocked;
     QIcon folderClosedChecked;
     QIcon folderClosedUnchecked;

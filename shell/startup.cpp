@@ -10,6 +10,7 @@
 #include "mainwindow/vmainwidget.h"
 #include "scan/actiondata.h"
 #include "scan/vmemscandialog.h"
+#include "shell/agealert.h"
 #include "shell/globals.h"
 #include "shell/xthreads.h"
 
@@ -173,7 +174,7 @@ Startup::Outcome Startup::checkSignatureAge()
 {
     struct_qsavinfo info{};
     if (GetQSAVInfo(systemType_, paths::qsavConf, info) >= 0 && vardo->MakeAlert(info.udate))
-        qWarning("The virus signatures are older than the limit in the scan settings.");
+        alertAboutAge(*vardo);
     return std::nullopt;
 }
 

@@ -51,7 +51,7 @@ void writeReport()
 
 void answer(VMessageBox& box)
 {
-    std::string text = "box \"" + box.text().toStdString() + "\"";
+    std::string text = "box \"" + box.text().replace('\n', '/').toStdString() + "\"";
     VPushButton* first = nullptr;
     for (int code = VMessageBox::BTN_OK; code <= VMessageBox::BTN_NOALL; ++code) {
         if (box.indexOf(code) < 0)

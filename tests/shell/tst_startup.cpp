@@ -78,7 +78,7 @@ class Start
     QProcess process_;
 };
 
-QStringList box(const char* text, const char* button)
+QStringList box(const QString& text, const char* button)
 {
     return {QString("box \"%1\" %2").arg(text, button)};
 }
@@ -196,6 +196,21 @@ class TestStartup : public QObject
         QCOMPARE(start.exitCode(), 0);
         QVERIFY(start.report().filter("MakeAlert").isEmpty());
         QCOMPARE(start.boxes(), QStringList());
+    }
+
+    void oldSignaturesAreOfferedAnUpdate()
+    {
+        const QString age = "Virus database is more than 15 days older./";
+        Start ofRoot(root, "result MakeAlert 1\nresult DoUpdate -2");
+        QCOMPARE(ofRoot.exitCode(), 0);
+        QCOMPARE(ofRoot.boxes(), box(age + "Should the virus signatures be updated now?", "3:&Yes 4:&No") +
+                                     box("Error getting update lock", "1:Ok"));
+        QCOMPARE(ofRoot.windows().size(), 1);
+
+        Start ofUser(rootOfUsersGroup, "result MakeAlert 1");
+        QCOMPARE(ofUser.exitCode(), 0);
+        QCOMPARE(ofUser.boxes(), box(age + "Login as root to download update.", "1:Ok"));
+        QCOMPARE(ofUser.report().filter("DoUpdate"), QStringList());
     }
 
     void choosesTheConfigurationByTheUser()

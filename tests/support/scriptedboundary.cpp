@@ -175,8 +175,7 @@ bool ScanConfig::MakeAlert(tm& date)
 {
     char day[32] = "";
     std::strftime(day, sizeof day, "%Y-%m-%d", &date);
-    call("MakeAlert", day);
-    return false;
+    return call("MakeAlert", day) > 0;
 }
 
 int ScanConfig::removeConfQoutes()
@@ -358,4 +357,15 @@ int vUpdate::GetOption(unsigned int id, void* value)
 int vUpdate::SetOption(unsigned int id, void* value)
 {
     return transfer("vUpdate::SetOption", scriptedEngine().updateHeld, updateFields, id, value, true);
+}
+
+int vUpdate::DoUpdate(AVUpdateCallBack callback, AVUpdateContextData context, const char* arg)
+{
+    const int result = call("DoUpdate", shown(arg));
+    return scriptedEngine().updateRun ? scriptedEngine().updateRun(callback, context) : result;
+}
+
+void signal_update_term(int signal)
+{
+    call("signal_update_term", std::to_string(signal));
 }

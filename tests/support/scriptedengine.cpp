@@ -127,6 +127,7 @@ void ScriptedEngine::reset()
     systemType = QS_KAVSystem;
     info = {};
     updateSaved = updateHeld = {};
+    updateRun = nullptr;
     avLoaded = false;
 }
 

@@ -142,6 +142,8 @@ class ScriptedEngine
     scripted::Script scanScript;   ///< DoScan
     scripted::Script memoryScript; ///< DoMemoryScan
     scripted::Script initScript;   ///< VardoAVInit
+    /// DoUpdate: its result, or what it throws, once it was called. Runs on the thread of the update.
+    std::function<int(AVUpdateCallBack callback, AVUpdateContextData context)> updateRun;
     std::vector<int> callbackAnswers;
     std::vector<scripted::PromptAnswer> promptAnswers;
 
