@@ -49,6 +49,7 @@ struct ScanItem
 {
     enum class Kind {
         Directory,  ///< a directory is entered
+        NotEntered, ///< a directory that another file system is mounted on
         File,       ///< a file, or something that could not be opened
         MemoryPart, ///< a file or piece of memory that the next Process item uses
         Process,    ///< a process, after all its parts
@@ -62,7 +63,7 @@ struct ScanItem
     base::UniqueFd fd;                            ///< the opened file; closed early, as `parent`, when clean
     FileId id;                                    ///< the file's state when it was opened
     std::uint64_t memory = 0;                     ///< bytes that the item keeps in memory
-    std::shared_ptr<ScanOutcome> outcome;         ///< null for a directory and a process
+    std::shared_ptr<ScanOutcome> outcome;         ///< null for directories and processes
 };
 
 /// The bounded queue between the thread that walks and the thread that reports. Items come out in the
@@ -94,6 +95,8 @@ class ScanPipeline
     /// Reporting side: abandons everything inside. Both sides return at once from now on.
     void stop();
     const std::atomic<bool>& stopped() const { return stopped_; }
+    /// Ends the session. To be called when nobody pushes any more; what is still inside goes.
+    void close();
 
   private:
     struct Pending

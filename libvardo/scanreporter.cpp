@@ -1,6 +1,7 @@
 #include "libvardo/scanreporter.h"
 
 #include "base/systemerror.h"
+#include "libvardo/closeelsewhere.h"
 #include "libvardo/quarantinefile.h"
 #include "libvardo/statistics.h"
 
@@ -55,22 +56,23 @@ ScanReporter::ScanReporter(const Frontend& frontend, ActionPlan plan, QS_Interfa
 {
 }
 
-bool ScanReporter::run(ScanPipeline& pipeline)
+bool ScanReporter::run(ScanPipeline& pipeline, const std::function<void()>& idle)
 {
-    for (;;) {
+    for (lastBeat_ = std::chrono::steady_clock::now();;) {
         ScanItem item;
         switch (pipeline.next(item, beatInterval)) {
         case ScanPipeline::Next::End:
             return true;
         case ScanPipeline::Next::Nothing:
-            if (!beat())
-                return false;
+            idle();
             break;
         case ScanPipeline::Next::Item:
             if (!report(item))
                 return false;
             break;
         }
+        if (!beat())
+            return false;
     }
 }
 
@@ -80,9 +82,11 @@ bool ScanReporter::report(ScanItem& item)
     case ScanItem::Kind::Directory:
         ++statistics_.scDirectories;
         return call(item.name, OBJTYPE_DIRECTORY, 0, {}, {});
+    case ScanItem::Kind::NotEntered:
+        return call(item.name, OBJTYPE_FILE, 0, {}, "not entered: another file system");
     case ScanItem::Kind::MemoryPart:
         addPart(item);
-        return beat();
+        return true;
     case ScanItem::Kind::Process:
     case ScanItem::Kind::LostProcess:
         return reportProcess(item);
@@ -100,7 +104,10 @@ bool ScanReporter::reportFile(ScanItem& item)
     const std::string fullName = verdict.inner.empty() ? item.name : item.name + "=>" + verdict.inner;
     if (verdict.status != SCANSTAT_INFECTED && verdict.status != SCANSTAT_SUSPECTED) {
         countObject(statistics_, verdict.status, verdict.status);
-        return call(fullName, OBJTYPE_FILE, verdict.status, verdict.virus, verdict.remark);
+        const bool goesOn = call(fullName, OBJTYPE_FILE, verdict.status, verdict.virus, verdict.remark);
+        if (item.fd)
+            closeElsewhere(std::move(item.fd));
+        return goesOn;
     }
 
     ActionPlan plan = plan_;
@@ -227,7 +234,7 @@ bool ScanReporter::reportProcess(const ScanItem& item)
 {
     const Verdict verdict = std::exchange(process_, {});
     if (item.kind == ScanItem::Kind::LostProcess && weight(verdict.status) <= weight(SCANSTAT_CLEAN))
-        return beat();
+        return true;
     const int status = verdict.status == 0 ? SCANSTAT_CLEAN : verdict.status;
     countObject(statistics_, status, status);
     return call(item.name, OBJTYPE_PROCESS, status, verdict.virus, verdict.remark);
@@ -236,7 +243,6 @@ bool ScanReporter::reportProcess(const ScanItem& item)
 bool ScanReporter::call(const std::string& name, int type, int status, const std::string& virus,
                         const std::string& remark)
 {
-    lastBeat_ = std::chrono::steady_clock::now();
     if (stopped_ || !frontend_.result)
         return !stopped_;
     const int answer = frontend_.result(name.c_str(), type, status, virus.empty() ? nullptr : virus.c_str(),
@@ -250,8 +256,10 @@ bool ScanReporter::call(const std::string& name, int type, int status, const std
 /// Keeps the front-end alive while nothing can be reported; false once it asked to stop.
 bool ScanReporter::beat()
 {
-    if (std::chrono::steady_clock::now() - lastBeat_ < beatInterval)
+    const auto now = std::chrono::steady_clock::now();
+    if (now - lastBeat_ < beatInterval)
         return true;
+    lastBeat_ = now;
     return call({}, OBJTYPE_FILE, 0, {}, {});
 }
 

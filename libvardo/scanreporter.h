@@ -5,6 +5,7 @@
 #include "libvardo/scanpipeline.h"
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <unordered_map>
 
@@ -36,9 +37,9 @@ class ScanReporter
   public:
     ScanReporter(const Frontend& frontend, ActionPlan plan, QS_InterfaceScanStatistics& statistics);
 
-    /// Reports until the end (true) or until the front-end asks to stop (false). A beat is made for
-    /// every 100 ms in which nothing is ready.
-    bool run(ScanPipeline& pipeline);
+    /// Reports until the end (true) or until the front-end asks to stop (false). A beat is made every 100 ms,
+    /// whatever else was called back meanwhile. `idle` is called now and then while nothing is ready.
+    bool run(ScanPipeline& pipeline, const std::function<void()>& idle);
 
     /// How often the front-end answered that it could not note a quarantined file.
     unsigned recordFailures() const { return recordFailures_; }

@@ -3,7 +3,6 @@
 #include "base/paths.h"
 #include "libvardo/enginesettings.h"
 #include "libvardo/enginestate.h"
-#include "libvardo/processwalker.h"
 #include "libvardo/scanrun.h"
 
 #include <ctime>
@@ -191,14 +190,14 @@ int Vardo::DoScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, QS_actionProm
         const vardo::EngineSettings settings = settingsOf(*this, state);
         const vardo::ActionPlan plan = actionPlan(*this, state, settings.quarantineDir);
         vardo::WalkOptions walk = walkOptions(*this, scanOpts);
-        walk.directories.exclude(settings.quarantineDir);
-        walk.directories.exclude(plan.quarantineDir);
+        walk.closed.add(settings.quarantineDir);
+        walk.closed.add(plan.quarantineDir);
         std::vector<std::string> objects;
         for (const VardoObject* object = scanObjects; object; object = object->objNext)
             objects.emplace_back(object->objName);
         vardo::ScanReporter reporter({cb, ctx, prompt}, plan, result->scanStatistics);
-        return vardo::runFileScan(sessionFactory(settings.service), sessionOptions(settings.limits, scanOpts),
-                                  objects, walk, reporter);
+        return vardo::runScan(sessionFactory(settings.service), sessionOptions(settings.limits, scanOpts),
+                              vardo::fileSource(std::move(objects), std::move(walk)), reporter);
     });
 }
 
@@ -215,11 +214,8 @@ int Vardo::DoMemoryScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, bool al
     return bounded(state, *result, [&] {
         const vardo::EngineSettings settings = settingsOf(*this, state);
         vardo::ScanReporter reporter({cb, ctx, nullptr}, {}, result->scanStatistics);
-        const auto produce = [all](vardo::ScanPipeline& pipeline) {
-            vardo::ProcessWalker(pipeline).walk(all);
-        };
         return vardo::runScan(sessionFactory(settings.service), sessionOptions(settings.limits, scanOpts),
-                              produce, reporter);
+                              vardo::processSource(all), reporter);
     });
 }
 

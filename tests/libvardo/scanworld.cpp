@@ -1,7 +1,5 @@
 #include "tests/libvardo/scanworld.h"
 
-#include "libvardo/processwalker.h"
-
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
@@ -157,26 +155,22 @@ QList<QByteArray> ScanWorld::list(const QByteArray& directory)
 int ScanWorld::scan(const std::vector<std::string>& objects)
 {
     vardo::WalkOptions options = walk;
-    options.directories.exclude(plan.quarantineDir);
-    return run([&](vardo::ScanPipeline& pipeline) {
-        vardo::Walker walker(pipeline, options);
-        for (const std::string& object : objects.empty() ? std::vector{path().toStdString()} : objects)
-            walker.walk(object);
-    });
+    options.closed.add(plan.quarantineDir);
+    return run(vardo::fileSource(objects.empty() ? std::vector{path().toStdString()} : objects, options));
 }
 
 int ScanWorld::scanMemory(bool all)
 {
-    return run([all](vardo::ScanPipeline& pipeline) { vardo::ProcessWalker(pipeline).walk(all); });
+    return run(vardo::processSource(all));
 }
 
-int ScanWorld::run(const std::function<void(vardo::ScanPipeline&)>& produce)
+int ScanWorld::run(const vardo::SourceFactory& source)
 {
     calls.clear();
     statistics = {};
     scanning = this;
     vardo::ScanReporter reporter({&ScanWorld::result, this, &ScanWorld::prompt}, plan, statistics);
-    const auto end = vardo::runScan(service.factory(), session, produce, reporter);
+    const auto end = vardo::runScan(service.factory(), session, source, reporter);
     if (!end) {
         error = end.error().text;
         return -1;

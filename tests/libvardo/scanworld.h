@@ -82,7 +82,7 @@ class ScanWorld
     std::string error;
 
   private:
-    int run(const std::function<void(vardo::ScanPipeline&)>& produce);
+    int run(const vardo::SourceFactory& source);
     static int result(const char* name, int type, int status, const char* virus, const char* remark,
                       void* context);
     static int prompt(const char* name, char* data);

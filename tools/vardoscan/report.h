@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 struct Options;
 
@@ -30,6 +31,7 @@ class Report
                      bool complete);
     void summaryJson(const QS_InterfaceScanStatistics& statistics, std::chrono::seconds duration,
                      bool complete);
+    void notEntered(const char* name, const char* remark);
     void showProgress(const char* name);
     void hideProgress();
 
@@ -39,6 +41,7 @@ class Report
     bool found_ = false;
     bool errors_ = false;
     unsigned long objects_ = 0;
+    std::vector<std::string> notEntered_;
     std::string current_; ///< last name seen, for the progress
     std::chrono::steady_clock::time_point lastProgress_;
 };
