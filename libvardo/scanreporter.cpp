@@ -2,6 +2,7 @@
 
 #include "base/systemerror.h"
 #include "libvardo/closeelsewhere.h"
+#include "libvardo/mailfolder.h"
 #include "libvardo/quarantinefile.h"
 #include "libvardo/statistics.h"
 
@@ -111,26 +112,43 @@ bool ScanReporter::reportFile(ScanItem& item)
     }
 
     ActionPlan plan = plan_;
-    const unsigned int action = chosenAction(fullName, verdict.status, plan);
+    const std::string spared = reasonToSpare(item);
+    const bool asks = plan_.action == SCANACT_PROMPT && spared.empty();
+    const unsigned int action = spared.empty() ? chosenAction(fullName, verdict.status, plan)
+                                               : static_cast<unsigned int>(SCANACT_LOG);
     // Whoever stopped the scan while the question was open gets no action that the front-end takes no note
     // of.
-    if (plan_.action == SCANACT_PROMPT && !call({}, OBJTYPE_FILE, 0, {}, {}))
+    if (asks && !call({}, OBJTYPE_FILE, 0, {}, {}))
         return false;
     const bool cure = plan_.disinfect && verdict.status == SCANSTAT_INFECTED;
     statistics_.scCureFailed += cure;
+    std::string remark = spared;
     if (action == SCANACT_LOG) {
         const bool cureIsOutcome = cure && plan_.action == SCANACT_LOG;
         countObject(statistics_, verdict.status, verdict.status);
+        join(remark, verdict.remark);
         return call(fullName, OBJTYPE_FILE, cureIsOutcome ? SCANSTAT_CURE_FAILED : verdict.status,
-                    verdict.virus, verdict.remark);
+                    verdict.virus, remark);
     }
-    std::string remark;
     const int outcome = act(item, action, plan, remark);
     if (!verdict.inner.empty())
         join(remark, "found in " + verdict.inner);
     join(remark, verdict.remark);
     countObject(statistics_, verdict.status, outcome);
     return call(item.name, OBJTYPE_FILE, outcome, verdict.virus, remark);
+}
+
+/// Why the file is left alone although there is something to be done about such files; empty normally.
+std::string ScanReporter::reasonToSpare(const ScanItem& item)
+{
+    const bool acts = plan_.action == SCANACT_PROMPT ||
+                      (plan_.action != SCANACT_LOG && item.outcome->verdict().status == SCANSTAT_INFECTED);
+    if (acts && !plan_.mailFolders && isMailFolder(item.fd.get(), [this] { return beat(); }))
+        return "left alone: it holds other mails too";
+    // Else each scan would add one more.
+    if (plan_.action == SCANACT_RENAME && item.leaf.ends_with("." + plan_.extension))
+        return acts ? "left alone: it has the extension of renamed files" : "";
+    return {};
 }
 
 /// Suspected files are left alone, except that a person may decide otherwise.
@@ -193,10 +211,7 @@ base::Result<std::string> ScanReporter::quarantined(const ScannedFile& file, con
                                                     const std::string& directory)
 {
     const auto result = quarantineFile(file, virus, directory, [this] { return beat(); });
-    if (!result)
-        return result.error();
-    const std::string& problem = result.value().noteProblem;
-    return problem.empty() ? "" : "its origin could not be noted: " + problem;
+    return result ? base::Result<std::string>(std::string()) : result;
 }
 
 ScannedFile ScanReporter::scannedFile(const ScanItem& item) const

@@ -18,6 +18,7 @@ struct ActionPlan
     bool disinfect = false;            ///< a cure is tried first; there is none, so it always fails
     std::string quarantineDir;         ///< absolute
     std::string extension = "qst";     ///< of renamed files, without the dot
+    bool mailFolders = false;          ///< these are acted upon like other files
 };
 
 /// True when `text` can be the extension of a renamed file.
@@ -49,6 +50,7 @@ class ScanReporter
     bool reportFile(ScanItem& item);
     bool reportProcess(const ScanItem& item);
     void addPart(const ScanItem& item);
+    std::string reasonToSpare(const ScanItem& item);
     unsigned int chosenAction(const std::string& name, int found, ActionPlan& plan);
     int act(const ScanItem& item, unsigned int action, const ActionPlan& plan, std::string& remark);
     base::Result<std::string> quarantined(const ScannedFile& file, const std::string& virus,

@@ -105,13 +105,15 @@ vardo::WalkOptions walkOptions(ScanConfig& config, unsigned int bits)
 }
 
 /// What SetActionData said goes before the option, and that before the configured directory.
-vardo::ActionPlan actionPlan(ScanConfig& config, const EngineState& state, const std::string& configuredDir)
+vardo::ActionPlan actionPlan(ScanConfig& config, const EngineState& state,
+                             const vardo::EngineSettings& settings)
 {
     const std::string data = textOption<sizeof(qs_fString)>(config, SCANOPT_ACTDATA);
     vardo::ActionPlan plan;
     plan.action = option<unsigned int>(config, SCANOPT_ACTION);
     plan.disinfect = option<unsigned int>(config, SCANOPT_SCANOPTS) & SCANFLAG_DISINFECT;
-    plan.quarantineDir = configuredDir;
+    plan.quarantineDir = settings.quarantineDir;
+    plan.mailFolders = settings.mailFolders;
     for (const std::string& directory : {data, state.quarantineDir}) {
         if (directory.starts_with('/'))
             plan.quarantineDir = directory;
@@ -151,8 +153,8 @@ int bounded(EngineState& state, QS_IntefaceScanResult& result, const Scan& scan)
         return -1;
     }
     if (const unsigned missing = end.value().recordFailures)
-        state.error =
-            std::to_string(missing) + " quarantined files could not be noted in the quarantine list";
+        state.error = std::to_string(missing) + (missing == 1 ? " quarantined file" : " quarantined files") +
+                      " could not be noted in the quarantine list";
     return end.value().cancelled ? static_cast<int>(SCANRESULT_CANCELLED) : 0;
 }
 
@@ -188,7 +190,7 @@ int Vardo::DoScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, QS_actionProm
     EngineState& state = stateOf(handle);
     return bounded(state, *result, [&] {
         const vardo::EngineSettings settings = settingsOf(*this, state);
-        const vardo::ActionPlan plan = actionPlan(*this, state, settings.quarantineDir);
+        const vardo::ActionPlan plan = actionPlan(*this, state, settings);
         vardo::WalkOptions walk = walkOptions(*this, scanOpts);
         walk.closed.add(settings.quarantineDir);
         walk.closed.add(plan.quarantineDir);
