@@ -3,6 +3,7 @@
 #include "base/pathof.h"
 #include "base/systemerror.h"
 #include "base/uniquefd.h"
+#include "libvardo/syncfile.h"
 #include "quarantine/restorenotes.h"
 #include "quarantine/storedirectory.h"
 
@@ -135,6 +136,8 @@ base::Result<std::string> Quarantining::copy()
         return content.error();
     if (const auto done = takeOverAttributes(copy.value().fd()); !done)
         return done.error();
+    if (const auto safe = syncFile(copy.value().fd(), beat_); !safe)
+        return safe.error();
     base::Result<std::string> name = takeName(content.value(), [&](const std::string& candidate) {
         return copy.value().publish(directory_, candidate);
     });

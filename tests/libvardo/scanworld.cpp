@@ -72,7 +72,8 @@ class FakeSession : public vardo::ScanSession
             lock.unlock();
             char head[64] = {};
             const ssize_t size = ::pread(fd, head, sizeof head, 0);
-            const QByteArray content(head, std::max<ssize_t>(size, 0));
+            const QByteArray content =
+                service_.infectsAll ? "infected" : QByteArray(head, std::max<ssize_t>(size, 0));
             if (service_.whileScanning)
                 service_.whileScanning(content);
             done_(id, size < 0 ? vardo::Verdict{SCANSTAT_ERROR, {}, {}, "unreadable"} : verdictOf(content));

@@ -26,6 +26,7 @@ class FakeService
     std::atomic<bool> loading = false; ///< opens no session while true
     std::atomic<int> delayMs = 0;      ///< before each answer
     std::atomic<bool> holding = false; ///< answers nothing while true
+    bool infectsAll = false;           ///< calls every file infected
     std::function<void(const QByteArray&)>
         whileScanning; ///< called with the content, on the session's thread
     std::atomic<int> submitted = 0;

@@ -5,10 +5,13 @@
 
 #include <QTest>
 
+#include <atomic>
+
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 using Names = QList<QByteArray>;
@@ -16,6 +19,8 @@ using Names = QList<QByteArray>;
 namespace {
 
 constexpr uid_t nobody = 65534;
+
+std::atomic<int> slowDisk = 0; ///< milliseconds that it takes
 
 /// Mounts of this process alone; false when it may not mount.
 bool makeOwnMounts()
@@ -90,6 +95,12 @@ QByteArray counted(const QS_InterfaceScanStatistics& s)
 
 } // namespace
 
+extern "C" int fsync(int fd)
+{
+    ::usleep(1000u * static_cast<unsigned>(slowDisk));
+    return static_cast<int>(::syscall(SYS_fsync, fd));
+}
+
 class TestActions : public QObject
 {
     Q_OBJECT
@@ -106,6 +117,9 @@ class TestActions : public QObject
     void actsOnEveryHardLink();
     void undoesAHalfCopy_data();
     void undoesAHalfCopy();
+    void beatsWhileTheDiskWrites();
+    void leavesMailFoldersAlone();
+    void renamesOnce();
     void obeysThePrompt();
 
   private:
@@ -409,6 +423,66 @@ void TestActions::undoesAHalfCopy()
     QCOMPARE(ScanWorld::read(bad).startsWith("precious"), event == "written" || event == "replaced");
     QCOMPARE(ScanWorld::list(world.path("../q")), Names{".restore"});
     QCOMPARE(ScanWorld::list(world.path("../q/.restore")), Names{});
+}
+
+void TestActions::beatsWhileTheDiskWrites()
+{
+    ScanWorld world;
+    world.write("bad", "infected");
+    QCOMPARE(::link(world.path("bad").constData(), world.path("other").constData()), 0); // so it is copied
+    world.plan.action = SCANACT_QUARANTINE;
+    slowDisk = 400;
+    const int result = world.scan({world.path("bad").toStdString()});
+    slowDisk = 0;
+    QCOMPARE(result, 0);
+    QCOMPARE(world.statistics.scQuarantined, 1u);
+    QVERIFY(world.beats() >= 3);
+}
+
+/// A mail folder stays, with all that is not infected in it.
+void TestActions::leavesMailFoldersAlone()
+{
+    const QByteArray mail = "From a@b Mon Jan  1 00:00:00 2024\nSubject: infected\n\nHello\n\n";
+    const struct
+    {
+        const char* name;
+        QByteArray content;
+        bool folder = false;
+        mode_t mode = 0644;
+    } rows[] = {{"mbox", mail + mail, true},
+                {"dos", QByteArray(mail + mail).replace("\n", "\r\n"), true},
+                {"long", mail + QByteArray(3 << 20, 'x') + "\n\n" + mail, true},
+                {"pst", QByteArray("!BDN\0\0\0\0SM\x17\0", 12), true},
+                {"one", mail},
+                {"quoted", mail + ">" + mail},
+                {"text", mail + "From here on\nnothing\n"},
+                {"program", mail + mail, false, 0755}};
+    for (const bool acts : {false, true}) {
+        ScanWorld world;
+        QList<QByteArray> expected;
+        for (const auto& row : rows) {
+            QCOMPARE(::chmod(world.write(row.name, row.content).constData(), row.mode), 0);
+            expected.append(row.name + QByteArray(row.folder && !acts ? " 2" : " 32"));
+        }
+        std::sort(expected.begin(), expected.end());
+        world.service.infectsAll = true;
+        world.plan.action = SCANACT_DELETE;
+        world.plan.mailFolders = acts;
+        QCOMPARE(world.scan(), 0);
+        QCOMPARE(world.files(true), expected);
+        QVERIFY(acts || world.find("mbox")->remark == "left alone: it holds other mails too");
+    }
+}
+
+void TestActions::renamesOnce()
+{
+    ScanWorld world;
+    world.write("bad", "infected");
+    world.plan.action = SCANACT_RENAME;
+    QCOMPARE(world.scan(), 0);
+    QCOMPARE(world.scan(), 0);
+    QCOMPARE(ScanWorld::list(world.path()), Names{"bad.qst"});
+    QCOMPARE(world.find("bad.qst")->status, int(SCANSTAT_INFECTED));
 }
 
 /// Each answer with its data, for each kind of find.
