@@ -65,7 +65,10 @@ base::UniqueFd createLogFile(const std::string& directory)
 
     base::UniqueFd fd;
     for (int n = 0; folder && !fd && n < 1000 && (n == 0 || errno == EEXIST); ++n) {
-        const std::string name = stem + (n ? "-" + std::to_string(n) : std::string()) + ".log";
+        char again[8] = "";
+        if (n > 0) // a letter, as each list of names has it behind the dot of the first one
+            std::snprintf(again, sizeof again, "x%03d", n);
+        const std::string name = std::string(stem) + again + ".log";
         fd.reset(::openat(folder.get(), name.c_str(),
                           O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0640));
     }
@@ -92,7 +95,8 @@ std::size_t lineEnds(std::string_view text, std::string_view format)
 }
 
 /// Escapes what would let a file's name pass for a line of the log, or command a terminal: control
-/// characters, and newlines within the text, unless all of them are the format's own.
+/// characters, and newlines within the text, unless all of them are the format's own; and the backslash,
+/// which would pass for an escape.
 std::string harmless(std::string_view text, std::string_view format)
 {
     const bool ownNewlines =
@@ -104,6 +108,8 @@ std::string harmless(std::string_view text, std::string_view format)
         char escape[8] = {text[at], '\0'};
         if (byte == '\n' && at < end)
             std::snprintf(escape, sizeof escape, "\\n");
+        else if (byte == '\\')
+            std::snprintf(escape, sizeof escape, "\\\\");
         else if (byte != '\n' && byte != '\t' && (byte < ' ' || byte == 0x7f))
             std::snprintf(escape, sizeof escape, "\\x%02x", byte);
         result += escape;

@@ -4,7 +4,7 @@
 
 namespace vardo {
 
-/// Opens a new log, DIRECTORY/vardo/scan-YYYYMMDD-HHMMSS[-n].log, behind LogMe, and closes the one
+/// Opens a new log, DIRECTORY/vardo/scan-YYYYMMDD-HHMMSS[xNNN].log, behind LogMe, and closes the one
 /// that was open. The folder is created when missing; an existing file is never written to. False, with
 /// no log open, when the file cannot be made.
 ///

@@ -200,9 +200,9 @@ class TestVardoscan : public QObject
         const std::pair<const char*, const char*> rows[] = {
             {"", "nothing to scan"},
             {"--sacn /", "unknown option: --sacn"},
-            {"--action=prompt /", "--action: prompt"},
+            {"--action=prompt /", "--action: prompt (should be log, delete, rename or quarantine)"},
             {"--max-size=18014398509481984K /", "--max-size"}, // overflows
-            {"--max-depth=256 /", "--max-depth"},
+            {"--max-depth=256 /", "--max-depth: 256 (should be a number from 0 to 255)"},
             {"--include=a --exclude=b /", "together"},
             {"--rename-extension=../x /", "--rename-extension"},
             {"--log=here /", "--log: here"},
