@@ -11,11 +11,13 @@ inline constexpr char versionFile[] = "/opt/Quillstone/etc/vardo-ver";
 inline constexpr char updateCrontab[] = "/opt/Quillstone/etc/qsavupdate";
 inline constexpr char vardoConf[] = "/opt/Quillstone/etc/vardo/vardo.conf";
 inline constexpr char scheduleStore[] = "/opt/Quillstone/etc/vardo/schedule.conf";
+inline constexpr char scheduleCron[] = "/opt/Quillstone/etc/vardo/qsschedule.cron"; // read by nobody
 inline constexpr char lastScan[] = "/opt/Quillstone/etc/vardo/.lastScan";
 inline constexpr char quarantineRecords[] = "/opt/Quillstone/etc/vardo/.quarantined";
 inline constexpr char newQuarantineRecords[] = "/opt/Quillstone/etc/vardo/.quarantined_tmp";
 inline constexpr char quarantineOpener[] = "/opt/Quillstone/etc/vardo/.rnWM.sh";
 inline constexpr char runAsRoot[] = "/opt/Quillstone/sbin/runasroot";
+inline constexpr char vardoScan[] = "/opt/Quillstone/usr/bin/vardoscan";
 inline constexpr char updateNow[] = "/opt/Quillstone/usr/bin/updatenow";
 inline constexpr char serviceSocket[] = "/opt/Quillstone/var/run/qsav";
 inline constexpr char servicePid[] = "/opt/Quillstone/var/run/qsav.pid";
@@ -24,11 +26,18 @@ inline constexpr char progressAnimation[] = "/opt/Quillstone/var/www/htdocs/imag
 
 inline constexpr char signatures[] = "/var/Quillstone/var/lib/signatures";
 inline constexpr char systemSignatures[] = "/var/lib/clamav";
+inline constexpr char scheduleStamps[] = "/var/Quillstone/var/lib/schedules"; // of root's alone
 inline constexpr char updateTemp[] = "/var/Quillstone/var/tmp";
 inline constexpr char updateBackup[] = "/var/Quillstone/var/lib/signatures.old";
 inline constexpr char quarantine[] = "/var/Quillstone/var/quarantine/vardo";
 inline constexpr char logs[] = "/var/Quillstone/var/log";
 inline constexpr char updateLog[] = "/var/Quillstone/var/log/updates.log";
 inline constexpr char autoUpdateLog[] = "/var/Quillstone/var/log/autoupdate.log";
+
+/// What cron reads.
+inline constexpr char cronFile[] = "/etc/cron.d/vardo";
+/// What restarts cron, by the first of these names that there is.
+inline constexpr char cronScript[] = "/etc/init.d/cron";
+inline constexpr char crondScript[] = "/etc/init.d/crond";
 
 } // namespace paths

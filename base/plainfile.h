@@ -11,8 +11,8 @@
 
 namespace base {
 
-/// Opens a file in a directory that others may write to, without following a link or waiting for anybody.
-/// What is no regular file of one name is refused. `flags` and `mode` are those of open(). Holds nothing on
+/// Opens a file in a directory that others may write to, without following a link or waiting for anybody:
+/// regular files of one name only. `flags` and `mode` are those of open(). Holds nothing on
 /// failure, with errno set.
 inline UniqueFd openPlainFile(int directory, const char* name, int flags, mode_t mode = 0)
 {
@@ -33,6 +33,8 @@ inline UniqueFd openOrMakePlainFile(int directory, const char* name, int flags, 
         file = openPlainFile(directory, name, flags | O_CREAT | O_EXCL, mode);
         if (file)
             ::fchmod(file.get(), mode); // whatever the umask took away
+        else if (errno == EEXIST)
+            file = openPlainFile(directory, name, flags); // somebody else was faster
     }
     return file;
 }

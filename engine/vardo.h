@@ -5,6 +5,10 @@
 
 #include <ctime>
 
+namespace vardo {
+struct EngineOptions;
+}
+
 /// One entry of the singly linked list of objects to scan.
 class __VardoObject
 {
@@ -64,6 +68,7 @@ class ScanConfig
 
   protected:
     friend struct EngineLayout;
+    friend struct vardo::EngineOptions;
     unsigned int scanOpts;
     unsigned int action;
     unsigned int logLevel;

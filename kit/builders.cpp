@@ -197,10 +197,12 @@ QHBoxLayout* row(int spacing, std::initializer_list<QWidget*> widgets)
     return row;
 }
 
-QGroupBox* groupBox(QWidget* parent, const char* name)
+QGroupBox* groupBox(QWidget* parent, const char* name, QSize fixed)
 {
     auto* group = new QGroupBox(parent);
     group->setObjectName(QLatin1StringView(name));
+    if (fixed.isValid())
+        group->setFixedSize(fixed);
     return group;
 }
 

@@ -87,7 +87,8 @@ QSpacerItem* stretch(int width = 100);
 /// Widgets side by side, without a margin; a null one is a stretch.
 QHBoxLayout* row(int spacing, std::initializer_list<QWidget*> widgets);
 
-QGroupBox* groupBox(QWidget* parent, const char* name);
+/// A group box, of a fixed size if one is given.
+QGroupBox* groupBox(QWidget* parent, const char* name, QSize fixed = {});
 /// The grid within a group box, `margin` pixels from its edges.
 QGridLayout* groupGrid(QGroupBox* group, int margin, int spacing);
 

@@ -8,7 +8,9 @@
 #include <QProxyStyle>
 #include <QStyleFactory>
 #include <QStyleOption>
+#include <QTabBar>
 #include <QToolTip>
+#include <qdrawutil.h>
 
 namespace {
 
@@ -79,6 +81,8 @@ class VardoStyle : public QProxyStyle
 
     QRect subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl part,
                          const QWidget* widget) const override;
+    QRect subElementRect(SubElement element, const QStyleOption* option,
+                         const QWidget* widget) const override;
     void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                        const QWidget* widget) const override;
     void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
@@ -90,6 +94,7 @@ class VardoStyle : public QProxyStyle
     void drawScrollBar(const QStyleOptionSlider& option, QPainter* painter, const QWidget* widget) const;
     void drawComboBox(const QStyleOptionComboBox& option, QPainter* painter, const QWidget* widget) const;
     void drawGroupBox(const QStyleOptionGroupBox& option, QPainter* painter, const QWidget* widget) const;
+    void drawTab(const QStyleOptionTab& option, QPainter* painter) const;
     void drawArrow(PrimitiveElement arrow, const QRect& rect, const QStyleOption& option, QPainter* painter,
                    const QWidget* widget) const;
 };
@@ -114,6 +119,14 @@ QRect VardoStyle::subControlRect(ComplexControl control, const QStyleOptionCompl
     }
 }
 
+/// The page of a tab widget fills its frame.
+QRect VardoStyle::subElementRect(SubElement element, const QStyleOption* option, const QWidget* widget) const
+{
+    if (element != SE_TabWidgetTabContents)
+        return QProxyStyle::subElementRect(element, option, widget);
+    return QProxyStyle::subElementRect(SE_TabWidgetTabPane, option, widget).adjusted(1, 1, -1, -1);
+}
+
 void VardoStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                                const QWidget* widget) const
 {
@@ -123,6 +136,8 @@ void VardoStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* opt
         drawFrame(painter, option->rect, option->palette.base());
     else if (element == PE_PanelLineEdit && frame && frame->lineWidth > 0)
         drawFrame(painter, option->rect, option->palette.base(), focus);
+    else if (element == PE_FrameTabWidget)
+        qDrawPlainRect(painter, option->rect, OUTLINE_COLOUR);
     else if (element == PE_FrameFocusRect && option->state.testFlag(State_KeyboardFocusChange))
         drawFrame(painter, option->rect, Qt::NoBrush); // Fusion would veil the row in the highlight's colour.
     else
@@ -134,6 +149,11 @@ void VardoStyle::drawControl(ControlElement element, const QStyleOption* option,
 {
     if (element == CE_ProgressBarGroove) {
         drawFrame(painter, option->rect, option->palette.base());
+        return;
+    }
+    const auto* tab = qstyleoption_cast<const QStyleOptionTab*>(option);
+    if (element == CE_TabBarTabShape && tab && tab->shape == QTabBar::RoundedNorth) {
+        drawTab(*tab, painter);
         return;
     }
     if ((element != CE_HeaderSection && element != CE_HeaderEmptyArea) || !isTextured(*option)) {
@@ -165,6 +185,19 @@ void VardoStyle::drawComplexControl(ComplexControl control, const QStyleOptionCo
             drawFrame(painter, option->rect.adjusted(0, 1, 0, -1), Qt::NoBrush,
                       option->state.testFlag(State_HasFocus));
     }
+}
+
+/// A tab on top of its page: the one in front opens into it, the others are lower.
+void VardoStyle::drawTab(const QStyleOptionTab& option, QPainter* painter) const
+{
+    const bool inFront = option.state.testFlag(State_Selected);
+    const bool lit = inFront || option.state.testFlag(State_MouseOver);
+    painter->save();
+    painter->setClipRect(inFront ? option.rect : option.rect.adjusted(0, 0, 0, -1));
+    // The lower corners lie outside, as they are not round.
+    drawFrame(painter, option.rect.adjusted(0, inFront ? 0 : 2, 0, 5),
+              lit ? option.palette.base() : option.palette.button());
+    painter->restore();
 }
 
 void VardoStyle::drawArrow(PrimitiveElement arrow, const QRect& rect, const QStyleOption& option,

@@ -43,3 +43,15 @@ QByteArray oneLine(QByteArray bytes)
     bytes.replace('\r', "\u240D");
     return bytes;
 }
+
+QString literalToolTip(QString name)
+{
+    if (name.isEmpty())
+        return name;
+    constexpr qsizetype unbroken = 40;
+    constexpr QChar mayBreak(0x200B);
+    for (qsizetype end = name.size() - unbroken; end > 0; end -= unbroken)
+        name.insert(name.at(end).isLowSurrogate() ? end - 1 : end, mayBreak);
+    return QStringLiteral("<p style=\"white-space:pre-wrap\">") + name.toHtmlEscaped() +
+           QStringLiteral("</p>");
+}

@@ -12,6 +12,10 @@ QString visibleCharacter(const QString& character);
 /// pass for another.
 QString visibleText(const QString& text);
 
+/// A tool tip that shows `name` as it stands. Rich text, as that alone is wrapped: the end of a path is what
+/// tells files apart, and must not leave the screen. Nor may a name without a blank take it there.
+QString literalToolTip(QString name);
+
 /// Texts of the engine are bytes: they go to files and panes as they are, and on widgets as this, with
 /// replacement characters for what is not UTF-8.
 inline QString shownText(const char* bytes)

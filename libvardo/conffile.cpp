@@ -1,7 +1,7 @@
 #include "libvardo/conffile.h"
 
-#include "libvardo/replacefile.h"
-#include "sfl/inifile.h"
+#include "base/replacefile.h"
+#include "sfl/inisyntax.h"
 #include "sfl/text.h"
 
 #include <algorithm>
@@ -63,7 +63,7 @@ bool equalsIgnoringCase(const std::string& a, const char* b)
 base::Result<ConfFile> ConfFile::load(const std::string& path)
 {
     struct stat status = {};
-    const base::Result<std::string> text = readRegularFile(path, largestFile, status);
+    const base::Result<std::string> text = base::readRegularFile(path, largestFile, status);
     if (!text)
         return text.error();
     ConfFile file;
@@ -160,7 +160,7 @@ bool ConfFile::save(const std::string& path) const
             return false;
         out.append(line).append("\n");
     }
-    return replaceFile(path, out);
+    return base::replaceFile(path, out);
 }
 
 std::string withoutQuotes(const std::string& text)

@@ -14,6 +14,7 @@ struct EngineState
     std::string quarantineDir;         ///< set for the session, empty: the configured one
     std::string renameExtension;       ///< likewise
     std::string error;                 ///< text of the last failure
+    std::string leftOut;               ///< signatures that were not loaded, for a person
     VardoObject* lastObject = nullptr; ///< where the list of objects to scan ends
 };
 

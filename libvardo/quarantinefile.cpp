@@ -98,8 +98,8 @@ base::Result<std::string> Quarantining::run()
     return copy();
 }
 
-/// A copy can be locked up. A file of somebody else's cannot, nor one that has other names or that others may
-/// have open for writing.
+/// The file itself is moved if that locks it up: its owner or root does so, it has one name and nobody else
+/// may have it open for writing. Of any other file a copy is locked up.
 bool Quarantining::mayMove() const
 {
     struct stat there = {};

@@ -1,9 +1,10 @@
 #include "engine/vardo.h"
 
 #include "base/paths.h"
+#include "base/replacefile.h"
 #include "libvardo/conffile.h"
+#include "libvardo/options.h"
 #include "libvardo/ownedtext.h"
-#include "libvardo/replacefile.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -71,52 +72,6 @@ unsigned readFlags(const ConfFile& conf)
     return bits & SCANFLAG_DISINFECT ? bits : bits | SCANFLAG_NO_DISINFECT;
 }
 
-/// Copies `text` into a buffer of `size` bytes; false, with the buffer untouched, when it does not fit or
-/// no configuration file could hold it.
-bool copyText(char* buffer, std::size_t size, const char* text)
-{
-    const std::size_t length = text ? ::strnlen(text, size) : size;
-    if (length >= size || !vardo::isStorable({text, length}))
-        return false;
-    std::memset(buffer, 0, size);
-    std::memcpy(buffer, text, length);
-    return true;
-}
-
-template <class T>
-bool setWithin(T& field, const void* value, T least, T most)
-{
-    const T wanted = *static_cast<const T*>(value);
-    if (wanted < least || wanted > most)
-        return false;
-    field = wanted;
-    return true;
-}
-
-template <class T>
-bool give(void* value, T field)
-{
-    *static_cast<T*>(value) = field;
-    return true;
-}
-
-bool giveText(void* value, const char* text)
-{
-    std::strcpy(static_cast<char*>(value), text ? text : "");
-    return true;
-}
-
-bool setLocation(char*& held, const char* text)
-{
-    const bool fits = text && text[0] == '/' && ::strnlen(text, longestLocation + 1) <= longestLocation;
-    return fits && vardo::isStorable(text) && vardo::assignText(held, text);
-}
-
-bool setDirs(char*& held, const char* text)
-{
-    return (!text || vardo::isStorable(text)) && vardo::assignText(held, text);
-}
-
 } // namespace
 
 ScanConfig::ScanConfig(const char* confFile)
@@ -130,7 +85,7 @@ ScanConfig::ScanConfig(const char* confFile)
     , ScanConfFile(vardo::ownedText(confFile))
     , extra(new QS_ScanExtraData{})
 {
-    copyText(extra->actData, sizeof extra->actData, paths::quarantine);
+    std::memcpy(extra->actData, paths::quarantine, sizeof paths::quarantine);
     extra->maxDepth = defaultMaxDepth;
     extra->maxSize = defaultMaxSize;
 }
@@ -184,13 +139,17 @@ int ScanConfig::ReadConfiguration(const char* file)
     fresh.extra->maxDepth =
         static_cast<unsigned char>(conf->number("Scan:MaxDepth", 0, 255, defaultMaxDepth));
     fresh.extra->maxSize = conf->number("Scan:MaxSize", 0, ~0ul, defaultMaxSize);
-    setLocation(fresh.logLocation, conf->text("Log:Location").value_or("").c_str());
-    setDirs(fresh.extra->excludeDirs, conf->text("Scan:ExcludeDirs").value_or("").c_str());
-    copyText(fresh.extra->extensions, sizeof(qs_lString), conf->text("Scan:Extensions").value_or("").c_str());
+    std::string location = conf->text("Log:Location").value_or("");
+    fresh.SetOption(SCANOPT_LOGLOCATION, location.data());
+    std::string dirs = conf->text("Scan:ExcludeDirs").value_or("");
+    char* dirList = dirs.data();
+    fresh.SetOption(SCANOPT_EXCLUDEDIRS, &dirList);
+    std::string extensions = conf->text("Scan:Extensions").value_or("");
+    fresh.SetOption(SCANOPT_EXTENSIONS, extensions.data());
     if (auto data = conf->text("Scan:ActionData")) {
         if (data->starts_with('/'))
             data = conf->safePath("Scan:ActionData", paths::quarantine);
-        copyText(fresh.extra->actData, sizeof(qs_fString), data->c_str());
+        fresh.SetOption(SCANOPT_ACTDATA, data->data());
     }
     *this = fresh;
     return 0;
@@ -244,79 +203,33 @@ int ScanConfig::SetAction(unsigned int wanted)
     return SetOption(SCANOPT_ACTION, &wanted);
 }
 
+std::vector<vardo::Option> vardo::EngineOptions::of(ScanConfig& config)
+{
+    QS_ScanExtraData& extra = *config.extra;
+    return {
+        {SCANOPT_ACTION, Number<unsigned>{&config.action, SCANACT_LOG, SCANACT_PROMPT}},
+        {SCANOPT_LOGLEVEL, Number<unsigned>{&config.logLevel, LOGLEVEL_MINIMUM, LOGLEVEL_ALL}},
+        {SCANOPT_LOGLOCATION, HeapText{&config.logLocation, longestLocation, HeapText::Kind::AbsolutePath}},
+        {SCANOPT_MEMSCAN, Number<unsigned char>{&config.memScan, 0, 1}},
+        {SCANOPT_EXTENSIONS, BufferText{extra.extensions, sizeof extra.extensions}},
+        {SCANOPT_EXCLUDEDIRS, TextPointer{&extra.excludeDirs}},
+        {SCANOPT_MAXDEPTH, Number<unsigned char>{&extra.maxDepth, 0, 255}},
+        {SCANOPT_MAXSIZE, Number<unsigned long>{&extra.maxSize, 0, ~0ul}},
+        {SCANOPT_ACTDATA, BufferText{extra.actData, sizeof extra.actData}},
+        {SCANOPT_SCANOPTS, Number<unsigned>{&config.scanOpts, 0, ~0u, knownBits}},
+        {SCANOPT_ALERT, Number<unsigned char>{&config.Alert, 0, 1}},
+        {SCANOPT_ALERTDAYS, Number<unsigned>{&config.AlertDays, 1, mostAlertDays}},
+    };
+}
+
 int ScanConfig::SetOption(unsigned int id, void* value)
 {
-    if (!value)
-        return -1;
-    const auto set = [&] {
-        switch (id) {
-        case SCANOPT_ACTION:
-            return setWithin<unsigned>(action, value, SCANACT_LOG, SCANACT_PROMPT);
-        case SCANOPT_LOGLEVEL:
-            return setWithin<unsigned>(logLevel, value, LOGLEVEL_MINIMUM, LOGLEVEL_ALL);
-        case SCANOPT_LOGLOCATION:
-            return setLocation(logLocation, static_cast<const char*>(value));
-        case SCANOPT_MEMSCAN:
-            return setWithin<unsigned char>(memScan, value, 0, 1);
-        case SCANOPT_EXTENSIONS:
-            return copyText(extra->extensions, sizeof extra->extensions, static_cast<const char*>(value));
-        case SCANOPT_EXCLUDEDIRS:
-            return setDirs(extra->excludeDirs, *static_cast<char**>(value));
-        case SCANOPT_MAXDEPTH:
-            return setWithin<unsigned char>(extra->maxDepth, value, 0, 255);
-        case SCANOPT_MAXSIZE:
-            return setWithin<unsigned long>(extra->maxSize, value, 0, ~0ul);
-        case SCANOPT_ACTDATA:
-            return copyText(extra->actData, sizeof extra->actData, static_cast<const char*>(value));
-        case SCANOPT_SCANOPTS:
-            return (*static_cast<unsigned*>(value) & ~knownBits) == 0 &&
-                   give(&scanOpts, *static_cast<unsigned*>(value));
-        case SCANOPT_ALERT:
-            return setWithin<unsigned char>(Alert, value, 0, 1);
-        case SCANOPT_ALERTDAYS:
-            return setWithin<unsigned>(AlertDays, value, 1, mostAlertDays);
-        default:
-            return false;
-        }
-    };
-    return set() ? 0 : -1;
+    return vardo::takeOption(vardo::EngineOptions::of(*this), id, value);
 }
 
 int ScanConfig::GetOption(unsigned int id, void* value)
 {
-    if (!value)
-        return -1;
-    const auto get = [&] {
-        switch (id) {
-        case SCANOPT_ACTION:
-            return give(value, action);
-        case SCANOPT_LOGLEVEL:
-            return give(value, logLevel);
-        case SCANOPT_LOGLOCATION:
-            return giveText(value, logLocation);
-        case SCANOPT_MEMSCAN:
-            return give(value, memScan);
-        case SCANOPT_EXTENSIONS:
-            return giveText(value, extra->extensions);
-        case SCANOPT_EXCLUDEDIRS:
-            return give(value, extra->excludeDirs);
-        case SCANOPT_MAXDEPTH:
-            return give(value, extra->maxDepth);
-        case SCANOPT_MAXSIZE:
-            return give(value, extra->maxSize);
-        case SCANOPT_ACTDATA:
-            return giveText(value, extra->actData);
-        case SCANOPT_SCANOPTS:
-            return give(value, scanOpts);
-        case SCANOPT_ALERT:
-            return give(value, Alert);
-        case SCANOPT_ALERTDAYS:
-            return give(value, AlertDays);
-        default:
-            return false;
-        }
-    };
-    return get() ? 0 : -1;
+    return vardo::giveOption(vardo::EngineOptions::of(*this), id, value);
 }
 
 bool ScanConfig::MakeAlert(tm& date)
@@ -338,6 +251,6 @@ int ScanConfig::removeConfQoutes()
     if (!ScanConfFile)
         return -1;
     struct stat status = {};
-    const auto text = vardo::readRegularFile(ScanConfFile, 1 << 20, status);
-    return text && vardo::replaceFile(ScanConfFile, vardo::withoutQuotes(text.value())) ? 0 : -1;
+    const auto text = base::readRegularFile(ScanConfFile, 1 << 20, status);
+    return text && base::replaceFile(ScanConfFile, vardo::withoutQuotes(text.value())) ? 0 : -1;
 }

@@ -65,7 +65,7 @@ base::UniqueFd createLogFile(const std::string& directory)
 
     base::UniqueFd fd;
     for (int n = 0; folder && !fd && n < 1000 && (n == 0 || errno == EEXIST); ++n) {
-        char again[8] = "";
+        char again[16] = "";
         if (n > 0) // a letter, as each list of names has it behind the dot of the first one
             std::snprintf(again, sizeof again, "x%03d", n);
         const std::string name = std::string(stem) + again + ".log";
@@ -95,8 +95,8 @@ std::size_t lineEnds(std::string_view text, std::string_view format)
 }
 
 /// Escapes what would let a file's name pass for a line of the log, or command a terminal: control
-/// characters, and newlines within the text, unless all of them are the format's own; and the backslash,
-/// which would pass for an escape.
+/// characters, and newlines within the text when the format does not have as many; and the backslash, which
+/// would pass for an escape.
 std::string harmless(std::string_view text, std::string_view format)
 {
     const bool ownNewlines =

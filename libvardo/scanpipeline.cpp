@@ -26,9 +26,10 @@ ScanPipeline::~ScanPipeline()
 
 base::Result<bool> ScanPipeline::open(const SessionFactory& factory, const SessionOptions& options)
 {
-    auto opened = factory(
-        options, [this](std::uint64_t id, Verdict verdict) { done(id, std::move(verdict)); },
-        [this] { return !stopped_; });
+    ScanSession::Handlers handlers;
+    handlers.done = [this](std::uint64_t id, Verdict verdict) { done(id, std::move(verdict)); };
+    handlers.lost = [this](std::string why) { lost(std::move(why)); };
+    auto opened = factory(options, std::move(handlers), [this] { return !stopped_; });
     if (!opened)
         return opened.error();
     session_ = std::move(opened).value();
@@ -85,9 +86,9 @@ void ScanPipeline::finish()
 ScanPipeline::Next ScanPipeline::next(ScanItem& item, std::chrono::milliseconds patience)
 {
     std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, patience, [this] { return frontIsReady() || (finished_ && items_.empty()); });
+    changed_.wait_for(lock, patience, [this] { return frontIsReady() || ended(); });
     if (!frontIsReady())
-        return finished_ && items_.empty() ? Next::End : Next::Nothing;
+        return ended() ? Next::End : Next::Nothing;
     item = std::move(items_.front());
     items_.pop_front();
     memory_ -= item.memory;
@@ -113,6 +114,39 @@ void ScanPipeline::close()
         closeElsewhere(std::exchange(items_, {}));
 }
 
+std::string ScanPipeline::failure()
+{
+    const std::lock_guard lock(mutex_);
+    return failure_;
+}
+
+void ScanPipeline::lost(std::string why)
+{
+    const std::lock_guard lock(mutex_);
+    failure_ = std::move(why);
+    stopped_ = true;
+    dropUnfinished();
+    changed_.notify_all();
+}
+
+/// What has its verdict is still reported and acted upon. A process of which a part is missing cannot be
+/// called clean any more.
+void ScanPipeline::dropUnfinished()
+{
+    bool partsMissing = false;
+    std::deque<ScanItem> kept;
+    for (ScanItem& item : items_) {
+        const bool unfinished = item.outcome && !item.outcome->done_;
+        if (item.kind == ScanItem::Kind::Process && partsMissing)
+            item.kind = ScanItem::Kind::LostProcess;
+        partsMissing = item.kind == ScanItem::Kind::MemoryPart && (partsMissing || unfinished);
+        if (!unfinished)
+            kept.push_back(std::move(item));
+    }
+    items_ = std::move(kept);
+    pending_.clear();
+}
+
 bool ScanPipeline::hasRoom(const ScanItem& item) const
 {
     return items_.empty() ||
@@ -135,6 +169,7 @@ void ScanPipeline::done(std::uint64_t id, Verdict verdict)
     lock.unlock();
 
     ScanItem& item = *pending.item;
+    item.unread.drop(item.fd.get());
     struct stat status = {};
     // Whoever could not read a file may not be able to look at it either, and wait for ever.
     if (verdict.status == SCANSTAT_CLEAN &&

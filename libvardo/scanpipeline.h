@@ -4,6 +4,7 @@
 #include "base/uniquefd.h"
 #include "libvardo/fileid.h"
 #include "libvardo/scansession.h"
+#include "libvardo/unreadpages.h"
 
 #include <atomic>
 #include <chrono>
@@ -21,7 +22,7 @@ namespace vardo {
 
 /// Opens the session that a scan hands its files to; gives up soon after `goesOn` has become false.
 using SessionFactory = std::function<base::Result<std::unique_ptr<ScanSession>>(
-    const SessionOptions& options, ScanSession::DoneHandler done, const std::function<bool()>& goesOn)>;
+    const SessionOptions& options, ScanSession::Handlers handlers, const std::function<bool()>& goesOn)>;
 
 /// What becomes of one file; several items share one when they are links to the same file.
 class ScanOutcome
@@ -62,6 +63,7 @@ struct ScanItem
     std::string leaf;                             ///< name in `parent`
     base::UniqueFd fd;                            ///< the opened file; closed early, as `parent`, when clean
     FileId id;                                    ///< the file's state when it was opened
+    UnreadPages unread;                           ///< dropped once there is a verdict
     std::uint64_t memory = 0;                     ///< bytes that the item keeps in memory
     std::shared_ptr<ScanOutcome> outcome;         ///< null for directories and processes
 };
@@ -81,22 +83,26 @@ class ScanPipeline
     base::Result<bool> open(const SessionFactory& factory, const SessionOptions& options);
 
     /// Walking side: appends `item`, and when it has a descriptor but no outcome hands the file to the
-    /// session. Waits while the window is full. Returns the item's outcome, null once stopped.
+    /// session. Waits while the window is full. Returns the item's outcome, null once stopped or lost.
     std::shared_ptr<ScanOutcome> push(ScanItem item);
     /// Walking side: waits until an item has left, to get its descriptors and memory back. False when
-    /// there is none inside, or once stopped.
+    /// there is none inside, or once stopped or lost.
     bool waitForRoom();
     /// Walking side: no more items will come.
     void finish();
 
     enum class Next { Item, Nothing, End };
-    /// Reporting side: takes the next item out when its verdict is there within `patience`.
+    /// Reporting side: takes the next item out when its verdict is there within `patience`. Once the session
+    /// is lost, only items that have theirs come out, and then the end.
     Next next(ScanItem& item, std::chrono::milliseconds patience);
     /// Reporting side: abandons everything inside. Both sides return at once from now on.
     void stop();
+    /// True once nothing that is pushed matters any more.
     const std::atomic<bool>& stopped() const { return stopped_; }
     /// Ends the session. To be called when nobody pushes any more; what is still inside goes.
     void close();
+    /// Why the session was lost; empty while it is not.
+    std::string failure();
 
   private:
     struct Pending
@@ -106,6 +112,9 @@ class ScanPipeline
     };
 
     void done(std::uint64_t id, Verdict verdict);
+    void lost(std::string why);
+    void dropUnfinished();
+    bool ended() const { return finished_ && items_.empty(); }
     bool frontIsReady() const;
     bool hasRoom(const ScanItem& item) const;
 
@@ -120,6 +129,7 @@ class ScanPipeline
     std::size_t open_ = 0;     // items_ that hold their files open
     std::uint64_t memory_ = 0; // of items_
     bool finished_ = false;
+    std::string failure_;                  // not empty once the session is lost
     std::unique_ptr<ScanSession> session_; // last: ends before what its handler uses
 };
 

@@ -80,7 +80,7 @@ class FeedingThread
         const std::string seconds = std::to_string(limit.count());
         start([remark = "not scanned: opening it takes longer than " + seconds + " s"](Run& run) {
             run.source->goOn(remark);
-            return std::string();
+            return run.pipeline.failure();
         });
     }
 
@@ -183,7 +183,7 @@ base::Result<ScanEnd> runScan(const SessionFactory& openSession, const SessionOp
         if (const auto opened = scan.pipeline.open(openSession, options); !opened)
             return opened.error().text;
         scan.source->feed();
-        return {};
+        return scan.pipeline.failure();
     });
     const std::chrono::seconds limit(options.maxSeconds);
     const bool complete = reporter.run(run->pipeline, [&] { feeder.goOnAfter(limit); });

@@ -1,11 +1,82 @@
 #include "engine/schedule.h"
 
+#include "jobs/change.h"
+#include "jobs/due.h"
+#include "jobs/store.h"
+#include "libvardo/options.h"
 #include "libvardo/ownedtext.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <ctime>
 #include <new>
+#include <string_view>
 
 #include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+/// The id that an option of the base class has there; 0 for others.
+unsigned baseOption(unsigned id)
+{
+    switch (id) {
+    case SCHEDOPT_ACTION:
+        return SCANOPT_ACTION;
+    case SCHEDOPT_SCANFLAGS:
+        return SCANOPT_SCANOPTS;
+    default:
+        return 0;
+    }
+}
+
+/// What cron can be told to scan.
+bool isObject(const std::string& path)
+{
+    struct stat status = {};
+    return path.starts_with('/') && ::stat(path.c_str(), &status) == 0;
+}
+
+char typeOf(const char* path)
+{
+    struct stat status = {};
+    const bool isFile = ::stat(path, &status) == 0 && S_ISREG(status.st_mode);
+    return isFile ? Vardo::ScanObjFile : Vardo::ScanObjDir;
+}
+
+/// A list of these objects, null for none or when out of memory.
+VardoObject* listOf(const std::vector<std::string>& objects)
+{
+    VardoObject* list = nullptr;
+    VardoObject* last = nullptr;
+    for (const std::string& path : objects) {
+        const char type = typeOf(path.c_str());
+        if (last ? last->AddNext(path.c_str(), type) < 0
+                 : !(list = new (std::nothrow) VardoObject(path.c_str(), type))) {
+            if (list)
+                list->ClearList();
+            return nullptr;
+        }
+        last = last ? last->objNext : list;
+    }
+    return list;
+}
+
+int resultOf(jobs::Outcome outcome)
+{
+    switch (outcome) {
+    case jobs::Outcome::Done:
+        return 0;
+    case jobs::Outcome::Exists:
+        return SCHEDERR_EXISTS;
+    case jobs::Outcome::NoCron:
+        return SCHEDERR_CRON;
+    default:
+        return SCHEDERR_SAVE;
+    }
+}
+
+} // namespace
 
 vSchedule::vSchedule(const char* name, const char* confFile)
     : ScanConfig(confFile)
@@ -40,65 +111,29 @@ int vSchedule::SetScheduleName(const char* name)
     return vardo::assignText(scheduleName, name) ? 0 : -1;
 }
 
+std::vector<vardo::Option> vardo::EngineOptions::of(vSchedule& schedule)
+{
+    // Whether they make a date together is for SaveSchedule to say.
+    const auto byte = [](unsigned char& field) { return Number<unsigned char>{&field, 0, 255}; };
+    return {
+        {SCHEDOPT_FREQUENCY, byte(schedule.frequency)}, {SCHEDOPT_MONTH, byte(schedule.month)},
+        {SCHEDOPT_MONTHDAY, byte(schedule.monthDay)},   {SCHEDOPT_WEEKDAY, byte(schedule.weekDay)},
+        {SCHEDOPT_HOUR, byte(schedule.hour)},           {SCHEDOPT_MINUTE, byte(schedule.minute)},
+    };
+}
+
 int vSchedule::GetOption(unsigned int id, void* value)
 {
-    if (!value)
-        return -1;
-    const auto give = [value](unsigned char field) {
-        *static_cast<unsigned char*>(value) = field;
-        return 0;
-    };
-    switch (id) {
-    case SCHEDOPT_ACTION:
-        return ScanConfig::GetOption(SCANOPT_ACTION, value);
-    case SCHEDOPT_SCANFLAGS:
-        return ScanConfig::GetOption(SCANOPT_SCANOPTS, value);
-    case SCHEDOPT_FREQUENCY:
-        return give(frequency);
-    case SCHEDOPT_MONTH:
-        return give(month);
-    case SCHEDOPT_MONTHDAY:
-        return give(monthDay);
-    case SCHEDOPT_WEEKDAY:
-        return give(weekDay);
-    case SCHEDOPT_HOUR:
-        return give(hour);
-    case SCHEDOPT_MINUTE:
-        return give(minute);
-    default:
-        return -1;
-    }
+    const unsigned base = baseOption(id);
+    return base ? ScanConfig::GetOption(base, value)
+                : vardo::giveOption(vardo::EngineOptions::of(*this), id, value);
 }
 
 int vSchedule::SetOption(unsigned int id, void* value)
 {
-    if (!value)
-        return -1;
-    // Whether they make a date together is for SaveSchedule to say.
-    const auto take = [value](unsigned char& field) {
-        field = *static_cast<unsigned char*>(value);
-        return 0;
-    };
-    switch (id) {
-    case SCHEDOPT_ACTION:
-        return ScanConfig::SetOption(SCANOPT_ACTION, value);
-    case SCHEDOPT_SCANFLAGS:
-        return ScanConfig::SetOption(SCANOPT_SCANOPTS, value);
-    case SCHEDOPT_FREQUENCY:
-        return take(frequency);
-    case SCHEDOPT_MONTH:
-        return take(month);
-    case SCHEDOPT_MONTHDAY:
-        return take(monthDay);
-    case SCHEDOPT_WEEKDAY:
-        return take(weekDay);
-    case SCHEDOPT_HOUR:
-        return take(hour);
-    case SCHEDOPT_MINUTE:
-        return take(minute);
-    default:
-        return -1;
-    }
+    const unsigned base = baseOption(id);
+    return base ? ScanConfig::SetOption(base, value)
+                : vardo::takeOption(vardo::EngineOptions::of(*this), id, value);
 }
 
 int vSchedule::GetObjectList(VardoObject** list)
@@ -130,43 +165,82 @@ int vSchedule::AddObject(const char* path)
 {
     if (!path)
         return -1;
-    struct stat status = {};
-    const bool isFile = ::stat(path, &status) == 0 && S_ISREG(status.st_mode);
-    const char type = isFile ? Vardo::ScanObjFile : Vardo::ScanObjDir;
+    const char type = typeOf(path);
     if (scanObjects)
         return scanObjects->AddLast(path, type);
     scanObjects = new (std::nothrow) VardoObject(path, type);
     return scanObjects ? 0 : -1;
 }
 
-// The store and its cron entries are not there yet: there is no job to be read, saved or deleted.
-
-int vSchedule::ReadConfiguration(const char*)
+int vSchedule::ReadConfiguration(const char* file)
 {
-    return -1;
+    return ReadSchedule(nullptr, file);
 }
 
-int vSchedule::ReadSchedule(const char*, const char*)
+int vSchedule::ReadSchedule(const char* name, const char* confFile)
 {
-    return -1;
+    const char* wanted = name ? name : scheduleName;
+    const char* path = confFile ? confFile : ScanConfFile;
+    if (!wanted || !path)
+        return -1;
+    const auto store = jobs::Store::readCached(path);
+    const jobs::Job* job = store ? store.value()->find(wanted) : nullptr;
+    VardoObject* objects = job ? listOf(job->objects) : nullptr;
+    if (!objects || !vardo::assignText(scheduleName, job->name.c_str())) {
+        if (objects)
+            objects->ClearList();
+        return -1;
+    }
+    ClearObjectList();
+    scanObjects = objects;
+    frequency = job->frequency;
+    month = job->month;
+    monthDay = job->monthDay;
+    weekDay = job->weekDay;
+    hour = job->hour;
+    minute = job->minute;
+    action = job->action;
+    scanOpts = job->flags;
+    return 0;
 }
 
-int vSchedule::SaveSchedule(const char*, const char*, const char*, bool)
+int vSchedule::SaveSchedule(const char* cronFile, const char* user, const char* confFile, bool existing)
 {
-    return SCHEDERR_SAVE;
+    const char* store = confFile ? confFile : ScanConfFile;
+    if (::geteuid() != 0 || !cronFile || (user && user != std::string_view("root")))
+        return SCHEDERR_CRON;
+    if (!scheduleName || !store)
+        return SCHEDERR_SAVE;
+    jobs::Job job{scheduleName, frequency, 0, month, monthDay, weekDay, hour, minute, action, scanOpts, {}};
+    for (const VardoObject* object = scanObjects; object; object = object->objNext)
+        job.objects.emplace_back(object->objName ? object->objName : "");
+    if (job.objects.empty() || !std::all_of(job.objects.begin(), job.objects.end(), isObject))
+        return SCHEDERR_OBJECTS;
+    if (!jobs::settleTime(job, std::time(nullptr)))
+        return SCHEDERR_TIME;
+    return resultOf(jobs::saveJob({store, cronFile}, job, existing));
 }
 
-bool vSchedule::IsScheduleOutdated(const char*, const char*)
+bool vSchedule::IsScheduleOutdated(const char* name, const char* confFile)
 {
-    return false;
+    if (!name || !confFile)
+        return false;
+    const auto store = jobs::Store::readCached(confFile);
+    const jobs::Job* job = store ? store.value()->find(name) : nullptr;
+    return job && jobs::isOutdated(*job, std::time(nullptr));
 }
 
-int vSchedule::DeleteSchedule(const char*, const char*, const char*)
+int vSchedule::DeleteSchedule(const char* cronFile, const char* name, const char* confFile)
 {
-    return -1;
+    if (!cronFile || !name || !confFile)
+        return -1;
+    return jobs::deleteJob({confFile, cronFile}, name) == jobs::Outcome::Done ? 0 : -1;
 }
 
-int vSchedule::DeleteOldSchedules(const char*, const char*)
+int vSchedule::DeleteOldSchedules(const char* cronFile, const char* confFile)
 {
-    return -1;
+    if (!cronFile || !confFile)
+        return -1;
+    const base::Result<int> removed = jobs::deleteOutdated({confFile, cronFile}, std::time(nullptr));
+    return removed ? removed.value() : -1;
 }

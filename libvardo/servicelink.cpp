@@ -1,17 +1,22 @@
 #include "libvardo/servicelink.h"
 
+#include "base/systemerror.h"
 #include "libvardo/servicelauncher.h"
 #include "protocol/message.h"
 #include "protocol/socketaddress.h"
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
+#include <sstream>
+#include <string_view>
 #include <thread>
 
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 
 namespace vardo {
 
@@ -23,6 +28,14 @@ using Clock = std::chrono::steady_clock;
 constexpr auto reachLimit = std::chrono::seconds(10);
 constexpr auto retryPause = std::chrono::milliseconds(10);
 constexpr int greetingAttempts = 3;
+constexpr int deathMilliseconds = 5000;
+constexpr auto briefPatience = std::chrono::milliseconds(250);
+constexpr std::string_view deletedMark = " (deleted)"; // of a program's file, proc(5)
+
+std::string programOf(const ServicePaths& paths)
+{
+    return paths.program.empty() ? serviceProgram() : paths.program;
+}
 
 bool goesOn(const std::function<bool()>& beat)
 {
@@ -52,26 +65,75 @@ int connectOnce(const std::string& path, base::UniqueFd& connected)
 
 base::Error unreachable(const std::string& path, int code)
 {
-    const std::string reason = code == EPERM ? "it belongs to another user" : std::strerror(code);
+    const std::string reason = code == EPERM       ? "it belongs to another user"
+                               : code == ETIMEDOUT ? "it does not answer"
+                                                   : base::describeError(code);
     return {code, "The scanning service cannot be reached at " + path + ": " + reason};
 }
 
-/// Waits for the greeting. False with `given up` set when `beat` ended it, without when the service did.
-bool awaitGreeting(int socket, const std::function<bool()>& beat, qsavd::Hello& hello, bool& gaveUp)
+enum class Greeting { Greeted, HungUp, Silent, GivenUp };
+
+/// Waits for the greeting, as long as `patience` after each sign of life.
+Greeting awaitGreeting(int socket, std::chrono::milliseconds patience, const std::function<bool()>& beat,
+                       qsavd::Hello& hello)
 {
+    auto lastSign = Clock::now();
     for (;;) {
         pollfd watched{socket, POLLIN, 0};
         const int ready = poll(&watched, 1, beatMilliseconds);
-        if (ready == 0 && !goesOn(beat)) {
-            gaveUp = true;
-            return false;
-        }
+        if (ready == 0 && !goesOn(beat))
+            return Greeting::GivenUp;
+        if (ready <= 0 && Clock::now() - lastSign >= patience)
+            return Greeting::Silent;
         if (ready <= 0)
             continue;
         qsavd::Message message;
-        return qsavd::receiveMessage(socket, message) == qsavd::Receive::Message &&
-               qsavd::parse(message.data(), hello);
+        if (qsavd::receiveMessage(socket, message) != qsavd::Receive::Message)
+            return Greeting::HungUp;
+        if (qsavd::parse(message.data(), hello))
+            return Greeting::Greeted;
+        if (qsavd::Loading loading; !qsavd::parse(message.data(), loading))
+            return Greeting::HungUp;
+        lastSign = Clock::now();
     }
+}
+
+/// The process that listens at the other end of `socket`; it cannot be mixed up with a later one.
+base::UniqueFd listeningProcess(int socket, pid_t& pid)
+{
+    ucred peer{};
+    socklen_t length = sizeof peer;
+    if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 || peer.uid != geteuid())
+        return {};
+    pid = peer.pid;
+    return base::UniqueFd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+}
+
+/// Kills a service that does not answer, so that another can take its place. False when what listens there
+/// is no service of ours.
+bool killSilent(int socket, const ServicePaths& paths)
+{
+    pid_t pid = 0;
+    const base::UniqueFd process = listeningProcess(socket, pid);
+    std::error_code unknown;
+    std::string running = fs::read_symlink("/proc/" + std::to_string(pid) + "/exe", unknown).string();
+    if (running.ends_with(deletedMark)) // a package was installed over it
+        running.resize(running.size() - deletedMark.size());
+    if (!process || running.empty() || running != fs::canonical(programOf(paths), unknown))
+        return false;
+    if (syscall(SYS_pidfd_send_signal, process.get(), SIGKILL, nullptr, 0) != 0 && errno != ESRCH)
+        return false;
+    pollfd watched{process.get(), POLLIN, 0};
+    return poll(&watched, 1, deathMilliseconds) > 0;
+}
+
+ServiceInfo infoOf(const qsavd::Hello& hello)
+{
+    ServiceInfo info{hello.usable != 0, hello.signatures, std::string(qsavd::getText(hello.text)), {}};
+    std::istringstream lines{std::string(qsavd::getText(hello.leftOut))};
+    for (std::string path; std::getline(lines, path);)
+        info.leftOut.push_back(path);
+    return info;
 }
 
 } // namespace
@@ -114,26 +176,56 @@ base::Result<base::UniqueFd> reachService(const ServicePaths& paths, const std::
 
 base::Result<ServiceLink> linkToService(const ServicePaths& paths, const std::function<bool()>& beat)
 {
-    // A service that finds its signatures outdated hangs up, so that a fresh one is started.
+    // A service that is about to end hangs up, so that a fresh one is started.
     for (int attempt = 0; attempt < greetingAttempts; ++attempt) {
         auto socket = reachService(paths, beat);
         if (!socket)
             return socket.error();
+        const int descriptor = socket.value().get();
         qsavd::Hello hello;
-        bool gaveUp = false;
-        if (!awaitGreeting(socket.value().get(), beat, hello, gaveUp)) {
-            if (gaveUp)
-                return startCancelled();
+        const Greeting greeting = awaitGreeting(descriptor, paths.patience, beat, hello);
+        if (greeting == Greeting::GivenUp)
+            return startCancelled();
+        if (greeting == Greeting::Silent && !killSilent(descriptor, paths))
+            return unreachable(paths.socket, ETIMEDOUT);
+        if (greeting != Greeting::Greeted)
             continue;
-        }
         if (hello.version != qsavd::protocolVersion)
             return base::Error{EPROTO, "The scanning service is of another version. Stop it and try again."};
         if (hello.usable == 0)
             return base::Error{ENODATA, std::string(qsavd::getText(hello.text))};
-        const ServiceInfo info{hello.signatures, std::string(qsavd::getText(hello.text))};
-        return ServiceLink{std::move(socket).value(), info};
+        return ServiceLink{std::move(socket).value(), infoOf(hello)};
     }
     return base::Error{EIO, "The scanning service ended before it had loaded its signatures."};
+}
+
+base::Result<ServiceLink> beginSession(const ServicePaths& paths, const qsavd::Begin& begin,
+                                       const std::function<bool()>& beat)
+{
+    int failure = 0;
+    // One that has just greeted may end in the next moment.
+    for (int attempt = 0; attempt < greetingAttempts; ++attempt) {
+        auto link = linkToService(paths, beat);
+        if (!link)
+            return link.error();
+        failure = qsavd::sendMessage(link.value().socket.get(), qsavd::asBytes(begin));
+        if (failure == 0)
+            return link;
+    }
+    return base::Error{failure, "The scanning service cannot be used: " + base::describeError(failure)};
+}
+
+std::optional<ServiceInfo> askRunningService(const ServicePaths& paths)
+{
+    base::UniqueFd socket;
+    qsavd::Hello hello;
+    if (connectOnce(paths.socket, socket) != 0)
+        return {};
+    const auto deadline = Clock::now() + briefPatience;
+    const auto beat = [deadline] { return Clock::now() < deadline; };
+    const bool told = awaitGreeting(socket.get(), briefPatience, beat, hello) == Greeting::Greeted &&
+                      hello.version == qsavd::protocolVersion;
+    return told ? std::optional(infoOf(hello)) : std::nullopt;
 }
 
 base::Result<ServiceInfo> startService(const ServicePaths& paths, bool wait,

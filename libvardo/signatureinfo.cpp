@@ -1,6 +1,8 @@
 #include "libvardo/signatureinfo.h"
 
+#include "base/signaturefolder.h"
 #include "libvardo/enginesettings.h"
+#include "libvardo/ownservice.h"
 #include "libvardo/servicelink.h"
 
 #include <algorithm>
@@ -95,11 +97,18 @@ std::optional<Part> readPart(const fs::path& path)
     return part;
 }
 
+bool isOneOf(const fs::path& file, const std::vector<std::string>& paths)
+{
+    return std::any_of(paths.begin(), paths.end(), [&file](const std::string& path) {
+        return fs::path(path).lexically_normal() == file.lexically_normal();
+    });
+}
+
 std::vector<fs::path> signatureFiles(const std::string& directory)
 {
     std::vector<fs::path> files;
     std::error_code error;
-    for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
+    for (fs::directory_iterator entry(base::signatureFolder(directory), error), end; !error && entry != end;
          entry.increment(error)) {
         const std::string name = entry->path().filename();
         if (endsWithOneOf(name, databaseSuffixes) || endsWithOneOf(name, plainSuffixes))
@@ -112,13 +121,15 @@ std::vector<fs::path> signatureFiles(const std::string& directory)
 
 namespace vardo {
 
-std::optional<struct_qsavinfo> readSignatureInfo(const std::vector<std::string>& directories)
+std::optional<struct_qsavinfo> readSignatureInfo(const std::vector<std::string>& directories,
+                                                 const std::vector<std::string>& leftOut)
 {
     std::optional<Part> newest;
     unsigned long signatures = 0;
     for (const std::string& directory : directories) {
         for (const fs::path& file : signatureFiles(directory)) {
-            const std::optional<Part> part = readPart(file);
+            const std::optional<Part> part =
+                isOneOf(fs::path(directory) / file.filename(), leftOut) ? std::nullopt : readPart(file);
             if (!part)
                 continue;
             signatures += part->signatures;
@@ -161,8 +172,12 @@ int GetQSAVInfo(QS_SystemType type, const char* avConf, struct_qsavinfo& info)
 {
     if (type == QS_UNWSystem)
         return -1;
-    const auto found = vardo::readSignatureInfo(vardo::loadServicePaths(avConf).signatureDirs);
-    if (!found)
+    vardo::ServicePaths paths = vardo::loadServicePaths(avConf);
+    vardo::leaveRootsService(paths);
+    // What a file says of itself counts for nothing when it could not be loaded.
+    const auto service = vardo::askRunningService(paths).value_or(vardo::ServiceInfo{true, 0, {}, {}});
+    const auto found = vardo::readSignatureInfo(paths.signatureDirs, service.leftOut);
+    if (!found || !service.usable)
         return -1;
     info = *found;
     return 0;

@@ -13,8 +13,9 @@ struct ServicePaths;
 /// What the files of the signature directories say of themselves, from their headers: signatures in all,
 /// and date and version of the newest database. Files without a header, such as single signatures of an
 /// administrator, count for date and version only when there is no database: a touched file must not make
-/// an old set look new. Nothing when no file can be read.
-std::optional<struct_qsavinfo> readSignatureInfo(const std::vector<std::string>& directories);
+/// an old set look new. The files `leftOut` do not count at all. Nothing when no file can be read.
+std::optional<struct_qsavinfo> readSignatureInfo(const std::vector<std::string>& directories,
+                                                 const std::vector<std::string>& leftOut);
 
 /// True when `directory` holds a database as an update brings it.
 bool hasUpdatedSet(const std::string& directory);

@@ -2,6 +2,7 @@
 
 #include "base/paths.h"
 #include "libvardo/conffile.h"
+#include "libvardo/options.h"
 #include "libvardo/ownedtext.h"
 
 #include <cstdlib>
@@ -18,7 +19,11 @@ constexpr std::size_t longestText = 2047;
 constexpr unsigned mostPort = 65535;
 constexpr char defaultServer[] = "database.clamav.net";
 constexpr unsigned char defaultTimeOut = 30;
+constexpr unsigned char leastTimeOut = 15;
+constexpr unsigned char mostTimeOut = 90;
 constexpr unsigned char defaultRetries = 3;
+constexpr unsigned char leastRetries = 1;
+constexpr unsigned char mostRetries = 5;
 constexpr unsigned char defaultHour = 9;
 constexpr unsigned char defaultMinute = 30;
 
@@ -42,45 +47,6 @@ unsigned char takeByte(const ConfFile& conf, const char* key, unsigned char leas
                        unsigned char fallback)
 {
     return static_cast<unsigned char>(conf.number(key, least, most, fallback));
-}
-
-bool setByte(unsigned char& field, const void* value, unsigned char least, unsigned char most)
-{
-    const unsigned char wanted = *static_cast<const unsigned char*>(value);
-    const bool valid = least <= wanted && wanted <= most;
-    if (valid)
-        field = wanted;
-    return valid;
-}
-
-bool setPort(unsigned& field, const void* value)
-{
-    const unsigned wanted = *static_cast<const unsigned*>(value);
-    if (wanted <= mostPort)
-        field = wanted;
-    return wanted <= mostPort;
-}
-
-bool setText(char*& field, const void* value)
-{
-    const char* text = static_cast<const char*>(value);
-    return ::strnlen(text, longestText + 1) <= longestText && vardo::isStorable(text) &&
-           vardo::assignText(field, text);
-}
-
-bool giveText(void* value, const char* text)
-{
-    char* buffer = static_cast<char*>(value);
-    buffer[0] = '\0';
-    std::strncat(buffer, text ? text : "", longestText);
-    return true;
-}
-
-template <class T>
-bool give(void* value, T field)
-{
-    *static_cast<T*>(value) = field;
-    return true;
 }
 
 } // namespace
@@ -138,8 +104,8 @@ int vUpdateConf::ReadUpdateConfiguration(const char* file)
     proxyAuth = conf->flag("Proxy:Authentication", false);
     proxyPort = static_cast<unsigned>(conf->number("Proxy:Port", 0, mostPort, 0));
     useHttps = conf->flag("Update:UseHttps", false);
-    timeOut = takeByte(*conf, "Update:TimeOut", 15, 90, defaultTimeOut);
-    noOfRetry = takeByte(*conf, "Update:Retries", 1, 5, defaultRetries);
+    timeOut = takeByte(*conf, "Update:TimeOut", leastTimeOut, mostTimeOut, defaultTimeOut);
+    noOfRetry = takeByte(*conf, "Update:Retries", leastRetries, mostRetries, defaultRetries);
     autoUpdate = conf->flag("Update:Automatic", true);
     updateHour = takeByte(*conf, "Update:Hour", 0, 23, defaultHour);
     updateMinute = takeByte(*conf, "Update:Minute", 0, 59, defaultMinute);
@@ -185,80 +151,33 @@ vUpdate::~vUpdate()
         std::free(text);
 }
 
+std::vector<vardo::Option> vardo::EngineOptions::of(vUpdateConf& config)
+{
+    return {
+        {UPDOPT_USEPROXY, Number<unsigned char>{&config.useProxy, 0, 1}},
+        {UPDOPT_PROXYSERVER, HeapText{&config.proxyServer, longestText}},
+        {UPDOPT_PROXYPORT, Number<unsigned>{&config.proxyPort, 0, mostPort}},
+        {UPDOPT_PROXYAUTH, Number<unsigned char>{&config.proxyAuth, 0, 1}},
+        {UPDOPT_PROXYUSER, HeapText{&config.proxyUser, longestText}},
+        {UPDOPT_PROXYPASS, HeapText{&config.proxyPass, longestText}},
+        {UPDOPT_UPDATESERVER, HeapText{&config.updateServer, longestText, HeapText::Kind::GivenOnly}},
+        {UPDOPT_USEHTTPS, Number<unsigned char>{&config.useHttps, 0, 1}},
+        {UPDOPT_TIMEOUT, Number<unsigned char>{&config.timeOut, leastTimeOut, mostTimeOut}},
+        {UPDOPT_NOOFRETRY, Number<unsigned char>{&config.noOfRetry, leastRetries, mostRetries}},
+        {UPDOPT_AUTOUPDATE, Number<unsigned char>{&config.autoUpdate, 0, 1}},
+        {UPDOPT_UPDATEHOUR, Number<unsigned char>{&config.updateHour, 0, 23}},
+        {UPDOPT_UPDATEMINUTE, Number<unsigned char>{&config.updateMinute, 0, 59}},
+    };
+}
+
 int vUpdate::GetOption(unsigned int id, void* value)
 {
-    if (!value)
-        return -1;
-    const auto get = [&] {
-        switch (id) {
-        case UPDOPT_USEPROXY:
-            return give(value, useProxy);
-        case UPDOPT_PROXYSERVER:
-            return giveText(value, proxyServer);
-        case UPDOPT_PROXYPORT:
-            return give(value, proxyPort);
-        case UPDOPT_PROXYAUTH:
-            return give(value, proxyAuth);
-        case UPDOPT_PROXYUSER:
-            return giveText(value, proxyUser);
-        case UPDOPT_PROXYPASS:
-            return giveText(value, proxyPass);
-        case UPDOPT_UPDATESERVER:
-            return giveText(value, updateServer);
-        case UPDOPT_USEHTTPS:
-            return give(value, useHttps);
-        case UPDOPT_TIMEOUT:
-            return give(value, timeOut);
-        case UPDOPT_NOOFRETRY:
-            return give(value, noOfRetry);
-        case UPDOPT_AUTOUPDATE:
-            return give(value, autoUpdate);
-        case UPDOPT_UPDATEHOUR:
-            return give(value, updateHour);
-        case UPDOPT_UPDATEMINUTE:
-            return give(value, updateMinute);
-        default:
-            return false;
-        }
-    };
-    return get() ? 0 : -1;
+    return vardo::giveOption(vardo::EngineOptions::of(*this), id, value);
 }
 
 int vUpdate::SetOption(unsigned int id, void* value)
 {
-    if (!value)
-        return -1;
-    const auto set = [&] {
-        switch (id) {
-        case UPDOPT_USEPROXY:
-            return setByte(useProxy, value, 0, 1);
-        case UPDOPT_PROXYSERVER:
-            return setText(proxyServer, value);
-        case UPDOPT_PROXYPORT:
-            return setPort(proxyPort, value);
-        case UPDOPT_PROXYAUTH:
-            return setByte(proxyAuth, value, 0, 1);
-        case UPDOPT_PROXYUSER:
-            return setText(proxyUser, value);
-        case UPDOPT_PROXYPASS:
-            return setText(proxyPass, value);
-        case UPDOPT_USEHTTPS:
-            return setByte(useHttps, value, 0, 1);
-        case UPDOPT_TIMEOUT:
-            return setByte(timeOut, value, 15, 90);
-        case UPDOPT_NOOFRETRY:
-            return setByte(noOfRetry, value, 1, 5);
-        case UPDOPT_AUTOUPDATE:
-            return setByte(autoUpdate, value, 0, 1);
-        case UPDOPT_UPDATEHOUR:
-            return setByte(updateHour, value, 0, 23);
-        case UPDOPT_UPDATEMINUTE:
-            return setByte(updateMinute, value, 0, 59);
-        default:
-            return false;
-        }
-    };
-    return set() ? 0 : -1;
+    return vardo::takeOption(vardo::EngineOptions::of(*this), id, value);
 }
 
 // Downloading is not there yet: an update always fails, and so there is none to be stopped.

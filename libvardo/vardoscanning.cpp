@@ -1,8 +1,9 @@
 #include "engine/vardo.h"
 
-#include "base/paths.h"
+#include "base/priority.h"
 #include "libvardo/enginesettings.h"
 #include "libvardo/enginestate.h"
+#include "libvardo/ownservice.h"
 #include "libvardo/scanrun.h"
 
 #include <ctime>
@@ -11,10 +12,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <pwd.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -27,25 +24,12 @@ EngineState& stateOf(QS_AVPHandle handle)
     return *static_cast<EngineState*>(handle);
 }
 
-/// The installation's service is root's. A user whose configuration names no other has one in the same
-/// place as the user's own configuration would say.
-void leaveRootsService(vardo::ServicePaths& paths)
-{
-    const passwd* user =
-        ::geteuid() == 0 || paths.socket != paths::serviceSocket ? nullptr : ::getpwuid(::geteuid());
-    if (!user || !user->pw_dir || user->pw_dir[0] != '/')
-        return;
-    const std::string directory = std::string(user->pw_dir) + "/.vardo";
-    ::mkdir(directory.c_str(), 0700); // starting the service tells when it failed
-    paths.socket = directory + "/qsav";
-    paths.pidFile = directory + "/qsav.pid";
-}
-
 vardo::EngineSettings settingsOf(const ScanConfig& config, const EngineState& state)
 {
     vardo::EngineSettings settings = vardo::loadEngineSettings(
         state.avConf.empty() ? nullptr : state.avConf.c_str(), config.getConfigFile());
-    leaveRootsService(settings.service);
+    vardo::leaveRootsService(settings.service);
+    vardo::makePlace(settings.service);
     return settings;
 }
 
@@ -91,6 +75,7 @@ vardo::WalkOptions walkOptions(ScanConfig& config, unsigned int bits)
     walk.recurse = !(bits & SCANFLAG_NO_RECURSE);
     walk.followLinks = bits & SCANFLAG_FOLLOW_SYMLINKS;
     walk.crossFileSystems = bits & SCANFLAG_CROSS_FS;
+    walk.sparesMemory = base::ownPriority().readsWhenIdle();
     walk.extensions = extensionFilter(config, bits);
     if (bits & SCANFLAG_MAX_DEPTH)
         walk.maxDepth = option<unsigned char>(config, SCANOPT_MAXDEPTH);
@@ -125,11 +110,13 @@ vardo::ActionPlan actionPlan(ScanConfig& config, const EngineState& state,
     return plan;
 }
 
-vardo::SessionFactory sessionFactory(const vardo::ServicePaths& paths)
+/// `leftOut` gets the signatures that the service could not load.
+vardo::SessionFactory sessionFactory(const vardo::ServicePaths& paths, std::string& leftOut)
 {
-    return [paths](const vardo::SessionOptions& options, vardo::ScanSession::DoneHandler done,
-                   const std::function<bool()>& goesOn) {
-        return vardo::ScanSession::open(paths, options, std::move(done), goesOn);
+    return [paths, &leftOut](const vardo::SessionOptions& options, vardo::ScanSession::Handlers handlers,
+                             const std::function<bool()>& goesOn) {
+        handlers.opened = [&leftOut](const vardo::ServiceInfo& info) { leftOut = info.remark; };
+        return vardo::ScanSession::open(paths, options, std::move(handlers), goesOn);
     };
 }
 
@@ -148,6 +135,8 @@ int bounded(EngineState& state, QS_IntefaceScanResult& result, const Scan& scan)
         end = base::Error{0, problem.what()};
     }
     result.scanEndTime = now();
+    if (!state.leftOut.empty())
+        LogMe(LOGLEVEL_MINIMUM, "SIGNATURES: %s\n", state.leftOut.c_str());
     if (!end) {
         state.error = end.error().text;
         return -1;
@@ -175,8 +164,8 @@ int Vardo::VardoAVInit(const char* avConf, QS_ResultCallBack cb, bool wait)
         beat = [cb] { return cb("", OBJTYPE_FILE, 0, nullptr, nullptr, nullptr) != CALLBACK_STOP; };
     const auto started = vardo::startService(settingsOf(*this, state).service, wait, beat);
     state.loaded = static_cast<bool>(started);
-    if (!started)
-        state.error = started.error().text;
+    state.leftOut = started ? started.value().remark : "";
+    state.error = started ? state.leftOut : started.error().text;
     return started ? 0 : -1;
 }
 
@@ -198,7 +187,8 @@ int Vardo::DoScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, QS_actionProm
         for (const VardoObject* object = scanObjects; object; object = object->objNext)
             objects.emplace_back(object->objName);
         vardo::ScanReporter reporter({cb, ctx, prompt}, plan, result->scanStatistics);
-        return vardo::runScan(sessionFactory(settings.service), sessionOptions(settings.limits, scanOpts),
+        return vardo::runScan(sessionFactory(settings.service, state.leftOut),
+                              sessionOptions(settings.limits, scanOpts),
                               vardo::fileSource(std::move(objects), std::move(walk)), reporter);
     });
 }
@@ -216,8 +206,8 @@ int Vardo::DoMemoryScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, bool al
     return bounded(state, *result, [&] {
         const vardo::EngineSettings settings = settingsOf(*this, state);
         vardo::ScanReporter reporter({cb, ctx, nullptr}, {}, result->scanStatistics);
-        return vardo::runScan(sessionFactory(settings.service), sessionOptions(settings.limits, scanOpts),
-                              vardo::processSource(all), reporter);
+        return vardo::runScan(sessionFactory(settings.service, state.leftOut),
+                              sessionOptions(settings.limits, scanOpts), vardo::processSource(all), reporter);
     });
 }
 

@@ -310,13 +310,16 @@ void Walker::visitFile(const Directory& parent, dev_t device, const std::string&
 void Walker::push(ScanItem item, const struct stat& status)
 {
     item.id = fileId(status);
-    if (status.st_nlink < 2) {
+    const FileId id = item.id;
+    const bool manyNames = status.st_nlink > 1;
+    if (const auto known = manyNames ? linked_.find(id) : linked_.end(); known != linked_.end()) {
+        item.outcome = known->second;
         pipeline_.push(std::move(item));
         return;
     }
-    const FileId id = item.id;
-    if (const auto known = linked_.find(id); known != linked_.end()) {
-        item.outcome = known->second;
+    if (options_.sparesMemory)
+        item.unread = UnreadPages(item.fd.get(), status.st_size);
+    if (!manyNames) {
         pipeline_.push(std::move(item));
         return;
     }

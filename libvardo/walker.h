@@ -28,6 +28,7 @@ struct WalkOptions
     bool crossFileSystems = false;        ///< false: stay on the file system of each chosen object
     std::optional<unsigned> maxDepth;     ///< levels below a chosen directory that are entered
     std::optional<std::uint64_t> maxSize; ///< larger files are passed over
+    bool sparesMemory = false;            ///< what is only read for the scan leaves the memory again
     ExtensionFilter extensions;
     DirectoryFilter directories;
     ClosedDirectories closed;

@@ -17,6 +17,7 @@ struct ScanJob
     std::uint64_t id = 0;
     int fd = -1;
     std::uint64_t size = 0;
+    bool suspect = false; ///< was in hand when the service was lost
 };
 
 /// The client's end of one worker: what it has in hand, and since when. Believes nothing that the

@@ -1,11 +1,14 @@
-#include "mainwindow/vmainwidget.h"
+#include "mainwindow/helppage.h"
 
 #include "base/paths.h"
 #include "kit/builders.h"
 #include "kit/labels.h"
+#include "kit/texts.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vmessagebox.h"
 #include "mainwindow/browser.h"
+#include "mainwindow/clicks.h"
+#include "mainwindow/vmainwidget.h"
 #include "sfl/sfl.h"
 
 #include <QGridLayout>
@@ -30,8 +33,9 @@ QString browserList()
 
 } // namespace
 
-void VMainWidget::buildHelpPage(QWidget* page)
+void pages::Help::buildOn(QWidget* page)
 {
+    wgtstkHelp = page;
     constexpr QSize square(35, 35), wide(53, 27);
     lnkLiveChat = build::pictureLink(page, "lnkLiveChat", "Livehelp.jpg", square);
     lblLiveChat = plainLabel(page, "lblLiveChat");
@@ -40,9 +44,7 @@ void VMainWidget::buildHelpPage(QWidget* page)
     lnkForum = build::pictureLink(page, "lnkForum", "Quillstone_forum.jpg", wide);
     lblForum = plainLabel(page, "lblForum");
 
-    auto* grid = new QGridLayout(page);
-    grid->setContentsMargins(20, 20, 20, 20);
-    grid->setSpacing(10);
+    auto* grid = build::layout<QGridLayout>(20, 10, page);
     grid->setColumnStretch(1, 1);
     int row = 0;
     const std::pair<VLinkButton*, QLabel*> topics[] = {
@@ -54,6 +56,40 @@ void VMainWidget::buildHelpPage(QWidget* page)
         grid->addItem(new QSpacerItem(60, 3, QSizePolicy::Fixed, QSizePolicy::Minimum), row, 0);
         grid->addWidget(explanation, row++, 1, Qt::AlignTop);
     }
+}
+
+void pages::Help::languageChange()
+{
+    setTexts(VMainWidget::tr,
+             {
+                 {lnkLiveChat, "Live Chat", "Redirect you to Vardo online live chat"},
+                 {lblLiveChat,
+                  "Live Chat provides you the option of chatting with our 24x7 online support team to solve "
+                  "your technical queries and problems when using Vardo."},
+                 {lnkOnlineHelp, "Vardo Online Help", "Redirect you to Vardo online help support"},
+                 {lblVardoOnline,
+                  "The Vardo Online Help has comprehensive information on Vardo. The wiki has the help "
+                  "file, knowledge base and general FAQs of Vardo."},
+                 {lnkForum, "Quillstone Forum", "Redirect you to Vardo online forum"},
+                 {lblForum,
+                  "On the Quillstone Forum, you can create or join discussion groups on Vardo. It contains "
+                  "various tweaks to maximize the capabilities of Vardo."},
+             });
+}
+
+void pages::Help::connectTo(VMainWidget* window)
+{
+    connectClicks(window, {
+                              {lnkLiveChat, &VMainWidget::showOnlineChat},
+                              {lnkOnlineHelp, &VMainWidget::showWiki},
+                              {lnkForum, &VMainWidget::showForum},
+                          });
+}
+
+void VMainWidget::showHelpMenu()
+{
+    if (settleSettings())
+        showSubPage(HelpPage);
 }
 
 int VMainWidget::showBrowser(const char* url)

@@ -1,13 +1,16 @@
-#include "mainwindow/vmainwidget.h"
+#include "mainwindow/logpages.h"
 
 #include "base/paths.h"
 #include "engine/vardo.h"
 #include "kit/builders.h"
 #include "kit/framelessflags.h"
 #include "kit/placement.h"
+#include "kit/texts.h"
 #include "kit/visibletext.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
+#include "mainwindow/clicks.h"
+#include "mainwindow/vmainwidget.h"
 #include "reports/logfiles.h"
 #include "reports/vshowlogdialog.h"
 
@@ -27,6 +30,12 @@ constexpr char updateLogName[] = "updates.log";
 constexpr std::size_t locationSize = 2048;
 /// Where a row keeps the bytes of its file's name.
 constexpr int nameRole = Qt::UserRole;
+
+QTreeWidget* logList(QWidget* page, const char* name)
+{
+    return build::fileList(
+        page, name, {VMainWidget::tr("File Name"), VMainWidget::tr("Date"), VMainWidget::tr("File Size")});
+}
 
 /// Gives the spacer before the buttons, which the layout owns.
 QSpacerItem* layOut(QWidget* page, QTreeWidget* list, std::initializer_list<QWidget*> buttons)
@@ -65,18 +74,20 @@ std::string nameOf(const QTreeWidgetItem* row)
 
 } // namespace
 
-void VMainWidget::buildScanLogPage(QWidget* page)
+void pages::ScanLog::buildOn(QWidget* page)
 {
-    lstScanLogs = build::fileList(page, "lstScanLogs", {tr("File Name"), tr("Date"), tr("File Size")});
+    wgtstkScanLog = page;
+    lstScanLogs = logList(page, "lstScanLogs");
     btnViewScanLog = build::textButton(page, "btnViewScanLog");
     btnDeleteScanLog = build::textButton(page, "btnDeleteScanLog");
     btnDeleteScanLogs = build::textButton(page, "btnDeleteScanLogs");
     scanLogSpacer = layOut(page, lstScanLogs, {btnViewScanLog, btnDeleteScanLog, btnDeleteScanLogs});
 }
 
-void VMainWidget::buildUpdateLogPage(QWidget* page)
+void pages::UpdateLog::buildOn(QWidget* page)
 {
-    lstUpdateLogs = build::fileList(page, "lstUpdateLogs", {tr("File Name"), tr("Date"), tr("File Size")});
+    wgtstkUpdateLog = page;
+    lstUpdateLogs = logList(page, "lstUpdateLogs");
     btnViewUpdateLog = build::textButton(page, "btnViewUpdateLog");
     btnDeleteUpdateLog = build::textButton(page, "btnDeleteUpdateLog");
     btnDeleteUpdateLogs = build::textButton(page, "btnDeleteUpdateLogs");
@@ -84,22 +95,55 @@ void VMainWidget::buildUpdateLogPage(QWidget* page)
         layOut(page, lstUpdateLogs, {btnViewUpdateLog, btnDeleteUpdateLog, btnDeleteUpdateLogs});
 }
 
+void pages::ScanLog::languageChange()
+{
+    setTexts(VMainWidget::tr, {
+                                  {btnViewScanLog, "&View", "Show the selected scan log", "Alt+V"},
+                                  {btnDeleteScanLog, "&Delete", "Delete selected scan log", "Alt+D"},
+                                  {btnDeleteScanLogs, "Delete &All", "Delete all scan logs", "Alt+A"},
+                              });
+}
+
+void pages::UpdateLog::languageChange()
+{
+    setTexts(VMainWidget::tr, {
+                                  {btnViewUpdateLog, "&View", "Show the selected update log", "Alt+V"},
+                                  {btnDeleteUpdateLog, "&Delete", "Delete selected update log", "Alt+D"},
+                                  {btnDeleteUpdateLogs, "Delete &All", "Delete all update logs", "Alt+A"},
+                              });
+}
+
+void pages::ScanLog::connectTo(VMainWidget* window)
+{
+    connectClicks(window, {
+                              {btnViewScanLog, &VMainWidget::slotViewScanLogs},
+                              {btnDeleteScanLog, &VMainWidget::slotDeleteScanLogs},
+                              {btnDeleteScanLogs, &VMainWidget::slotDeleteAllScanLogs},
+                          });
+    connectList(lstScanLogs, window, &VMainWidget::slotScanLogSelection, &VMainWidget::slotViewScanLogs);
+}
+
+void pages::UpdateLog::connectTo(VMainWidget* window)
+{
+    connectClicks(window, {
+                              {btnViewUpdateLog, &VMainWidget::slotViewUpdateLogs},
+                              {btnDeleteUpdateLog, &VMainWidget::slotDeleteUpdateLogs},
+                              {btnDeleteUpdateLogs, &VMainWidget::slotDeleteAllUpdateLogs},
+                          });
+    connectList(lstUpdateLogs, window, &VMainWidget::slotUpdateLogSelection,
+                &VMainWidget::slotViewUpdateLogs);
+}
+
 void VMainWidget::showScanLog()
 {
-    showLogPage(ScanLogPage, &VMainWidget::readLogDir);
+    showSubPage(ScanLogPage);
+    readLogDir();
 }
 
 void VMainWidget::showUpdateLog()
 {
-    showLogPage(UpdateLogPage, &VMainWidget::readUpdateLogEntry);
-}
-
-void VMainWidget::showLogPage(Page page, void (VMainWidget::*read)())
-{
-    wgtstkMain->setCurrentIndex(page);
-    (this->*read)();
-    showTitle(page);
-    releaseMenuButton();
+    showSubPage(UpdateLogPage);
+    readUpdateLogEntry();
 }
 
 std::optional<std::string> VMainWidget::scanLogLocation()
@@ -162,7 +206,7 @@ void VMainWidget::viewLog(Log log)
     dialog.exec();
 }
 
-/// Shows the current row, which need not be a selected one.
+/// Shows the current row, selected or not.
 void VMainWidget::slotViewScanLogs()
 {
     const QTreeWidgetItem* row = lstScanLogs->currentItem();
@@ -201,7 +245,7 @@ void VMainWidget::deleteScanLogs(const QString& question, bool selectedOnly)
         if (!selectedOnly || row->isSelected())
             names.push_back(nameOf(row));
     }
-    if (!names.empty() && !wantsDeleted(question))
+    if (!names.empty() && !vAsk(this, question, VMessageBox::BTN_YES, noDefault))
         return;
     for (const std::string& name : names)
         logfiles::remove(folder.get(), name);
@@ -222,7 +266,7 @@ void VMainWidget::slotDeleteAllUpdateLogs()
 void VMainWidget::deleteUpdateLog(const QString& question)
 {
     if (lstUpdateLogs->topLevelItemCount() == 0 || !mayDeleteLogs(access(paths::updateLog, W_OK) == 0) ||
-        !wantsDeleted(question))
+        !vAsk(this, question, VMessageBox::BTN_YES, noDefault))
         return;
     logfiles::remove(AT_FDCWD, paths::updateLog);
     readUpdateLogEntry();
@@ -233,10 +277,4 @@ bool VMainWidget::mayDeleteLogs(bool permitted)
     if (!permitted)
         vMessage(this, tr("Not enough permission to delete logs"), VMessageBox::Information, okDefault);
     return permitted;
-}
-
-bool VMainWidget::wantsDeleted(const QString& question)
-{
-    return vMessage(this, question, VMessageBox::Question, VMessageBox::BTN_YES, noDefault) ==
-           VMessageBox::BTN_YES;
 }

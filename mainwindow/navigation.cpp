@@ -1,28 +1,13 @@
 #include "mainwindow/vmainwidget.h"
 
-#include "base/paths.h"
-#include "engine/update.h"
 #include "installation/installation.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
-#include "mainwindow/firstline.h"
 
 #include <QButtonGroup>
 #include <QLabel>
 #include <QStackedWidget>
-
-namespace {
-
-constexpr const char* pageTitles[VMainWidget::PageCount] = {
-    QT_TRANSLATE_NOOP("VMainWidget", "Scan"),        QT_TRANSLATE_NOOP("VMainWidget", "Update"),
-    QT_TRANSLATE_NOOP("VMainWidget", "Scheduler"),   QT_TRANSLATE_NOOP("VMainWidget", "Help"),
-    QT_TRANSLATE_NOOP("VMainWidget", "Options"),     QT_TRANSLATE_NOOP("VMainWidget", "Update log"),
-    QT_TRANSLATE_NOOP("VMainWidget", "Scan log"),    QT_TRANSLATE_NOOP("VMainWidget", "Update setting"),
-    QT_TRANSLATE_NOOP("VMainWidget", "Quarantined"),
-};
-
-} // namespace
 
 void VMainWidget::showTitle(Page page)
 {
@@ -51,30 +36,14 @@ void VMainWidget::changeSelectionMenuText(int id)
         return;
     if (id == UpdatePage)
         showUpdateRunMode();
+    if (id == SchedulerPage)
+        displayScheduleList();
     if (id != ScanPage) {
         lnkLastScan->hide();
         lblLastScan->hide();
     }
     wgtstkMain->setCurrentIndex(id);
     showTitle(static_cast<Page>(id));
-}
-
-bool VMainWidget::showLastScan()
-{
-    const std::optional<QString> date = firstLine(paths::lastScan, Links::Refuse);
-    if (!date)
-        return false;
-    lnkLastScan->setText(*date);
-    lblLastScan->show();
-    lnkLastScan->show();
-    return true;
-}
-
-void VMainWidget::showUpdateRunMode()
-{
-    unsigned char automatic = 0;
-    if (updateEngine().GetOption(UPDOPT_AUTOUPDATE, &automatic) == 0)
-        lblUpdateRunModeValue->setText(automatic ? tr("Automatic") : tr("Manual"));
 }
 
 bool VMainWidget::installationUsable()
@@ -85,24 +54,27 @@ bool VMainWidget::installationUsable()
     return false;
 }
 
-void VMainWidget::releaseMenuButton()
+void VMainWidget::showSubPage(Page page)
 {
-    QAbstractButton* on = btngrpMenu->checkedButton();
-    if (!on)
-        return;
-    // An exclusive group refuses to let go of the button that is on.
-    btngrpMenu->setExclusive(false);
-    on->setChecked(false);
-    btngrpMenu->setExclusive(true);
+    showTitle(page);
+    if (QAbstractButton* on = btngrpMenu->checkedButton()) {
+        // An exclusive group refuses to let go of the button that is on.
+        btngrpMenu->setExclusive(false);
+        on->setChecked(false);
+        btngrpMenu->setExclusive(true);
+    }
+    wgtstkMain->setCurrentIndex(page);
 }
 
-void VMainWidget::showHelpMenu()
+void VMainWidget::slotCancelSetting()
 {
+    // The question runs an event loop of its own, so the sender is noted before it.
+    const bool fromUpdateSettings = sender() == btnCancelUpdateSetting;
     if (!settleSettings())
         return;
-    showTitle(HelpPage);
-    releaseMenuButton();
-    wgtstkMain->setCurrentIndex(HelpPage);
+    settingsChanged = NothingModified;
+    (fromUpdateSettings ? btnUpdate : btnScan)->setChecked(true);
+    changeSelectionMenuText(fromUpdateSettings ? UpdatePage : ScanPage);
 }
 
 void VMainWidget::scanValueChanged()

@@ -68,7 +68,7 @@ bool VMainWidget::isValidProxyAuth(const char* text)
     if (name.empty() || name.size() > longest || punctuation.find(name.front()) != punctuation.npos ||
         punctuation.find(name.back()) != punctuation.npos)
         return false;
-    // Dashes and underlines may stand only behind the last dot, and not right behind it.
+    // Dashes and underlines belong behind the last dot, from the second character there on.
     const std::size_t lastDot = name.rfind('.');
     const std::string_view tail = lastDot == name.npos ? name : name.substr(lastDot + 1);
     std::string_view front = name.substr(0, name.size() - tail.size());

@@ -1,12 +1,16 @@
-#include "mainwindow/vmainwidget.h"
+#include "mainwindow/quarantinepage.h"
 
+#include "base/paths.h"
 #include "kit/builders.h"
 #include "kit/labels.h"
+#include "kit/texts.h"
 #include "kit/visibletext.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
+#include "mainwindow/clicks.h"
 #include "mainwindow/quarantinelocation.h"
+#include "mainwindow/vmainwidget.h"
 #include "quarantine/store.h"
 
 #include <QApplication>
@@ -52,10 +56,12 @@ void paintMeanwhile()
 
 } // namespace
 
-void VMainWidget::buildQuarantinePage(QWidget* page)
+void pages::Quarantine::buildOn(QWidget* page)
 {
+    wgtstkQuarantine = page;
     lstQuarantine = build::fileList(page, "lstQuarantine",
-                                    {tr("File Name"), tr("Date"), tr("File Size"), tr("Virus Name")});
+                                    {VMainWidget::tr("File Name"), VMainWidget::tr("Date"),
+                                     VMainWidget::tr("File Size"), VMainWidget::tr("Virus Name")});
     lblQuarPath = plainLabel(page, "lblQuarPath");
     lnkQuarPath = build::link(page, "lnkQuarPath");
     lblQuarCount = plainLabel(page, "lblQuarCount");
@@ -73,12 +79,36 @@ void VMainWidget::buildQuarantinePage(QWidget* page)
     build::fillRow(grid, 2, 3, {btnQuarRefresh, btnDeleteQuar, btnDeleteAllQuar, btnCancelQuarantine});
 }
 
+void pages::Quarantine::languageChange()
+{
+    setTexts(VMainWidget::tr, {
+                                  {btnQuarRefresh, "Refresh", nullptr, "Alt+R"},
+                                  {btnDeleteQuar, "&Delete", nullptr, "Alt+D"},
+                                  {btnDeleteAllQuar, "Delete &All", nullptr, "Alt+A"},
+                                  {btnCancelQuarantine, "&Cancel", "Take back to scan menu", "Alt+C"},
+                              });
+    lblQuarPath->setText(VMainWidget::tr("Quarantined Path") + QLatin1StringView(" :-"));
+    lnkQuarPath->setText(QLatin1StringView(paths::quarantine) + u'/');
+    lblQuarCount->setText(VMainWidget::tr("Quarantined count") + QLatin1StringView(" :- "));
+}
+
+void pages::Quarantine::connectTo(VMainWidget* window)
+{
+    connectClicks(window, {
+                              {btnQuarRefresh, &VMainWidget::showQuarantine},
+                              {btnDeleteQuar, &VMainWidget::slotDeleteQuarantine},
+                              {btnDeleteAllQuar, &VMainWidget::slotDeleteAllQuarantine},
+                              {btnCancelQuarantine, &VMainWidget::slotCancelSetting},
+                              {lnkQuarPath, &VMainWidget::openQuarPath},
+                          });
+    QObject::connect(lstQuarantine, &QTreeWidget::itemSelectionChanged, window,
+                     &VMainWidget::slotQuarSelection);
+}
+
 void VMainWidget::showQuarantine()
 {
-    wgtstkMain->setCurrentIndex(QuarantinePage);
+    showSubPage(QuarantinePage);
     readQuarantineDir();
-    showTitle(QuarantinePage);
-    releaseMenuButton();
 }
 
 void VMainWidget::readQuarantineDir()
@@ -116,9 +146,8 @@ void VMainWidget::slotDeleteQuarantine()
         const QTreeWidgetItem* row = lstQuarantine->topLevelItem(i);
         if (!row->isSelected())
             continue;
-        if (mustAsk &&
-            vMessage(this, tr("Do you want to Delete the Selected Quarantine File?"), VMessageBox::Question,
-                     VMessageBox::BTN_YES, noDefault) != VMessageBox::BTN_YES)
+        if (mustAsk && !vAsk(this, tr("Do you want to Delete the Selected Quarantine File?"),
+                             VMessageBox::BTN_YES, noDefault))
             return;
         mustAsk = false;
         const std::string name = nameOf(row);
@@ -141,8 +170,7 @@ void VMainWidget::slotDeleteAllQuarantine()
                  okDefault);
         return;
     }
-    if (vMessage(this, tr("Do you want to delete all the quarantine Files?"), VMessageBox::Question,
-                 VMessageBox::BTN_YES, noDefault) != VMessageBox::BTN_YES)
+    if (!vAsk(this, tr("Do you want to delete all the quarantine Files?"), VMessageBox::BTN_YES, noDefault))
         return;
     const bool isRoot = getuid() == 0;
     for (int i = 0; i < lstQuarantine->topLevelItemCount(); ++i) {

@@ -1,13 +1,16 @@
-#include "kit/builders.h"
-#include "kit/fittedfont.h"
-#include "kit/labels.h"
-#include "kit/vlinkbutton.h"
-#include "kit/vpushbutton.h"
-#include "mainwindow/firstline.h"
-#include "mainwindow/vmainwidget.h"
+#include "mainwindow/titlearea.h"
 
 #include "base/paths.h"
 #include "engine/qsavinfo.h"
+#include "kit/builders.h"
+#include "kit/fittedfont.h"
+#include "kit/labels.h"
+#include "kit/texts.h"
+#include "kit/vlinkbutton.h"
+#include "kit/vpushbutton.h"
+#include "mainwindow/clicks.h"
+#include "mainwindow/firstline.h"
+#include "mainwindow/vmainwidget.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -18,16 +21,6 @@
 #include <initializer_list>
 
 namespace {
-
-QHBoxLayout* rightAligned(std::initializer_list<QWidget*> widgets)
-{
-    auto* row = new QHBoxLayout;
-    row->setSpacing(2);
-    row->addItem(build::stretch());
-    for (QWidget* widget : widgets)
-        row->addWidget(widget);
-    return row;
-}
 
 /// When the signatures were made, or zeros when nobody knows.
 QString signatureDate(const char* scannerConf)
@@ -42,9 +35,9 @@ QString signatureDate(const char* scannerConf)
 
 } // namespace
 
-void VMainWidget::buildTitleArea()
+void TitleArea::buildOn(QWidget* window)
 {
-    topWidget = new QWidget(this);
+    topWidget = new QWidget(window);
     topWidget->setObjectName(QLatin1StringView("topWidget"));
     topWidget->setGeometry(124, 5, 595, 107);
 
@@ -52,7 +45,7 @@ void VMainWidget::buildTitleArea()
     lblSeperator = build::separator(topWidget, "lblSeperator");
     lnkHelp = build::link(topWidget, "lnkHelp");
     btnMinimize = build::pictureButton(topWidget, "btnMinimize", "minimize", {23, 23}, false);
-    btnClose = build::pictureButton(topWidget, "btnClose", "close", {23, 23}, false);
+    btnClose = build::closeButton(topWidget);
     lblProductName = richLabel(topWidget, "lblProductName");
     lblProductName->setFont(logoFont(lblProductName));
     lblUpdateDate = plainLabel(topWidget, "lblUpdateDate");
@@ -67,10 +60,47 @@ void VMainWidget::buildTitleArea()
 
     auto* rows = new QVBoxLayout(topWidget);
     rows->setContentsMargins(0, 0, 0, 0);
-    rows->addLayout(rightAligned({lnkFeedback, lblSeperator, lnkHelp, btnMinimize, btnClose}));
+    rows->addLayout(build::row(2, {nullptr, lnkFeedback, lblSeperator, lnkHelp, btnMinimize, btnClose}));
     rows->addWidget(lblProductName);
-    rows->addLayout(rightAligned({lblUpdateDate, lnkUpdateNow}));
-    rows->addLayout(rightAligned({lblLastScan, lnkLastScan}));
+    rows->addLayout(build::row(2, {nullptr, lblUpdateDate, lnkUpdateNow}));
+    rows->addLayout(build::row(2, {nullptr, lblLastScan, lnkLastScan}));
+}
+
+void TitleArea::languageChange()
+{
+    setTexts(VMainWidget::tr, {
+                                  {btnMinimize, nullptr, "Minimize"},
+                                  {btnClose, nullptr, "Close"},
+                                  {lnkFeedback, "Feedback", "Send your feedback"},
+                                  {lblSeperator, "|"},
+                                  {lnkHelp, "Help", "Shows help menu"},
+                                  {lblUpdateDate, "Date of virus signature"},
+                                  {lnkUpdateNow, nullptr, "Start the update process"},
+                                  {lblLastScan, "Last computer scan"},
+                              });
+}
+
+void TitleArea::connectTo(VMainWidget* window)
+{
+    QObject::connect(btnClose, &QAbstractButton::clicked, window, &QWidget::close);
+    connectClicks(window, {
+                              {btnMinimize, &VMainWidget::showMinimized},
+                              {lnkHelp, &VMainWidget::showHelpMenu},
+                              {lnkFeedback, &VMainWidget::showFeedback},
+                              {lnkUpdateNow, &VMainWidget::showUpdateDialog},
+                              {lnkLastScan, &VMainWidget::slotFullScan},
+                          });
+}
+
+bool VMainWidget::showLastScan()
+{
+    const std::optional<QString> date = firstLine(paths::lastScan, Links::Refuse);
+    if (!date)
+        return false;
+    lnkLastScan->setText(*date);
+    lblLastScan->show();
+    lnkLastScan->show();
+    return true;
 }
 
 void VMainWidget::showStatus()

@@ -10,5 +10,5 @@ bool writeUpdateCrontab(std::optional<QTime> time);
 /// Hands that crontab to the user whose crontab it is. Failures are silent.
 void installUpdateCrontab();
 
-/// False only when no process could be made for it.
+/// True when a process was made for it, whatever came of it.
 bool restartCron();

@@ -4,6 +4,7 @@
 #include "kit/builders.h"
 #include "kit/imagecollection.h"
 #include "kit/labels.h"
+#include "kit/texts.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
 
@@ -20,7 +21,7 @@ VMainWidget::VMainWidget(QWidget* parent, const char* name, Qt::WindowFlags flag
 {
     setObjectName(QLatin1StringView(name && *name ? name : "VMainWidget"));
     buildFrame();
-    buildTitleArea();
+    TitleArea::buildOn(this);
     buildMenu();
     buildPages();
     languageChange();
@@ -69,9 +70,7 @@ void VMainWidget::buildMenu()
     btnScheduler = build::pictureButton(box, "btnScheduler", "scheduler", size, true);
     btnScan->setChecked(true);
 
-    auto* row = new QHBoxLayout(box);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(4);
+    auto* row = build::layout<QHBoxLayout>(0, 4, box);
     for (VPushButton* button : {btnScan, btnUpdate, btnScheduler}) {
         row->addWidget(button);
         btngrpMenu->addButton(button, row->count() - 1);
@@ -86,29 +85,34 @@ void VMainWidget::buildPages()
     wgtstkMain->setGeometry(19, 169, 687, 350);
     wgtstkMain->setFixedSize(687, 350);
 
-    const struct
-    {
-        QWidget* VMainWidget::*page;
-        const char* name;
-        void (VMainWidget::*build)(QWidget*);
-    } pages[PageCount] = {
-        {&VMainWidget::wgtstkScan, "wgtstkScan", &VMainWidget::buildScanPage},
-        {&VMainWidget::wgtstkUpdate, "wgtstkUpdate", &VMainWidget::buildUpdatePage},
-        {&VMainWidget::wgtstkScheduler, "wgtstkScheduler", &VMainWidget::buildSchedulerPage},
-        {&VMainWidget::wgtstkHelp, "wgtstkHelp", &VMainWidget::buildHelpPage},
-        {&VMainWidget::wgtstkScanSetting, "wgtstkScanSetting", &VMainWidget::buildScanSettingPage},
-        {&VMainWidget::wgtstkUpdateLog, "wgtstkUpdateLog", &VMainWidget::buildUpdateLogPage},
-        {&VMainWidget::wgtstkScanLog, "wgtstkScanLog", &VMainWidget::buildScanLogPage},
-        {&VMainWidget::wgtstkUpdateSetting, "wgtstkUpdateSetting", &VMainWidget::buildUpdateSettingPage},
-        {&VMainWidget::wgtstkQuarantine, "wgtstkQuarantine", &VMainWidget::buildQuarantinePage},
-    };
-    for (const auto& entry : pages) {
-        auto* page = new QWidget(wgtstkMain);
-        page->setObjectName(QLatin1StringView(entry.name));
-        this->*entry.page = page;
-        (this->*entry.build)(page);
-        wgtstkMain->addWidget(page);
-    }
+    forEachPage([this](auto& page) {
+        auto* widget = new QWidget(wgtstkMain);
+        widget->setObjectName(QLatin1StringView(page.name));
+        page.buildOn(widget);
+        wgtstkMain->addWidget(widget);
+    });
+}
+
+void VMainWidget::languageChange()
+{
+    setWindowTitle(tr("Vardo"));
+    setTexts(tr, {
+                     {btnScan, nullptr, "Show scan menu"},
+                     {btnUpdate, nullptr, "Show update menu"},
+                     {btnScheduler, nullptr, "Show scheduler menu"},
+                 });
+    TitleArea::languageChange();
+    forEachPage([](auto& page) { page.languageChange(); });
+    showTitle(ScanPage);
+}
+
+void VMainWidget::connectWidgets()
+{
+    connect(btngrpMenu, &QButtonGroup::idClicked, this, &VMainWidget::changeSelectionMenuText);
+    connect(this, &VMainWidget::scanSettingsModified, this, &VMainWidget::slotScanValueChanged);
+    connect(this, &VMainWidget::updateSettingsModified, this, &VMainWidget::slotUpdateValueChanged);
+    TitleArea::connectTo(this);
+    forEachPage([this](auto& page) { page.connectTo(this); });
 }
 
 void VMainWidget::init()
@@ -122,24 +126,12 @@ void VMainWidget::init()
     connect(tmrCloseEffect, &QTimer::timeout, this, &VMainWidget::calculateRegion);
 
     makeMenuLabelRound(16, 16);
-    applyPrivileges();
-    for (QWidget* widget : notYetAvailable())
-        widget->setEnabled(false);
+    const bool maySchedule = getgid() == 0;
+    btnScheduler->setVisible(maySchedule);
+    btnScheduler->setEnabled(maySchedule);
     showStatus();
     // The first round of the event loop shows the date of the last scan by it.
     btnScan->animateClick();
-}
-
-void VMainWidget::applyPrivileges()
-{
-    if (getgid() == 0) {
-        lnkGlobalScanConf->setEnabled(false);
-        return;
-    }
-    lnkUpdateSetting->setEnabled(false);
-    lnkUpdateNow1->setEnabled(false);
-    btnScheduler->hide();
-    btnScheduler->setEnabled(false);
 }
 
 void VMainWidget::makeWidgetRound(int xRnd, int yRnd)

@@ -1,50 +1,49 @@
 #pragma once
 
 #include "kit/roundedwindow.h"
+#include "mainwindow/helppage.h"
+#include "mainwindow/logpages.h"
+#include "mainwindow/pagelist.h"
+#include "mainwindow/quarantinepage.h"
+#include "mainwindow/scanpage.h"
+#include "mainwindow/scansettingpage.h"
+#include "mainwindow/schedulerpage.h"
+#include "mainwindow/titlearea.h"
+#include "mainwindow/updatepage.h"
+#include "mainwindow/updatesettingpage.h"
 
-#include <QByteArray>
 #include <QRegion>
 #include <QString>
 #include <QWidget>
 
-#include <array>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 class QApplication;
 class QButtonGroup;
-class QComboBox;
-class QFrame;
-class QGroupBox;
 class QLabel;
-class QLineEdit;
-class QSpacerItem;
-class QSpinBox;
 class QStackedWidget;
-class QTimeEdit;
 class QTimer;
-class QTreeWidget;
-class VCheckBox;
-class VLinkButton;
 class VProgressWidget;
 class VPushButton;
-class VRadioButton;
 class Vardo;
 class __VardoObject;
 class vUpdate;
 
+using MainPages = PageList<pages::Scan, pages::Update, pages::Scheduler, pages::Help, pages::ScanSetting,
+                           pages::UpdateLog, pages::ScanLog, pages::UpdateSetting, pages::Quarantine>;
+
 /// The one top-level window: a title area, three menu buttons and a stack of nine pages.
 ///
-/// Every widget's object name is the name of its field. Each page has a source file of its own, which builds
-/// the page and implements its slots. GUI thread only.
-class VMainWidget : public RoundedWindow<QWidget>
+/// Every widget's object name is the name of its field. The widgets of a page are fields that the window
+/// inherits from the page, whose source file also implements the page's slots. GUI thread only.
+class VMainWidget : public RoundedWindow<QWidget>, private TitleArea, private MainPages
 {
     Q_OBJECT
 
   public:
-    /// The pages of wgtstkMain, by their index in it.
+    /// The pages of wgtstkMain, by their index in it: the order of MainPages.
     enum Page {
         ScanPage,
         UpdatePage,
@@ -57,6 +56,7 @@ class VMainWidget : public RoundedWindow<QWidget>
         QuarantinePage,
         PageCount,
     };
+    static_assert(PageCount == MainPages::pageCount);
 
     /// What has been modified and not saved. The later kind of change replaces the earlier.
     enum Modified : char { NothingModified, ScanSettingsModified, UpdateSettingsModified };
@@ -79,6 +79,8 @@ class VMainWidget : public RoundedWindow<QWidget>
     /// Goes to a main page, after the question about unsaved settings.
     void changeSelectionMenuText(int id);
     void showHelpMenu();
+    /// Leaves a settings page or the quarantine page for the main page it belongs to.
+    void slotCancelSetting();
     void scanValueChanged();
     void updateValueChanged();
     void slotScanValueChanged();
@@ -99,14 +101,28 @@ class VMainWidget : public RoundedWindow<QWidget>
     void slotScanEntire();
     void slotFullScan();
 
+    // Scheduler page
+    /// Lists the jobs of the schedule store as they are now.
+    void displayScheduleList();
+    void slotScheduleSelection();
+    void slotAddJob();
+    void slotEditSchedule();
+    void slotDeleteSchedule();
+    /// Removes the jobs that are over.
+    void slotPurgeJobs();
+
     // Scan settings page
     void showScanSetting();
     /// True when the configuration was saved, or when there is no engine to save it.
     bool slotSaveScanSettings();
     void loadGlobalSettings();
     void slotBrowseLogLocation();
-    /// Leaves a settings page or the quarantine page for the main page it belongs to.
-    void slotCancelSetting();
+
+    // Update page
+    /// Updates the signatures, after a question; tells who is not root that he may not.
+    void showUpdateDialog();
+    /// Updates the signatures and tells how that ended. Does nothing during a scan.
+    void slotUpdateNow();
 
     // Update settings page
     void showUpdateSetting();
@@ -160,43 +176,19 @@ class VMainWidget : public RoundedWindow<QWidget>
     void closeEvent(QCloseEvent* event) override;
 
   private:
-    // Construction, in this order.
+    // Construction, in this order
     void buildFrame();
-    void buildTitleArea();
     void buildMenu();
     void buildPages();
-    void buildScanPage(QWidget* page);
-    void buildUpdatePage(QWidget* page);
-    void buildSchedulerPage(QWidget* page);
-    void buildHelpPage(QWidget* page);
-    void buildScanSettingPage(QWidget* page);
-    QWidget* buildScanObjectGroup(QWidget* page);
-    QWidget* buildLogGroup(QWidget* page);
-    void buildUpdateLogPage(QWidget* page);
-    void buildScanLogPage(QWidget* page);
-    void buildUpdateSettingPage(QWidget* page);
-    QWidget* buildConnectionGroup(QWidget* page);
-    QWidget* buildProxyGroup(QWidget* page);
-    void buildProxyAuthGroup(QWidget* group);
-    void buildQuarantinePage(QWidget* page);
-    void frameTexts();
-    void mainPageTexts();
-    void listPageTexts();
-    void scanSettingTexts();
-    void updateSettingTexts();
     void connectWidgets();
-    void connectClicks();
-    void connectChanges();
     void init();
-    void applyPrivileges();
-    /// What cannot be used in this version: these widgets are disabled.
-    std::vector<QWidget*> notYetAvailable() const;
 
     // Navigation
     /// Asks whether modified settings are to be saved, if there are any. False when the user wanted that and
     /// it failed: the page must stay.
     bool settleSettings();
-    void releaseMenuButton();
+    /// Brings up a page that no menu button stands for.
+    void showSubPage(Page page);
     void showTitle(Page page);
     void showUpdateRunMode();
     /// False, with the page left as it is, when no scan has been recorded yet.
@@ -204,7 +196,7 @@ class VMainWidget : public RoundedWindow<QWidget>
     /// Tells the user when the installation cannot be used.
     bool installationUsable();
 
-    // Scan launch
+    // Scan page
     using Perform = int (VProgressWidget::*)(QApplication*, Vardo*);
     /// When a launcher reads the configuration again, which drops its own option bits.
     enum class RestoreOptions { Never, BeforeWindowGoes, AtEnd };
@@ -214,35 +206,28 @@ class VMainWidget : public RoundedWindow<QWidget>
     /// left without a choice.
     __VardoObject* selectObjects();
 
+    // Scheduler page
+    /// Runs the editor, on the job of that name or without one on a new job.
+    void editJob(const char* name);
+
     // Title area and help page
     /// Opens `url` in the first browser of the configuration that starts. Returns 0, or -1 if none did.
     int showBrowser(const char* url);
     void openPage(const char* url);
 
-    // Scan settings page
-    struct ScanFlagBox;
-    std::array<ScanFlagBox, 7> scanFlagBoxes() const;
+    // Settings pages
     /// Fills the page from the configuration file; leaves it as it is when that cannot be read.
     void setOptions();
-    void showLogOptions();
-    void takeScanOptions();
-    void takeLogOptions();
-
-    // Update settings page
     vUpdate& updateEngine();
-    /// Fills the page from the configuration files; leaves it as it is when they cannot be read.
+    /// Likewise from both configuration files.
     void setUpdateSettings();
-    void showConnectionSettings();
-    void showProxySettings(unsigned char useProxy);
-    void showTimeSettings();
-    bool updateSettingsValid();
-    void takeConnectionSettings();
-    void takeAlertSettings();
+    /// Writes both configuration files and sets up cron, with a message. False when that of the update
+    /// failed.
+    bool storeUpdateSettings();
 
     // Log pages
     /// The directory of the scan logs as the engine gives it now; nothing when it does not.
     std::optional<std::string> scanLogLocation();
-    void showLogPage(Page page, void (VMainWidget::*read)());
     /// Runs the viewer on what VShowLogDialog::showLogs takes.
     template <class Log>
     void viewLog(Log log);
@@ -250,7 +235,6 @@ class VMainWidget : public RoundedWindow<QWidget>
     void deleteUpdateLog(const QString& question);
     /// Hands `permitted` back, after a notice when it is false.
     bool mayDeleteLogs(bool permitted);
-    bool wantsDeleted(const QString& question);
 
     // Close sequence
     void beforeShutdownEffect();
@@ -263,156 +247,18 @@ class VMainWidget : public RoundedWindow<QWidget>
     std::unique_ptr<vUpdate> vupdate; ///< made on first need
     Vardo* scanner = nullptr;
     QApplication* qapp = nullptr;
-    QByteArray logLocation; ///< the directory of the scan logs as the engine gave it
-    QRegion rgnVisible;     ///< what the close effect has left of the window
-    int sweepAngle = 30;    ///< degrees that the next step of the close effect cuts away
+    QRegion rgnVisible;  ///< what the close effect has left of the window
+    int sweepAngle = 30; ///< degrees that the next step of the close effect cuts away
     QTimer* tmrCloseEffect = nullptr;
     QTimer* tmrClose = nullptr;
     bool signalClose = false; ///< the next close request is accepted
 
     // Frame
     QLabel* lblVardoLogo = nullptr;
-    QWidget* topWidget = nullptr;
     QButtonGroup* btngrpMenu = nullptr;
     QLabel* lblSelectedMenu = nullptr;
     QStackedWidget* wgtstkMain = nullptr;
     VPushButton* btnScan = nullptr;
     VPushButton* btnUpdate = nullptr;
     VPushButton* btnScheduler = nullptr;
-
-    // Title area
-    VLinkButton* lnkFeedback = nullptr;
-    QLabel* lblSeperator = nullptr;
-    VLinkButton* lnkHelp = nullptr;
-    VPushButton* btnMinimize = nullptr;
-    VPushButton* btnClose = nullptr;
-    QLabel* lblProductName = nullptr;
-    QLabel* lblUpdateDate = nullptr;
-    VLinkButton* lnkUpdateNow = nullptr;
-    QLabel* lblLastScan = nullptr;
-    VLinkButton* lnkLastScan = nullptr;
-
-    // Scan page
-    QWidget* wgtstkScan = nullptr;
-    VLinkButton* lnkSelect = nullptr;
-    VLinkButton* lnkScanHome = nullptr;
-    VLinkButton* lnkScanEntire = nullptr;
-    VLinkButton* lnkScanMem = nullptr;
-    QLabel* lblLine = nullptr;
-    VLinkButton* lnkScanSetting = nullptr;
-    QLabel* lblSeperator_2 = nullptr;
-    VLinkButton* lnkViewScanLog = nullptr;
-    QLabel* lblSeperator_24 = nullptr;
-    VLinkButton* lnkQuarantine = nullptr;
-
-    // Update page
-    QWidget* wgtstkUpdate = nullptr;
-    QLabel* lblUpdateConfiguration = nullptr;
-    QLabel* lblLastUpdated = nullptr;
-    QLabel* lblLastUpdatedDate = nullptr;
-    QLabel* lblUpdateRunMode = nullptr;
-    QLabel* lblUpdateRunModeValue = nullptr;
-    VLinkButton* lnkUpdateSetting = nullptr;
-    QLabel* lblSeperator_2_2 = nullptr;
-    VLinkButton* lnkUpdateNow1 = nullptr;
-    QLabel* lblUpdateReport = nullptr;
-    VLinkButton* lnkViewUpdateLog = nullptr;
-
-    // Scheduler page
-    QWidget* wgtstkScheduler = nullptr;
-    QTreeWidget* lstSchedule = nullptr;
-    QLabel* lblScheduleWarning = nullptr;
-    VPushButton* btnAddJob = nullptr;
-    VPushButton* btnEditSchedule = nullptr;
-    VPushButton* btnDeleteSchedule = nullptr;
-    VPushButton* btnPurgeSchedule = nullptr;
-
-    // Help page
-    QWidget* wgtstkHelp = nullptr;
-    VLinkButton* lnkLiveChat = nullptr;
-    QLabel* lblLiveChat = nullptr;
-    VLinkButton* lnkOnlineHelp = nullptr;
-    QLabel* lblVardoOnline = nullptr;
-    VLinkButton* lnkForum = nullptr;
-    QLabel* lblForum = nullptr;
-
-    // Scan settings page
-    QWidget* wgtstkScanSetting = nullptr;
-    QLabel* lblInfectedAction = nullptr;
-    QComboBox* cmbScanAction = nullptr;
-    QGroupBox* grpSettings = nullptr;
-    VCheckBox* chkRecursive = nullptr;
-    VCheckBox* chkMail = nullptr;
-    VCheckBox* chkHeuristic = nullptr;
-    VCheckBox* chkCrossFS = nullptr;
-    VCheckBox* chkArchive = nullptr;
-    VCheckBox* chkPack = nullptr;
-    VCheckBox* chkSymLink = nullptr;
-    QGroupBox* grpLogOption = nullptr;
-    QLabel* lblLogLocation = nullptr;
-    QLineEdit* editLogLoc = nullptr;
-    VPushButton* btnBrowseLogLoc = nullptr;
-    QWidget* btngrpLogLevel = nullptr;
-    QLabel* lblLogLevel = nullptr;
-    VRadioButton* rdoLogAll = nullptr;
-    VRadioButton* rdoLogInfected = nullptr;
-    VRadioButton* rdoLogNone = nullptr;
-    VCheckBox* chkStartupScan = nullptr;
-    VLinkButton* lnkGlobalScanConf = nullptr;
-    VPushButton* btnSaveScanSetting = nullptr;
-    VPushButton* btnCancelScanSetting = nullptr;
-
-    // Log pages
-    QWidget* wgtstkUpdateLog = nullptr;
-    QTreeWidget* lstUpdateLogs = nullptr;
-    QSpacerItem* updateLogSpacer = nullptr;
-    VPushButton* btnViewUpdateLog = nullptr;
-    VPushButton* btnDeleteUpdateLog = nullptr;
-    VPushButton* btnDeleteUpdateLogs = nullptr;
-    QWidget* wgtstkScanLog = nullptr;
-    QTreeWidget* lstScanLogs = nullptr;
-    QSpacerItem* scanLogSpacer = nullptr;
-    VPushButton* btnViewScanLog = nullptr;
-    VPushButton* btnDeleteScanLog = nullptr;
-    VPushButton* btnDeleteScanLogs = nullptr;
-
-    // Update settings page
-    QWidget* wgtstkUpdateSetting = nullptr;
-    VCheckBox* chkUpdate = nullptr;
-    QTimeEdit* updateTime = nullptr;
-    VCheckBox* chkDefAlert = nullptr;
-    QSpinBox* spinDays = nullptr;
-    QLabel* lblOldDays = nullptr;
-    QGroupBox* grpConnectionSetting = nullptr;
-    QLabel* lblConnTimeOut = nullptr;
-    QSpinBox* spinTimeOut = nullptr;
-    QLabel* lblConnRtry = nullptr;
-    QSpinBox* spinRetry = nullptr;
-    VCheckBox* chkHttps = nullptr;
-    QGroupBox* grpProxy = nullptr;
-    VCheckBox* chkProxy = nullptr;
-    QLabel* lblIP = nullptr;
-    QLineEdit* txtProxyServer = nullptr;
-    QLabel* lblPort = nullptr;
-    QLineEdit* txtProxyPort = nullptr;
-    VCheckBox* chkProxyAuth = nullptr;
-    QFrame* grpProxyAuth = nullptr;
-    QLabel* lblName = nullptr;
-    QLineEdit* txtProxyUser = nullptr;
-    QLabel* lblPassword = nullptr;
-    QLineEdit* txtProxyPass = nullptr;
-    VPushButton* btnSaveUpdateSetting = nullptr;
-    VPushButton* btnCancelUpdateSetting = nullptr;
-
-    // Quarantine page
-    QWidget* wgtstkQuarantine = nullptr;
-    QTreeWidget* lstQuarantine = nullptr;
-    QLabel* lblQuarPath = nullptr;
-    VLinkButton* lnkQuarPath = nullptr;
-    QLabel* lblQuarCount = nullptr;
-    QLabel* lblQuarCountValue = nullptr;
-    VPushButton* btnQuarRefresh = nullptr;
-    VPushButton* btnDeleteQuar = nullptr;
-    VPushButton* btnDeleteAllQuar = nullptr;
-    VPushButton* btnCancelQuarantine = nullptr;
 };

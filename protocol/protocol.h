@@ -8,6 +8,7 @@
 ///
 ///     client                        service                       worker 1..N
 ///       connect ─────────────────────►
+///       ◄────────────────────── Loading            (again and again, while there is nothing to scan with)
 ///       ◄──────────────────────── Hello            (once the signatures are loaded)
 ///       Begin ───────────────────────►
 ///       ◄─────────────────── WorkerStarted + socket  (for each, and for each replacement)
@@ -20,7 +21,7 @@
 /// Integers are in the machine's own order. Nobody trusts a length, an id or a kind that another sent.
 namespace qsavd {
 
-inline constexpr std::uint32_t protocolVersion = 1;
+inline constexpr std::uint32_t protocolVersion = 2;
 inline constexpr std::size_t maxText = 2000;
 inline constexpr std::size_t maxBatchFiles = 8;
 inline constexpr std::uint64_t maxBatchBytes = 256u << 10;
@@ -38,6 +39,13 @@ enum class Kind : std::uint32_t {
     WorkerReady,
     ScanBatch,
     FileResult,
+    Loading,
+};
+
+/// Service to client: it is alive, and loads what the client waits for.
+struct Loading
+{
+    Kind kind = Kind::Loading;
 };
 
 /// Service to client: the signatures are loaded, or cannot be.
@@ -46,8 +54,9 @@ struct Hello
     Kind kind = Kind::Hello;
     std::uint32_t version = protocolVersion;
     std::uint64_t signatures = 0;
-    std::uint32_t usable = 0; ///< 0: `text` says why nothing can be scanned
-    char text[maxText + 1]{}; ///< terminated; what was left out, or why nothing can be scanned
+    std::uint32_t usable = 0;    ///< 0: `text` says why nothing can be scanned
+    char text[maxText + 1]{};    ///< terminated; what was left out, or why nothing can be scanned
+    char leftOut[maxText + 1]{}; ///< terminated; the paths of what was left out, as many as fit, a line each
 };
 
 enum BeginFlags : std::uint32_t {
@@ -58,6 +67,7 @@ enum BeginFlags : std::uint32_t {
 };
 
 /// Client to service: the workers of this session, please. Sizes in bytes; out of range values are clamped.
+/// The workers go no further ahead of others than their client does.
 struct Begin
 {
     Kind kind = Kind::Begin;
@@ -67,7 +77,8 @@ struct Begin
     std::uint32_t maxRecursion = 0;
     std::uint32_t maxFiles = 0;
     std::uint32_t maxSeconds = 0;
-    std::uint32_t reserved = 0;
+    std::int16_t nice = 0;        ///< of the workers, 0 to 19
+    std::uint16_t ioPriority = 0; ///< likewise, as ioprio_set(2) takes it
     std::uint64_t maxFileSize = 0;
     std::uint64_t maxScanSize = 0;
 };

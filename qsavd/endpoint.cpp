@@ -131,6 +131,12 @@ void PidFile::remove() const
         unlinkat(place_.directory(), place_.name(), 0);
 }
 
+void PidFile::release()
+{
+    remove();
+    file_.reset();
+}
+
 base::Result<Listener> Listener::listen(const std::string& path)
 {
     auto place = Place::open(path);

@@ -28,15 +28,16 @@ class PidFile
 {
   public:
     /// Creates or takes over the file and locks it. Error code EWOULDBLOCK when another service has
-    /// it. Takes over only what can be nothing but a left pid file of our own: a plain file of ours
-    /// with a single name and a number in it.
+    /// it. Takes over only what is sure to be a pid file that we left: a plain file of ours with a
+    /// single name and a number in it.
     static base::Result<PidFile> acquire(const std::string& path);
 
     /// Writes our process id.
     bool record() const;
     /// Deletes the file, if it is still ours.
     void remove() const;
-    int descriptor() const { return file_.get(); }
+    /// Deletes it likewise, and leaves its place to another service.
+    void release();
 
   private:
     Place place_;

@@ -1,9 +1,5 @@
 #include "qsavd/endpoint.h"
-#include "qsavd/filescanner.h"
-#include "qsavd/service.h"
-#include "qsavd/signatureset.h"
-#include "qsavd/warmup.h"
-#include "qsavd/workspace.h"
+#include "qsavd/front.h"
 
 #include <charconv>
 #include <csignal>
@@ -26,44 +22,49 @@ struct Settings
 {
     std::string socket;
     std::string pidFile;
-    std::vector<std::string> signatureDirectories;
-    std::chrono::seconds idleLimit{600};
+    FrontSettings front;
     bool foreground = false;
 };
 
 constexpr const char* usage =
     "usage: qsavd --socket PATH --pid-file PATH --signatures DIR [--signatures DIR]...\n"
-    "             [--idle-seconds N] [--foreground]\n"
+    "             [--idle-seconds N] [--spare-percent N] [--foreground]\n"
     "Holds the signatures and scans for the programs of one user. Started by them.\n";
 
-std::optional<std::chrono::seconds> readSeconds(std::string_view text)
+std::optional<unsigned> readNumber(std::string_view text)
 {
     unsigned value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size())
         return std::nullopt;
-    return std::chrono::seconds(value);
+    return value;
 }
 
 std::optional<Settings> readArguments(int argc, char** argv)
 {
-    constexpr option options[] = {
-        {"socket", required_argument, nullptr, 's'},     {"pid-file", required_argument, nullptr, 'p'},
-        {"signatures", required_argument, nullptr, 'd'}, {"idle-seconds", required_argument, nullptr, 'i'},
-        {"foreground", no_argument, nullptr, 'f'},       {nullptr, 0, nullptr, 0}};
+    constexpr option options[] = {{"socket", required_argument, nullptr, 's'},
+                                  {"pid-file", required_argument, nullptr, 'p'},
+                                  {"signatures", required_argument, nullptr, 'd'},
+                                  {"idle-seconds", required_argument, nullptr, 'i'},
+                                  {"foreground", no_argument, nullptr, 'f'},
+                                  {"spare-percent", required_argument, nullptr, 'm'},
+                                  {nullptr, 0, nullptr, 0}};
     Settings settings;
     for (int choice = 0; (choice = getopt_long(argc, argv, "", options, nullptr)) != -1;) {
-        const auto seconds = choice == 'i' ? readSeconds(optarg) : std::nullopt;
-        if (choice == '?' || (choice == 'i' && !seconds))
+        const bool counts = choice == 'i' || choice == 'm';
+        const auto number = counts ? readNumber(optarg) : std::nullopt;
+        if (choice == '?' || (counts && !number))
             return std::nullopt;
         if (choice == 's')
             settings.socket = optarg;
         else if (choice == 'p')
             settings.pidFile = optarg;
         else if (choice == 'd')
-            settings.signatureDirectories.emplace_back(optarg);
+            settings.front.signatureDirectories.emplace_back(optarg);
         else if (choice == 'i')
-            settings.idleLimit = *seconds;
+            settings.front.idleLimit = std::chrono::seconds(*number);
+        else if (choice == 'm')
+            settings.front.sparePercent = *number;
         else
             settings.foreground = true;
     }
@@ -97,35 +98,6 @@ sigset_t servedSignals()
     return signals;
 }
 
-bool toldToEnd()
-{
-    sigset_t pending;
-    sigpending(&pending);
-    return sigismember(&pending, SIGTERM) == 1 || sigismember(&pending, SIGINT) == 1;
-}
-
-int serve(const Settings& settings, const Workspace& workspace, Listener& listener,
-          const std::function<void()>& leave)
-{
-    const sigset_t signals = servedSignals();
-    const base::UniqueFd signalFd(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-    if (!signalFd || cl_init(CL_INIT_DEFAULT) != CL_SUCCESS)
-        return EXIT_FAILURE;
-    catchLibraryMessages();
-    const Warmth warmth;
-    // The library cannot be made to stop loading.
-    SignatureSet signatures(settings.signatureDirectories, workspace.path(), [&] {
-        if (toldToEnd()) {
-            leave();
-            _exit(EXIT_SUCCESS);
-        }
-    });
-    signatures.load();
-    Service service(listener.descriptor(), signalFd.get(), signatures, workspace, settings.idleLimit);
-    service.run();
-    return EXIT_SUCCESS;
-}
-
 int runService(const Settings& settings)
 {
     auto pidFile = PidFile::acquire(settings.pidFile);
@@ -134,9 +106,10 @@ int runService(const Settings& settings)
         return EXIT_SUCCESS;
     }
     auto listener = pidFile ? Listener::listen(settings.socket) : pidFile.error();
-    auto workspace = listener ? Workspace::create() : listener.error();
-    if (!workspace || !pidFile.value().record()) {
-        announce(workspace ? "The pid file cannot be written." : workspace.error().text);
+    const sigset_t signals = servedSignals();
+    const base::UniqueFd signalFd(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!listener || !signalFd || !pidFile.value().record()) {
+        announce(listener ? "The pid file cannot be written." : listener.error().text);
         if (listener)
             listener.value().close();
         if (pidFile)
@@ -146,14 +119,10 @@ int runService(const Settings& settings)
     announce("ready");
     if (!settings.foreground)
         leaveTerminal();
-    const auto leave = [&] {
-        listener.value().close();
-        pidFile.value().remove();
-        Workspace::removeDirectory(workspace.value().path());
-    };
-    const int result = serve(settings, workspace.value(), listener.value(), leave);
-    leave();
-    return result;
+    Front(listener.value(), pidFile.value(), signalFd.get(), settings.front).run();
+    listener.value().close();
+    pidFile.value().remove();
+    return EXIT_SUCCESS;
 }
 
 } // namespace

@@ -4,8 +4,8 @@
 
 namespace qsavd {
 
-/// Takes from the process, for good, every file that it has not opened yet, but those below
-/// `directory`. Needs no_new_privs. Does what the kernel can: an old one lets it do nothing.
+/// Leaves the process, for good, only the files that it has open and those below `directory`. Needs
+/// no_new_privs. Does what the kernel can, which in an old one is nothing.
 void confineFiles(const std::string& directory);
 
 /// Leaves the process, for good, only the system calls that scanning takes; all others fail with

@@ -1,5 +1,6 @@
 #include "qsavd/service.h"
 
+#include "qsavd/channel.h"
 #include "qsavd/worker.h"
 
 #include <algorithm>
@@ -17,6 +18,7 @@ namespace qsavd {
 namespace {
 
 constexpr std::size_t maxConnections = 64;
+constexpr auto signInterval = std::chrono::seconds(1);
 constexpr std::uint64_t largestScannable = (2ull << 30) - 1; ///< libclamav takes no larger file
 
 /// What was asked for, within what can be had.
@@ -35,14 +37,11 @@ Begin clamped(Begin wanted)
 
 } // namespace
 
-Service::Service(int listener, int signals, SignatureSet& signatures, const Workspace& workspace,
-                 Clock::duration idleLimit)
-    : listener_(listener)
+Service::Service(int channel, int signals, SignatureSet& signatures, const Workspace& workspace)
+    : channel_(channel)
     , signals_(signals)
     , signatures_(signatures)
     , workspace_(workspace)
-    , idleLimit_(idleLimit)
-    , lastUse_(Clock::now())
 {
     usable_ = signatures_.engine(true) != nullptr && signatures_.count() > 0;
 }
@@ -58,57 +57,78 @@ Service::~Service()
 
 void Service::run()
 {
-    while (!ending_) {
-        std::vector<pollfd> watched{{listener_, POLLIN, 0}, {signals_, POLLIN, 0}};
+    tellState();
+    while (!ending_ && !(retired_ && connections_.empty())) {
+        std::vector<pollfd> watched{{retired_ ? -1 : channel_, POLLIN, 0}, {signals_, POLLIN, 0}};
         for (const Connection& connection : connections_)
             watched.push_back({connection.over ? -1 : connection.socket.get(), POLLIN, 0});
-        const int ready = poll(watched.data(), watched.size(), millisecondsLeft());
-        if (ready < 0 && errno != EINTR)
+        if (poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR)
             return;
-        if (ready == 0 && !anySession() && Clock::now() - lastUse_ >= idleLimit_)
-            return;
-        if (ready <= 0)
-            continue;
-        // New connections come behind those that were watched.
+        const auto sessions = sessionCount();
         for (std::size_t i = 0; i + 2 < watched.size(); ++i)
             if (watched[i + 2].revents != 0)
                 serve(connections_[i]);
         if (watched[1].revents != 0)
             readSignals();
         if (watched[0].revents != 0)
-            accept();
-        dropEnded();
+            readChannel();
+        // Behind those that were watched.
+        meetNewcomers();
+        std::erase_if(connections_, [](const Connection& c) { return c.over && c.workers.empty(); });
+        if (sessionCount() != sessions)
+            tellState();
     }
 }
 
-bool Service::anySession() const
+std::uint32_t Service::sessionCount() const
 {
-    return std::any_of(connections_.begin(), connections_.end(),
-                       [](const Connection& c) { return c.begun && !c.over; });
+    const auto count = std::count_if(connections_.begin(), connections_.end(),
+                                     [](const Connection& c) { return c.begun && !c.over; });
+    return static_cast<std::uint32_t>(count);
 }
 
-int Service::millisecondsLeft() const
+void Service::tellState()
 {
-    if (anySession())
-        return -1;
-    using std::chrono::milliseconds;
-    const auto left = std::chrono::ceil<milliseconds>(lastUse_ + idleLimit_ - Clock::now()).count();
-    return static_cast<int>(std::clamp<milliseconds::rep>(left, 0, 1 << 30));
+    const SetState state{usable_ ? 1u : 0u, sessionCount()};
+    sendMessage(channel_, asBytes(state));
 }
 
-void Service::accept()
+void Service::readChannel()
 {
-    // Whoever waits to be accepted is cut off by our end, and starts a service with the new set.
-    if (!anySession() && signatures_.outdated()) {
-        ending_ = true;
-        return;
+    Message message;
+    ClientNotice notice;
+    Receive received = Receive::Nothing;
+    while ((received = receiveMessage(channel_, message, MSG_DONTWAIT)) == Receive::Message) {
+        if (readNotice(message, notice) && message.fds.size() == 1)
+            newcomers_.push_back(std::move(message.fds.front()));
+        else
+            retired_ = true;
     }
-    base::UniqueFd socket(accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (!socket || !peerIsSameUser(socket.get()) || connections_.size() >= maxConnections)
+    ending_ = ending_ || received == Receive::Closed;
+}
+
+void Service::meetNewcomers()
+{
+    for (base::UniqueFd& socket : newcomers_) {
+        if (connections_.size() >= maxConnections)
+            break;
+        greet(socket.get());
+        connections_.emplace_back().socket = std::move(socket);
+    }
+    newcomers_.clear();
+}
+
+/// So that nobody believes us dead.
+void Service::showLifeWhileLoading(const Connection& waiting)
+{
+    const auto now = std::chrono::steady_clock::now();
+    if (now - lastSign_ < signInterval)
         return;
-    lastUse_ = Clock::now();
-    greet(socket.get());
-    connections_.emplace_back().socket = std::move(socket);
+    lastSign_ = now;
+    readChannel();
+    sendMessage(waiting.socket.get(), asBytes(Loading{}), {}, MSG_DONTWAIT);
+    for (const base::UniqueFd& newcomer : newcomers_)
+        sendMessage(newcomer.get(), asBytes(Loading{}), {}, MSG_DONTWAIT);
 }
 
 void Service::greet(int socket) const
@@ -117,6 +137,11 @@ void Service::greet(int socket) const
     hello.signatures = signatures_.count();
     hello.usable = usable_ ? 1 : 0;
     setText(hello.text, signatures_.remark());
+    std::string leftOut;
+    for (const std::string& path : signatures_.leftOut())
+        if (leftOut.size() + path.size() < maxText)
+            leftOut += path + "\n";
+    setText(hello.leftOut, leftOut);
     sendMessage(socket, asBytes(hello), {}, MSG_DONTWAIT);
 }
 
@@ -143,7 +168,8 @@ bool Service::begin(Connection& connection, const Begin& wanted)
         return false;
     connection.begun = true;
     connection.options = clamped(wanted);
-    connection.engine = signatures_.engine((wanted.flags & ScanPacked) != 0);
+    connection.engine =
+        signatures_.engine((wanted.flags & ScanPacked) != 0, [&] { showLifeWhileLoading(connection); });
     for (std::uint32_t i = 0; i < connection.options.workers; ++i)
         if (!startWorker(connection))
             return false;
@@ -214,14 +240,6 @@ void Service::end(Connection& connection)
     connection.socket.reset();
     for (const auto& [pid, worker] : connection.workers)
         ::kill(pid, SIGKILL);
-}
-
-void Service::dropEnded()
-{
-    const auto gone =
-        std::erase_if(connections_, [](const Connection& c) { return c.over && c.workers.empty(); });
-    if (gone != 0)
-        lastUse_ = Clock::now();
 }
 
 } // namespace qsavd

@@ -13,20 +13,19 @@
 
 namespace qsavd {
 
-/// Serves clients from one thread: answers them with the state of the signatures, forks the workers of
-/// their sessions, replaces those that die, and takes them away when the client hangs up.
+/// Serves the clients that come over a channel, from one thread: answers them with the state of the
+/// signatures, forks the workers of their sessions, replaces those that die, and takes them away when the
+/// client hangs up.
 class Service
 {
   public:
-    using Clock = std::chrono::steady_clock;
-
-    /// Borrows everything. `signals` is a signalfd that tells of SIGCHLD and of requests to end.
-    Service(int listener, int signals, SignatureSet& signatures, const Workspace& workspace,
-            Clock::duration idleLimit);
+    /// Borrows everything. `channel` leads to the process that listens, which gets a SetState now and after
+    /// each change; `signals` is a signalfd that tells of SIGCHLD and of requests to end.
+    Service(int channel, int signals, SignatureSet& signatures, const Workspace& workspace);
     ~Service();
 
-    /// Returns when the service shall end: told by a signal, idle for long enough, or holding an outdated
-    /// set while nobody uses it.
+    /// Returns when the service shall end: told by a signal, told that no more clients come while there are
+    /// none, or left alone.
     void run();
 
   private:
@@ -46,9 +45,11 @@ class Service
         std::map<pid_t, Worker> workers{}; ///< alive
     };
 
-    bool anySession() const;
-    int millisecondsLeft() const;
-    void accept();
+    std::uint32_t sessionCount() const;
+    void tellState();
+    void readChannel();
+    void meetNewcomers();
+    void showLifeWhileLoading(const Connection& waiting);
     void greet(int socket) const;
     void serve(Connection& connection);
     bool begin(Connection& connection, const Begin& wanted);
@@ -57,18 +58,18 @@ class Service
     void readSignals();
     void reap();
     void end(Connection& connection);
-    void dropEnded();
 
-    int listener_;
+    int channel_;
     int signals_;
     SignatureSet& signatures_;
     const Workspace& workspace_;
-    Clock::duration idleLimit_;
-    Clock::time_point lastUse_;
     bool ending_ = false;
+    bool retired_ = false; ///< no more clients come
     bool usable_ = false;
     unsigned directories_ = 0; ///< made so far
+    std::vector<base::UniqueFd> newcomers_;
     std::vector<Connection> connections_;
+    std::chrono::steady_clock::time_point lastSign_; ///< of life, while loading
 };
 
 } // namespace qsavd

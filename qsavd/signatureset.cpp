@@ -1,7 +1,6 @@
 #include "qsavd/signatureset.h"
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
@@ -15,39 +14,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Endings of the files that hold signatures (libclamav's own list).
-constexpr std::array<std::string_view, 39> signatureEndings{
-    ".cat",  ".cbc",  ".cdb", ".cfg", ".cld", ".crb", ".cud", ".cvd",  ".db",   ".fp",
-    ".ftm",  ".gdb",  ".hdb", ".hdu", ".hsb", ".hsu", ".idb", ".ign",  ".ign2", ".imp",
-    ".info", ".ioc",  ".ldb", ".ldu", ".mdb", ".mdu", ".msb", ".msu",  ".ndb",  ".ndu",
-    ".pdb",  ".pwdb", ".rmd", ".sdb", ".sfp", ".wdb", ".yar", ".yara", ".zmd"};
+constexpr int loadAttempts = 5;
 
-/// Turns off the unpacking of packed executables and nothing else: all bits of PE but those.
+/// Turns off the unpacking of packed executables alone: the bits of PE without those.
 constexpr std::string_view noUnpacking = "PE:0xF001F\n";
-
-bool isSignatureFile(const fs::path& path)
-{
-    const std::string ending = path.extension().string();
-    return std::find(signatureEndings.begin(), signatureEndings.end(), ending) != signatureEndings.end();
-}
-
-std::string time(const timespec& t)
-{
-    return std::to_string(t.tv_sec) + "." + std::to_string(t.tv_nsec);
-}
-
-std::string describe(const std::string& path)
-{
-    struct stat info = {};
-    if (stat(path.c_str(), &info) != 0)
-        return path + " missing\n";
-    return path + " " + std::to_string(info.st_dev) + " " + std::to_string(info.st_ino) + " " +
-           std::to_string(info.st_size) + " " + time(info.st_mtim) + " " + time(info.st_ctim) + "\n";
-}
 
 cl_error_t tickOn(size_t, size_t, void* context)
 {
-    (*static_cast<const std::function<void()>*>(context))();
+    if (const auto& tick = *static_cast<const std::function<void()>*>(context))
+        tick();
     return CL_SUCCESS;
 }
 
@@ -72,23 +47,52 @@ struct ScopedDirectory
 
 } // namespace
 
-SignatureSet::SignatureSet(std::vector<std::string> directories, std::string temporary,
-                           std::function<void()> tick)
-    : directories_(std::move(directories))
+SignatureSet::SignatureSet(std::vector<std::string> directories, std::string temporary)
+    : paths_(std::move(directories))
     , temporary_(std::move(temporary))
-    , tick_(std::move(tick))
 {
-    std::error_code ignored;
-    program_ = fs::read_symlink("/proc/self/exe", ignored).string();
+}
+
+void SignatureSet::openDirectories()
+{
+    directories_.clear();
+    for (const std::string& path : paths_)
+        directories_.push_back(openSignatureDirectory(path));
+}
+
+std::string SignatureSet::fingerprint() const
+{
+    std::string print;
+    for (const SignatureDirectory& directory : directories_)
+        print += qsavd::fingerprint(directory);
+    return print;
 }
 
 bool SignatureSet::load()
 {
-    fingerprint_ = fingerprint();
+    bool usable = false;
+    for (int attempt = 0; attempt < loadAttempts; ++attempt) {
+        openDirectories();
+        leftOut_.clear();
+        remark_.clear();
+        fingerprint_ = fingerprint();
+        usable = loadOpened();
+        if (fingerprint() == fingerprint_)
+            break;
+    }
+    return usable;
+}
+
+bool SignatureSet::loadOpened()
+{
+    for (const SignatureDirectory& directory : directories_)
+        for (const std::string& name : signatureFiles(directory))
+            if (const std::string reason = refusal(directory.reached(name)); !reason.empty())
+                leaveOut(directory.shown(name), reason);
     // Each turn but the last leaves out at least one file.
-    std::string failed;
+    const SignatureDirectory* failed = nullptr;
     while (!(unpacking_ = loadOnce(true, failed))) {
-        if (failed.empty() || !leaveOutBadFiles(failed))
+        if (!failed || !leaveOutBadFiles(*failed))
             return false;
     }
     if (count_ != 0)
@@ -97,37 +101,19 @@ bool SignatureSet::load()
     return false;
 }
 
-cl_engine* SignatureSet::engine(bool packed)
+cl_engine* SignatureSet::engine(bool packed, const std::function<void()>& tick)
 {
-    if (packed)
-        return unpacking_.get();
-    if (!notUnpacking_) {
-        std::string failed;
+    if (!packed && !notUnpacking_ && unpacking_ && fingerprint() == fingerprint_) {
+        const SignatureDirectory* failed = nullptr;
         const unsigned int count = count_;
+        tick_ = tick;
         notUnpacking_ = loadOnce(false, failed);
+        tick_ = {};
         count_ = count;
+        if (fingerprint() != fingerprint_)
+            notUnpacking_.reset();
     }
-    return notUnpacking_.get();
-}
-
-std::vector<std::string> SignatureSet::filesIn(const std::string& directory) const
-{
-    std::vector<std::string> files;
-    std::error_code ignored;
-    for (fs::directory_iterator i(directory, ignored), end; i != end; i.increment(ignored))
-        if (isSignatureFile(i->path()))
-            files.push_back(i->path().string());
-    std::sort(files.begin(), files.end());
-    return files;
-}
-
-std::string SignatureSet::fingerprint() const
-{
-    std::string print = describe(program_);
-    for (const std::string& directory : directories_)
-        for (const std::string& file : filesIn(directory))
-            print += describe(file);
-    return print;
+    return packed || !notUnpacking_ ? unpacking_.get() : notUnpacking_.get();
 }
 
 EnginePtr SignatureSet::newEngine() const
@@ -146,14 +132,14 @@ EnginePtr SignatureSet::newEngine() const
     return engine;
 }
 
-EnginePtr SignatureSet::loadOnce(bool packed, std::string& failedDirectory)
+EnginePtr SignatureSet::loadOnce(bool packed, const SignatureDirectory*& failed)
 {
     EnginePtr engine = newEngine();
-    failedDirectory.clear();
+    failed = nullptr;
     count_ = 0;
-    for (const std::string& directory : directories_) {
+    for (const SignatureDirectory& directory : directories_) {
         if (!loadDirectory(engine.get(), directory)) {
-            failedDirectory = directory;
+            failed = &directory;
             return nullptr;
         }
     }
@@ -172,53 +158,59 @@ EnginePtr SignatureSet::loadOnce(bool packed, std::string& failedDirectory)
     return engine;
 }
 
-bool SignatureSet::loadDirectory(cl_engine* engine, const std::string& directory)
+bool SignatureSet::loadDirectory(cl_engine* engine, const SignatureDirectory& directory)
 {
-    std::vector<std::string> files = filesIn(directory);
-    const std::size_t present = files.size();
-    std::erase_if(files, [&](const std::string& file) { return leftOut_.contains(file); });
-    if (files.empty())
+    std::vector<std::string> names = signatureFiles(directory);
+    const std::size_t present = names.size();
+    std::erase_if(names, [&](const std::string& name) { return leftOut_.contains(directory.shown(name)); });
+    if (names.empty())
         return true;
-    if (files.size() != present)
-        return loadLinked(engine, files);
-    return cl_load(directory.c_str(), engine, &count_, CL_DB_STDOPT) == CL_SUCCESS;
+    if (names.size() != present)
+        return loadLinked(engine, directory, names);
+    return cl_load(directory.place.c_str(), engine, &count_, CL_DB_STDOPT) == CL_SUCCESS;
 }
 
-bool SignatureSet::loadLinked(cl_engine* engine, const std::vector<std::string>& files)
+bool SignatureSet::loadLinked(cl_engine* engine, const SignatureDirectory& directory,
+                              const std::vector<std::string>& names)
 {
     // The library loads the files of a directory in the order that they need.
     const ScopedDirectory links(temporary_ + "/links");
-    for (const std::string& file : files) {
-        const std::string link = links.path + "/" + fs::path(file).filename().string();
-        if (symlink(file.c_str(), link.c_str()) != 0)
+    for (const std::string& name : names)
+        if (symlink(directory.reached(name).c_str(), (links.path + "/" + name).c_str()) != 0)
             return false;
-    }
     return cl_load(links.path.c_str(), engine, &count_, CL_DB_STDOPT) == CL_SUCCESS;
 }
 
-bool SignatureSet::leaveOutBadFiles(const std::string& directory)
+bool SignatureSet::leaveOutBadFiles(const SignatureDirectory& directory)
 {
     const std::size_t before = leftOut_.size();
-    for (const std::string& file : filesIn(directory)) {
+    for (const std::string& name : signatureFiles(directory)) {
+        if (leftOut_.contains(directory.shown(name)))
+            continue;
         const EnginePtr trial = newEngine();
         unsigned int ignored = 0;
-        const cl_error_t code = cl_load(file.c_str(), trial.get(), &ignored, CL_DB_STDOPT);
-        if (code != CL_SUCCESS && !leftOut_.contains(file))
-            leaveOut(file, cl_strerror(code));
+        const cl_error_t code = cl_load(directory.reached(name).c_str(), trial.get(), &ignored, CL_DB_STDOPT);
+        if (code != CL_SUCCESS)
+            leaveOut(directory.shown(name), cl_strerror(code));
     }
     if (leftOut_.size() != before)
         return true;
     // Each file by itself is fine: without knowing better, none of them can be used.
-    for (const std::string& file : filesIn(directory))
-        leftOut_.insert(file);
-    remark_ += directory + " was left out: its files do not go together. ";
+    for (const std::string& name : signatureFiles(directory))
+        leftOut_.insert(directory.shown(name));
+    addRemark(directory.path + " was left out: its files do not go together.");
     return leftOut_.size() != before;
+}
+
+void SignatureSet::addRemark(const std::string& text)
+{
+    remark_ += (remark_.empty() ? "" : " ") + text;
 }
 
 void SignatureSet::leaveOut(const std::string& path, const std::string& reason)
 {
     leftOut_.insert(path);
-    remark_ += path + " was left out: " + reason + ". ";
+    addRemark(path + " was left out: " + reason + ".");
 }
 
 } // namespace qsavd

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qsavd/signaturefiles.h"
+
 #include <functional>
 #include <memory>
 #include <set>
@@ -16,43 +18,47 @@ struct EngineDeleter
 };
 using EnginePtr = std::unique_ptr<cl_engine, EngineDeleter>;
 
-/// The signatures that the service holds, from every file of its directories. A file that cannot be
-/// loaded is left out and named; the rest is kept. For use by one thread, as long as nothing is forked.
+/// The signatures that a process holds, from every file of some directories. A file that cannot be
+/// loaded is left out and named; the rest is kept. For use by one thread.
 class SignatureSet
 {
   public:
-    /// Uses `temporary`, an own directory, while loading. `tick` is called again and again meanwhile.
-    SignatureSet(std::vector<std::string> directories, std::string temporary, std::function<void()> tick);
+    /// Uses `temporary`, an own directory, while loading.
+    SignatureSet(std::vector<std::string> directories, std::string temporary);
 
-    /// Loads the set. False when nothing can be scanned with it; `remark` says why.
+    /// Loads what is in the directories now, whatever takes their places meanwhile, and once more when their
+    /// files changed under its hands. False when nothing can be scanned with it; `remark` says why.
     bool load();
-
-    /// True when a file of the directories, or the service's own program, is another than at `load`.
-    bool outdated() const { return fingerprint() != fingerprint_; }
 
     unsigned long count() const { return count_; }
     /// What was left out, or why there is nothing to scan with, for a person.
     const std::string& remark() const { return remark_; }
+    /// The paths of what was left out.
+    const std::set<std::string>& leftOut() const { return leftOut_; }
 
-    /// The engine, with or without the unpacking of executables. The second is loaded when it is
-    /// first asked for, which takes as long as `load`; null when that fails.
-    cl_engine* engine(bool packed);
+    /// The engine, with or without the unpacking of executables. The second is loaded when it is first
+    /// asked for, which takes as long as `load` and calls `tick` again and again. When its files are gone by
+    /// then, the first stands in: it scans more than was asked for. Null when nothing was loaded.
+    cl_engine* engine(bool packed, const std::function<void()>& tick = {});
 
   private:
-    std::vector<std::string> filesIn(const std::string& directory) const;
+    void openDirectories();
     std::string fingerprint() const;
+    bool loadOpened();
     EnginePtr newEngine() const;
-    EnginePtr loadOnce(bool packed, std::string& failedDirectory);
-    bool loadDirectory(cl_engine* engine, const std::string& directory);
-    bool loadLinked(cl_engine* engine, const std::vector<std::string>& files);
-    bool leaveOutBadFiles(const std::string& directory);
+    EnginePtr loadOnce(bool packed, const SignatureDirectory*& failed);
+    bool loadDirectory(cl_engine* engine, const SignatureDirectory& directory);
+    bool loadLinked(cl_engine* engine, const SignatureDirectory& directory,
+                    const std::vector<std::string>& names);
+    bool leaveOutBadFiles(const SignatureDirectory& directory);
+    void addRemark(const std::string& text);
     void leaveOut(const std::string& path, const std::string& reason);
 
-    std::vector<std::string> directories_;
+    std::vector<std::string> paths_;
+    std::vector<SignatureDirectory> directories_;
+    std::string fingerprint_; ///< of directories_, when they were loaded
     std::string temporary_;
     std::function<void()> tick_;
-    std::string program_; ///< path of the service's own program
-    std::string fingerprint_;
     std::set<std::string> leftOut_;
     EnginePtr unpacking_;
     EnginePtr notUnpacking_;

@@ -1,5 +1,6 @@
 #include "qsavd/worker.h"
 
+#include "base/priority.h"
 #include "protocol/message.h"
 #include "qsavd/filescanner.h"
 #include "qsavd/lockdown.h"
@@ -62,6 +63,7 @@ void runWorker(const WorkerTask& task)
 {
     takeDefaultSignals();
     const int socket = keepOnly(task.socket);
+    base::takePriority({task.options.nice, task.options.ioPriority}); // while it may
     if (!lockDown(task.directory, task.service, task.options.maxFileSize, task.options.maxScanSize))
         _exit(EXIT_FAILURE);
     FileScanner scanner(task.engine, task.options, task.directory);

@@ -10,9 +10,9 @@
 namespace quarantine {
 
 /// The record file, locked against all other writers while this lives; so hold it briefly, and one at a
-/// time. Members of a group may write in its directory: no link is followed, and what is no plain file of
-/// one name is refused. The lock is waited for three seconds at most, once in a process, and a moment
-/// afterwards. Then it is done without: anybody who may read the directory could hold it for ever.
+/// time. Members of a group may write in its directory: no link is followed, and only a plain file of one
+/// name is opened. The lock is waited for three seconds at most, once in a process, and a moment
+/// afterwards. Then work goes on without it: anybody who may read the directory could hold it for ever.
 class RecordFile
 {
   public:

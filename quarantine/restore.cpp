@@ -161,7 +161,7 @@ base::Result<bool> Restoration::takeAttributes(int copy, const RestoreNote& note
     return true;
 }
 
-/// Takes away nothing but the file that was restored.
+/// Takes away the file that was restored, and no other of its name.
 bool Restoration::removeFromQuarantine() const
 {
     struct stat now = {};

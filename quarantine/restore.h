@@ -11,8 +11,8 @@ namespace quarantine {
 ///
 /// Fails and changes nothing when there is no note to be believed, when the content is another one, when
 /// something stands at the path already, or when a directory on the way has gone or is a link by now.
-/// A note is acted upon with the rights of its author: nobody gets root to write where they could not.
-/// For one thread only, since root's rights are laid down meanwhile.
+/// A note is acted upon with the rights of its author: root writes for people only where they could
+/// themselves. For one thread only, since root's rights are laid down meanwhile.
 base::Result<std::string> restoreFile(int quarantine, const std::string& name);
 
 } // namespace quarantine

@@ -20,7 +20,7 @@ struct RestoreNote
     Digest content;
     uid_t owner = 0; ///< this and the rest as they were at its origin
     gid_t group = 0;
-    mode_t mode = 0; ///< permission bits only: what was set-uid does not become so again
+    mode_t mode = 0; ///< permission bits without set-uid, which a file has lost for good
     timespec accessed = {};
     timespec modified = {};
     timespec quarantined = {};
@@ -29,7 +29,7 @@ struct RestoreNote
 /// The note as it is stored. Any text may stand in it.
 std::string toText(const RestoreNote& note);
 
-/// Reads what toText() gave; nothing for whatever else.
+/// Reads what toText() gave. Nothing for any other text.
 std::optional<RestoreNote> parseNote(std::string_view text);
 
 } // namespace quarantine

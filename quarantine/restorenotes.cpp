@@ -27,8 +27,8 @@ std::string prefixOf(const std::string& name)
     return digits;
 }
 
-/// Whoever may write to the quarantine may add notes, and root's notes stay out of the hands of somebody who
-/// was the first to make the directory. Where that cannot be had it is no worse than a directory of root's.
+/// Whoever may write to the quarantine may add notes. The directory gets the quarantine's owner, so that the
+/// first one who makes it has no power over root's notes. Where that fails, it stays root's.
 void makeLikeQuarantine(int directory, const struct stat& quarantine, bool isNew)
 {
     struct stat status = {};

@@ -36,7 +36,8 @@ class RestoreNotes
     /// Opens them, making the directory like that of the quarantine if it is to be made and missing.
     static base::Result<RestoreNotes> open(int quarantine, bool make = false);
 
-    /// Adds a note. As long as the result lives nobody drops it, and the note goes with it unless kept.
+    /// Adds a note. The result protects it from being dropped, and takes it along at its own end unless told
+    /// to keep it.
     base::Result<NewFile> add(const RestoreNote& note) const;
 
     /// All that the caller can read, or those of one name.
@@ -55,8 +56,8 @@ class RestoreNotes
     base::UniqueFd directory_;
 };
 
-/// Drops the notes about `name` that the caller may drop, unless the quarantine still has such a file.
-/// For whoever has just deleted it there. Failures are silent: a note without a file does no harm.
+/// Drops the notes about `name` that the caller may drop, once the file is gone from the quarantine. For
+/// whoever has just deleted it there. Failures are silent: a note without a file does no harm.
 void dropRestoreNotes(int quarantine, const std::string& name);
 
 } // namespace quarantine

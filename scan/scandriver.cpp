@@ -1,12 +1,12 @@
 #include "scan/vprogresswidget.h"
 
 #include "base/paths.h"
+#include "installation/lastscan.h"
 #include "kit/placement.h"
 #include "kit/visibletext.h"
 #include "kit/vmessagebox.h"
 #include "loglayout/scanlog.h"
 #include "scan/actiondata.h"
-#include "scan/statefile.h"
 #include "scan/vscanstatisticsdialog.h"
 
 #include <QApplication>
@@ -17,10 +17,7 @@
 #include <QWindow>
 
 #include <array>
-#include <ctime>
 #include <memory>
-
-#include <fcntl.h>
 
 namespace {
 
@@ -36,20 +33,6 @@ void waitForExposure(const QWidget& window)
         QThread::msleep(1);
         QApplication::processEvents();
     }
-}
-
-/// Notes when the last scan ended, by the local clock. False when the file can't be written.
-bool writeLastScan()
-{
-    const base::UniqueFd file = openStateFile(paths::lastScan, O_WRONLY);
-    if (!file || ::ftruncate(file.get(), 0) != 0)
-        return false;
-    const std::time_t now = std::time(nullptr);
-    struct tm local = {};
-    ::localtime_r(&now, &local);
-    char line[32];
-    const std::size_t length = std::strftime(line, sizeof line, "%d/%m/%Y %H:%M\n", &local);
-    return ::write(file.get(), line, length) == static_cast<ssize_t>(length);
 }
 
 } // namespace

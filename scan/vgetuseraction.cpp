@@ -27,20 +27,6 @@ QString headOf(const QString& name)
     return name.left(characters.isAtBoundary() ? longestShown : characters.toPreviousBoundary());
 }
 
-/// A tool tip that shows `name` as it stands. Rich text, as that alone is wrapped: the end of a path is what
-/// tells files apart, and must not leave the screen. Nor may a name without a blank take it there.
-QString literalToolTip(QString name)
-{
-    if (name.isEmpty())
-        return name;
-    constexpr qsizetype unbroken = 40;
-    constexpr QChar mayBreak(0x200B);
-    for (qsizetype end = name.size() - unbroken; end > 0; end -= unbroken)
-        name.insert(name.at(end).isLowSurrogate() ? end - 1 : end, mayBreak);
-    return QStringLiteral("<p style=\"white-space:pre-wrap\">") + name.toHtmlEscaped() +
-           QStringLiteral("</p>");
-}
-
 } // namespace
 
 /// One thing that can be done about the object, as a link.

@@ -4,6 +4,7 @@
 #include "kit/builders.h"
 #include "kit/vcheckbox.h"
 
+#include <QComboBox>
 #include <QGridLayout>
 
 #include <algorithm>
@@ -34,6 +35,27 @@ constexpr ScanOption options[] = {
 };
 
 } // namespace
+
+void setActions(Translate tr, QComboBox* combo, std::span<const ScanAction> choices)
+{
+    combo->clear();
+    for (const ScanAction& choice : choices)
+        combo->addItem(tr(choice.text, nullptr, -1));
+}
+
+int indexOfAction(std::span<const ScanAction> choices, unsigned int action, unsigned int flags)
+{
+    const unsigned int disinfect = flags & SCANFLAG_DISINFECT ? SCANFLAG_DISINFECT : SCANFLAG_NO_DISINFECT;
+    const auto find = [&](unsigned int wanted) {
+        return std::find_if(choices.begin(), choices.end(), [&](const ScanAction& choice) {
+            return choice.action == wanted && choice.disinfect == disinfect;
+        });
+    };
+    auto found = find(action);
+    if (found == choices.end())
+        found = find(SCANACT_QUARANTINE);
+    return static_cast<int>(found - choices.begin());
+}
 
 void ScanOptionBoxes::buildScanOptions(QWidget* parent, QGridLayout* grid)
 {

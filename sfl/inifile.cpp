@@ -1,6 +1,7 @@
 #include "sfl/inifile.h"
 
 #include "base/plainfile.h"
+#include "sfl/inisyntax.h"
 
 #include <algorithm>
 #include <array>
@@ -83,21 +84,6 @@ void describeFile(SymTable* table, const char* filename, const std::string& path
     assume(table, "filetime", std::to_string(time));
 }
 
-/// The value that a raw text stands for. Whether it is quoted shows only once $(NAME) is replaced.
-std::string valueOf(const std::string& raw)
-{
-    std::string_view text = raw;
-    if (!raw.starts_with('"'))
-        text = sfl::trimmedEnd(text.substr(0, text.find_first_of(";#")));
-    std::string value = sfl::substituted(text);
-    if (!value.starts_with('"'))
-        return value;
-    value = sfl::unescaped(value);
-    if (!value.empty())
-        value.pop_back();
-    return value.empty() ? value : value.substr(1);
-}
-
 /// The value as a line can carry it: what goes beyond the reader's buffer is left out, and so are the
 /// characters that no line holds and that would change the reading of others.
 std::string quoted(std::string_view value)
@@ -170,7 +156,7 @@ SymTable* ini_dyn_load(SymTable* table, const char* filename)
         if (item.heading)
             assume(table, item.section, "");
         else
-            assume(table, item.section + ":" + item.keyword, valueOf(item.raw));
+            assume(table, item.section + ":" + item.keyword, sfl::valueOf(item.raw));
     }
     lastReadHadCarriageReturns = reader.sawCarriageReturn();
     sfl::sortTable(*table);

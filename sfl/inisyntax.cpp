@@ -1,4 +1,4 @@
-#include "sfl/inifile.h"
+#include "sfl/inisyntax.h"
 
 #include <algorithm>
 #include <cctype>
@@ -76,7 +76,7 @@ bool LineReader::next(std::string& line)
 bool IniReader::next(IniItem& item)
 {
     std::string line;
-    while (lines_.next(line)) {
+    for (item.start = lines_.position(); lines_.next(line); item.start = lines_.position()) {
         line.resize(trimmedEnd(line).size());
         line.erase(0, line.find_first_not_of(' '));
         // A line that begins with '!' is for tracing and means nothing here.
@@ -94,7 +94,7 @@ bool IniReader::takeHeading(const std::string& line, IniItem& item)
     if (line != "[]" && (line.front() != '[' || line.find_first_not_of(']', 1) == std::string::npos))
         return false;
     section_ = line.substr(1, line.find(']') - 1);
-    item = {true, *section_, {}, {}};
+    item = {true, *section_, {}, {}, item.start};
     return true;
 }
 
@@ -107,7 +107,7 @@ bool IniReader::takeKey(const std::string& line, std::size_t equals, IniItem& it
     if (!section_)
         return false;
     item = {false, *section_, std::string(trimmedEnd(std::string_view(line).substr(0, equals))),
-            std::move(raw)};
+            std::move(raw), item.start};
     return true;
 }
 
@@ -133,6 +133,20 @@ std::string headOf(LineReader& lines)
         head.append(line).append("\n");
     }
     return {};
+}
+
+std::string valueOf(const std::string& raw)
+{
+    std::string_view text = raw;
+    if (!raw.starts_with('"'))
+        text = trimmedEnd(text.substr(0, text.find_first_of(";#")));
+    std::string value = substituted(text);
+    if (!value.starts_with('"')) // which shows only now
+        return value;
+    value = unescaped(value);
+    if (!value.empty())
+        value.pop_back();
+    return value.empty() ? value : value.substr(1);
 }
 
 std::string substituted(std::string_view raw)

@@ -120,12 +120,7 @@ pid_t product::service(unsigned int user)
 
 QList<pid_t> product::workers(unsigned int user)
 {
-    QList<pid_t> pids;
-    const QString children = QString("/proc/%1/task/%1/children").arg(service(user));
-    for (const QByteArray& child : contentOf(children).simplified().split(' '))
-        if (child.toInt() > 0)
-            pids.append(child.toInt());
-    return pids;
+    return ServiceHome::workersOf(service(user));
 }
 
 RealWindow::RealWindow(sandbox::Ids user)

@@ -30,9 +30,9 @@ vardo::Verdict verdictOf(const QByteArray& content)
 class FakeSession : public vardo::ScanSession
 {
   public:
-    FakeSession(FakeService& service, DoneHandler done)
+    FakeSession(FakeService& service, Handlers handlers)
         : service_(service)
-        , done_(std::move(done))
+        , handlers_(std::move(handlers))
         , thread_([this] { run(); })
     {
     }
@@ -76,13 +76,14 @@ class FakeSession : public vardo::ScanSession
                 service_.infectsAll ? "infected" : QByteArray(head, std::max<ssize_t>(size, 0));
             if (service_.whileScanning)
                 service_.whileScanning(content);
-            done_(id, size < 0 ? vardo::Verdict{SCANSTAT_ERROR, {}, {}, "unreadable"} : verdictOf(content));
+            handlers_.done(id, size < 0 ? vardo::Verdict{SCANSTAT_ERROR, {}, {}, "unreadable"}
+                                        : verdictOf(content));
             lock.lock();
         }
     }
 
     FakeService& service_;
-    DoneHandler done_;
+    Handlers handlers_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<std::pair<std::uint64_t, int>> jobs_;
@@ -96,14 +97,14 @@ ScanWorld* scanning = nullptr; // the prompt has no context of its own
 
 vardo::SessionFactory FakeService::factory()
 {
-    return [this](const vardo::SessionOptions& sessionOptions, vardo::ScanSession::DoneHandler done,
+    return [this](const vardo::SessionOptions& sessionOptions, vardo::ScanSession::Handlers handlers,
                   const std::function<bool()>& goesOn) -> base::Result<std::unique_ptr<vardo::ScanSession>> {
         options = sessionOptions;
         for (; loading; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
             if (!goesOn())
                 return base::Error{ECANCELED, "given up"};
         }
-        return std::unique_ptr<vardo::ScanSession>(new FakeSession(*this, std::move(done)));
+        return std::unique_ptr<vardo::ScanSession>(new FakeSession(*this, std::move(handlers)));
     };
 }
 

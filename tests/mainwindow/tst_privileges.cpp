@@ -3,7 +3,7 @@
 #include <QApplication>
 #include <QTest>
 
-#include <filesystem>
+#include <atomic>
 
 #include <unistd.h>
 
@@ -31,6 +31,37 @@ class TestPrivileges : public MainWindowTest
         QCOMPARE(find<QAbstractButton>("lnkUpdateSetting")->isEnabled(), mayAll);
         if (!mayAll)
             QVERIFY(!find<QAbstractButton>("lnkUpdateNow1")->isEnabled());
+    }
+
+    /// Here it is the user who counts.
+    void dateLinkUpdatesForRoot()
+    {
+        if (getuid() != 0) {
+            boxes->answer(VMessageBox::BTN_OK);
+            click("lnkUpdateNow");
+            QCOMPARE(boxes->texts(), QStringList("Login as root to download update."));
+            return;
+        }
+        std::atomic<bool> ended = false;
+        scriptedEngine().updateRun = [&ended](auto, auto) {
+            while (!ended)
+                QTest::qSleep(1);
+            scriptedEngine().info.udate.tm_year = 127;
+            return UPDATE_NO_LOCK;
+        };
+        bool closed = true;
+        boxes->answer(VMessageBox::BTN_YES);
+        boxes->handle([&](QWidget* dialog) {
+            QCOMPARE(dialog->geometry().center(), window->geometry().center());
+            closed = window->close();
+            ended = true;
+        });
+        boxes->answer(VMessageBox::BTN_OK);
+        click("lnkUpdateNow");
+        QVERIFY(!closed);
+        QCOMPARE(boxes->texts(),
+                 QStringList({"Should the virus signatures be updated now?", "Error getting update lock"}));
+        QVERIFY(textOf("lnkUpdateNow").contains("2027"));
     }
 
     void globalSettingsAreForOthers()

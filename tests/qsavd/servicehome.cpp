@@ -21,6 +21,17 @@ bool isAlive(pid_t pid)
     return status.open(QIODevice::ReadOnly) && !status.readAll().contains(") Z ");
 }
 
+QList<pid_t> childrenOf(pid_t parent)
+{
+    QFile children(QString("/proc/%1/task/%1/children").arg(parent));
+    QList<pid_t> pids;
+    if (children.open(QIODevice::ReadOnly))
+        for (const QByteArray& child : children.readAll().simplified().split(' '))
+            if (child.toInt() > 0)
+                pids.append(child.toInt());
+    return pids;
+}
+
 } // namespace
 
 ServiceHome::ServiceHome()
@@ -87,14 +98,16 @@ pid_t ServiceHome::pid() const
     return file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toInt() : 0;
 }
 
-QList<pid_t> ServiceHome::workers() const
+QList<pid_t> ServiceHome::holders() const
 {
-    QFile children(QString("/proc/%1/task/%1/children").arg(pid()));
+    return childrenOf(pid());
+}
+
+QList<pid_t> ServiceHome::workersOf(pid_t service)
+{
     QList<pid_t> pids;
-    if (children.open(QIODevice::ReadOnly))
-        for (const QByteArray& child : children.readAll().simplified().split(' '))
-            if (child.toInt() > 0)
-                pids.append(child.toInt());
+    for (const pid_t holder : childrenOf(service))
+        pids += childrenOf(holder);
     return pids;
 }
 
@@ -115,9 +128,13 @@ bool ServiceHome::waitForEnd(pid_t pid)
 
 TestScan::TestScan(const ServiceHome& home, const vardo::SessionOptions& options)
 {
-    auto session = vardo::ScanSession::open(
-        home.paths(), options,
-        [this](std::uint64_t id, vardo::Verdict verdict) { done(id, std::move(verdict)); }, {});
+    vardo::ScanSession::Handlers handlers;
+    handlers.done = [this](std::uint64_t id, vardo::Verdict verdict) { done(id, std::move(verdict)); };
+    handlers.lost = [this](const std::string& why) {
+        const std::lock_guard lock(mutex_);
+        lost_ = why;
+    };
+    auto session = vardo::ScanSession::open(home.paths(), options, std::move(handlers), {});
     if (session)
         session_ = std::move(session).value();
     else
@@ -160,6 +177,12 @@ std::size_t TestScan::verdicts() const
 {
     const std::lock_guard lock(mutex_);
     return verdicts_.size();
+}
+
+std::string TestScan::lost() const
+{
+    const std::lock_guard lock(mutex_);
+    return lost_;
 }
 
 bool TestScan::confused() const

@@ -42,8 +42,11 @@ class ServiceHome
     unsigned long start();
     /// Process id of the service; 0 when it has none.
     pid_t pid() const;
-    /// Process ids of the service's children.
-    QList<pid_t> workers() const;
+    /// Process ids of those that hold signatures; more than one while a new set comes.
+    QList<pid_t> holders() const;
+    /// Process ids of their children.
+    QList<pid_t> workers() const { return workersOf(pid()); }
+    static QList<pid_t> workersOf(pid_t service);
     /// The directory below which the workers unpack.
     QString workspace() const;
     /// Waits until the process `pid` is gone.
@@ -62,6 +65,8 @@ class TestScan
     ~TestScan();
 
     const std::string& error() const { return error_; }
+    /// Why the session was lost; empty while it is not.
+    std::string lost() const;
     /// Hands over a file, which takes the next id, counted from 0.
     void submit(const QString& path);
     void submit(base::UniqueFd file, quint64 size = 0);
@@ -84,6 +89,7 @@ class TestScan
     std::map<std::uint64_t, vardo::Verdict> verdicts_;
     bool confused_ = false;
     std::string error_;
+    std::string lost_;
     std::vector<base::UniqueFd> files_;
     std::unique_ptr<vardo::ScanSession> session_;
 };

@@ -1,3 +1,4 @@
+#include "base/signaturefolder.h"
 #include "engine/interface.h"
 #include "protocol/message.h"
 #include "protocol/socketaddress.h"
@@ -7,8 +8,10 @@
 #include <QProcess>
 #include <QTest>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <thread>
 
 #include <fcntl.h>
@@ -83,7 +86,10 @@ class TestLifecycle : public QObject
     void saysWhatIsMissing();
     void leavesOutBadSignatureFiles();
     void noticesNewSignatures();
-    void keepsSignaturesWhileTheyAreUsed();
+    void newSetComesBesideTheOldOne();
+    void newSetWaitsForMemory();
+    void exchangedProgramEndsNoScan();
+    void silentServiceIsReplaced();
     void endsWhenIdle();
     void endsWhenTold();
     void waitingCanBeGivenUp();
@@ -121,7 +127,8 @@ void TestLifecycle::simultaneousStartsGiveOneService()
     QProcess list;
     list.start("pgrep", {"-f", "-c", "--", "--socket " + QString::fromStdString(home.paths().socket)});
     QVERIFY(list.waitForFinished());
-    QCOMPARE(list.readAllStandardOutput().trimmed(), QByteArray("1"));
+    // The process that listens, and the one that holds the signatures.
+    QCOMPARE(list.readAllStandardOutput().trimmed(), QByteArray("2"));
 }
 
 void TestLifecycle::replacesNothingElse()
@@ -208,13 +215,17 @@ void TestLifecycle::leavesOutBadSignatureFiles()
     home.write("signatures/bad.ndb", "no:signature\n");
     home.write("signatures/worse.cvd", QByteArray(600, 'c'));
     home.write("signatures/notes.txt", "not a signature file at all");
+    QCOMPARE(mkfifo(QFile::encodeName(home.path("signatures/pipe.hdb")).constData(), 0600), 0);
+    QVERIFY(QFile::link("/dev/zero", home.path("signatures/endless.cvd")));
     const auto info = vardo::startService(home.paths(), true, {});
     QVERIFY(info);
     QCOMPARE(info.value().signatures, 2ul);
-    QVERIFY2(info.value().remark.find("/bad.ndb was left out") != std::string::npos,
-             info.value().remark.c_str());
-    QVERIFY2(info.value().remark.find("/worse.cvd was left out") != std::string::npos,
-             info.value().remark.c_str());
+    for (const char* name : {"bad.ndb", "worse.cvd", "pipe.hdb", "endless.cvd"}) {
+        const std::string path = home.path("signatures/").toStdString() + name;
+        QVERIFY2(info.value().remark.find(path + " was left out: ") != std::string::npos,
+                 info.value().remark.c_str());
+        QVERIFY(std::ranges::count(info.value().leftOut, path) == 1);
+    }
     QCOMPARE(scanOne(home, home.write("found", ServiceHome::marker())).status, int(SCANSTAT_INFECTED));
     vardo::SessionOptions noPacked;
     noPacked.packed = false;
@@ -228,12 +239,29 @@ void TestLifecycle::noticesNewSignatures()
     const QString sample = home.write("sample", "a newly known danger");
     QCOMPARE(scanOne(home, sample).status, int(SCANSTAT_CLEAN));
     home.addSignature("new.ndb", "Vardo.New", "newly known danger");
-    QCOMPARE(scanOne(home, sample).virus, std::string("Vardo.New"));
+    QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.New"));
     QFile::remove(home.path("signatures/new.ndb"));
-    QCOMPARE(home.start(), 2ul);
+    QTRY_COMPARE(home.start(), 2ul);
+    // As an update does it, and one at once upon another.
+    for (const char* virus : {"Vardo.One", "Vardo.Two", "Vardo.Three"}) {
+        QDir(home.path("")).mkdir("next");
+        home.write("next/new.ndb",
+                   QByteArray(virus) + ":0:*:" + QByteArray("newly known danger").toHex() + "\n");
+        QCOMPARE(renameat2(AT_FDCWD, QFile::encodeName(home.path("next")).constData(), AT_FDCWD,
+                           QFile::encodeName(home.path("signatures")).constData(), RENAME_EXCHANGE),
+                 0);
+        QVERIFY(QDir(home.path("next")).removeRecursively());
+    }
+    QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Three"));
+    // And where it cannot exchange the directory.
+    const QString next = QString("signatures/") + base::nextSet;
+    QDir(home.path("")).mkdir(next);
+    home.addSignature(base::nextSet + QString("/new.ndb"), "Vardo.Four", "newly known danger");
+    home.write(QString("signatures/") + base::installMarker, "");
+    QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Four"));
 }
 
-void TestLifecycle::keepsSignaturesWhileTheyAreUsed()
+void TestLifecycle::newSetComesBesideTheOldOne()
 {
     ServiceHome home;
     const QString sample = home.write("sample", "a newly known danger");
@@ -241,15 +269,94 @@ void TestLifecycle::keepsSignaturesWhileTheyAreUsed()
     running.submit(sample);
     QVERIFY(running.waitForAll());
     const pid_t service = home.pid();
+    const QList<pid_t> before = home.holders();
     home.addSignature("new.ndb", "Vardo.New", "newly known danger");
-    QCOMPARE(scanOne(home, sample).status, int(SCANSTAT_CLEAN));
+    // Whoever scans meanwhile is served, by the old set or the new one, and the same process listens.
+    int scans = 0;
+    for (std::string virus; virus.empty() && scans < 10'000; ++scans) {
+        const vardo::Verdict verdict = scanOne(home, sample);
+        QVERIFY(verdict.status == SCANSTAT_CLEAN || verdict.status == SCANSTAT_INFECTED);
+        virus = verdict.virus;
+    }
+    QVERIFY2(scans > 1 && scans < 10'000, qPrintable(QString::number(scans)));
+    QCOMPARE(home.pid(), service);
     running.submit(sample);
     QVERIFY(running.waitForAll());
     QCOMPARE(running.verdict(1).status, int(SCANSTAT_CLEAN));
-    QCOMPARE(home.pid(), service);
+    QCOMPARE(home.holders().size(), 2);
     running.abandon();
-    QTRY_VERIFY(home.workers().isEmpty());
+    QTRY_COMPARE(home.holders().size(), 1);
+    QVERIFY(home.holders() != before);
+}
+
+void TestLifecycle::newSetWaitsForMemory()
+{
+    ServiceHome home;
+    QProcess service;
+    service.start(QString::fromStdString(home.paths().program),
+                  {"--socket", home.path("qsav"), "--pid-file", home.path("qsav.pid"), "--signatures",
+                   home.path("signatures"), "--spare-percent", "100000000", "--foreground"});
+    QVERIFY(service.waitForStarted());
+    QTRY_VERIFY(exists(home.paths().socket));
+    const QString sample = home.write("sample", "a newly known danger");
+    TestScan running(home);
+    home.addSignature("new.ndb", "Vardo.New", "newly known danger");
+    for (int i = 0; i < 10; ++i) {
+        QCOMPARE(scanOne(home, sample).status, int(SCANSTAT_CLEAN));
+        QTest::qWait(100);
+    }
+    QCOMPARE(home.holders().size(), 1);
+    running.abandon();
     QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.New"));
+}
+
+void TestLifecycle::exchangedProgramEndsNoScan()
+{
+    ServiceHome home;
+    const QString copy = home.path("qsavd");
+    QVERIFY(QFile::copy(QString::fromStdString(home.paths().program), copy));
+    home.paths().program = copy.toStdString();
+    auto running = std::make_unique<TestScan>(home);
+    const pid_t before = home.pid();
+    QVERIFY(QFile::copy(copy, copy + ".new"));
+    QCOMPARE(rename(QFile::encodeName(copy + ".new").constData(), home.paths().program.c_str()), 0);
+    QCOMPARE(home.start(), 2ul);
+    const pid_t after = home.pid();
+    QVERIFY(after != before && exists(home.paths().socket));
+    running->submit(home.write("marked", ServiceHome::marker()));
+    QVERIFY(running->waitForAll());
+    QCOMPARE(running->verdict(0).status, int(SCANSTAT_INFECTED));
+    running.reset();
+    QVERIFY(ServiceHome::waitForEnd(before));
+    // So does the removal of the package, which leaves nothing behind.
+    running = std::make_unique<TestScan>(home);
+    kill(after, SIGHUP);
+    QTRY_VERIFY(!exists(home.paths().socket) && !exists(home.paths().pidFile));
+    running->submit(home.path("marked"));
+    QVERIFY(running->waitForAll());
+    QCOMPARE(running->verdict(0).status, int(SCANSTAT_INFECTED));
+    running.reset();
+    QVERIFY(ServiceHome::waitForEnd(after));
+}
+
+void TestLifecycle::silentServiceIsReplaced()
+{
+    ServiceHome home;
+    home.paths().patience = std::chrono::seconds(2);
+    QCOMPARE(home.start(), 2ul);
+    for (const bool listens : {true, false}) {
+        const pid_t silent = home.pid();
+        QCOMPARE(kill(listens ? silent : home.holders().value(0), SIGSTOP), 0);
+        QCOMPARE(home.start(), 2ul);
+        QVERIFY(home.pid() != silent);
+    }
+    ServiceHome other;
+    other.paths().patience = std::chrono::milliseconds(300);
+    const ServiceSocket mute(other);
+    QVERIFY(mute.listen());
+    const auto info = vardo::startService(other.paths(), true, {});
+    QVERIFY(!info);
+    QVERIFY2(info.error().text.find("does not answer") != std::string::npos, info.error().text.c_str());
 }
 
 void TestLifecycle::endsWhenIdle()
@@ -298,8 +405,7 @@ void TestLifecycle::waitingCanBeGivenUp()
     QCOMPARE(beats, 3);
     QVERIFY(vardo::startService(home.paths(), false, {})); // does not wait for it
     beats = 0;
-    const auto session = vardo::ScanSession::open(
-        home.paths(), {}, [](std::uint64_t, vardo::Verdict) {}, [&] { return ++beats < 3; });
+    const auto session = vardo::ScanSession::open(home.paths(), {}, {}, [&] { return ++beats < 3; });
     QVERIFY(!session);
     QCOMPARE(session.error().code, ECANCELED);
     QCOMPARE(beats, 3);

@@ -45,7 +45,7 @@ class TestWorkers : public QObject
     void deadWorkerCostsOneFile();
     void stuckWorkerCostsOneFile();
     void stopLeavesNothingBehind();
-    void lostServiceEndsInErrors();
+    void lostServiceIsStartedAgain();
     void twoSessionsDoNotDisturbEachOther();
 
   private:
@@ -169,23 +169,32 @@ void TestWorkers::stopLeavesNothingBehind()
     QVERIFY(!QFileInfo::exists(workspace));
 }
 
-void TestWorkers::lostServiceEndsInErrors()
+void TestWorkers::lostServiceIsStartedAgain()
 {
     TestScan scan(*home_, oneWorker());
-    const pid_t worker = stopWorker(scan);
-    QVERIFY(worker > 0);
-    for (int i = 0; i < 20; ++i)
+    for (const bool usable : {true, false}) {
+        const pid_t worker = stopWorker(scan);
+        QVERIFY(worker > 0);
+        for (int i = 0; i < 20; ++i)
+            scan.submit(home_->path("clean"));
+        const QString workspace = home_->workspace();
+        QVERIFY(QFileInfo::exists(workspace));
+        if (!usable)
+            QVERIFY(QDir(home_->path("signatures")).removeRecursively());
+        kill(home_->pid(), SIGKILL);
         scan.submit(home_->path("clean"));
-    const QString workspace = home_->workspace();
-    QVERIFY(QFileInfo::exists(workspace));
-    kill(home_->pid(), SIGKILL);
-    scan.submit(home_->path("clean"));
-    QVERIFY(scan.waitForAll());
-    for (std::size_t i = 1; i < scan.verdicts(); ++i)
-        QCOMPARE(scan.verdict(i).status, int(SCANSTAT_ERROR));
-    QVERIFY2(ServiceHome::waitForEnd(worker), "a worker dies with its service");
-    QCOMPARE(home_->start(), 2ul); // and the next one clears away
-    QVERIFY(!QFileInfo::exists(workspace));
+        if (usable)
+            QVERIFY(scan.waitForAll());
+        else
+            QTRY_VERIFY(!scan.lost().empty());
+        QVERIFY2(ServiceHome::waitForEnd(worker), "a worker dies with its service");
+        QVERIFY2(!QFileInfo::exists(workspace), "the next service clears away");
+    }
+    // Not even the file in hand was lost the first time, and nothing was told about those after the second.
+    for (std::size_t i = 0; i < scan.verdicts(); ++i)
+        QCOMPARE(scan.verdict(i).status, int(SCANSTAT_CLEAN));
+    QCOMPARE(scan.verdicts(), std::size_t(23));
+    QVERIFY2(scan.lost().find("No signatures") != std::string::npos, scan.lost().c_str());
 }
 
 void TestWorkers::twoSessionsDoNotDisturbEachOther()

@@ -52,6 +52,15 @@ class Arguments
     void bind(const fs::path& from, const fs::path& to) { add("--ro-bind-try", from.string(), to.string()); }
     void bind(const fs::path& path) { bind(path, path); }
 
+    /// Makes a directory with all above it, for whoever one becomes inside.
+    void directory(const fs::path& path)
+    {
+        if (path.has_relative_path()) {
+            directory(path.parent_path());
+            add("--dir", path.string());
+        }
+    }
+
     /// Lets the file `path` have `content`.
     void file(const std::string& path, const char* content)
     {
@@ -79,6 +88,8 @@ class Arguments
 
 void addSystem(Arguments& bwrap)
 {
+    for (const char* top : {"/etc", "/opt", "/var"})
+        bwrap.directory(top);
     for (const char* top : {"/usr", "/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"}) {
         std::error_code none;
         if (fs::is_symlink(top, none))
@@ -93,7 +104,7 @@ void addSystem(Arguments& bwrap)
     bwrap.file("/etc/group", group);
     bwrap.add("--dev", "/dev", "--proc", "/proc");
     for (const char* directory :
-         {"/tmp", "/home", "/root", "/opt/Quillstone", "/var/Quillstone", "/etc/init.d"})
+         {"/tmp", "/home", "/root", "/opt/Quillstone", "/var/Quillstone", "/etc/init.d", "/etc/cron.d"})
         bwrap.add("--tmpfs", directory);
     bwrap.bind("/var/cache/fontconfig");
 }
@@ -102,8 +113,10 @@ void addBuild(Arguments& bwrap)
 {
     const fs::path tree = VARDO_TREE;
     const fs::path installed = "/opt/Quillstone";
-    bwrap.bind(VARDO_SOURCE_DIR);
-    bwrap.bind(VARDO_BINARY_DIR);
+    for (const char* path : {VARDO_SOURCE_DIR, VARDO_BINARY_DIR}) {
+        bwrap.directory(path);
+        bwrap.bind(path);
+    }
     bwrap.add("--bind-try", VARDO_PICTURES, VARDO_PICTURES);
     bwrap.bind(tree / "usr", installed / "usr");
     bwrap.bind(tree / "var/www", installed / "var/www");
@@ -176,8 +189,9 @@ void makeInstallation()
 {
     const fs::path product = "/opt/Quillstone";
     const fs::path data = "/var/Quillstone/var";
-    for (const fs::path& directory : {product / "etc", product / "var/run", data, fs::path(stateDir),
-                                      homeOf(0), homeOf(1000), fs::path("/etc/init.d")})
+    for (const fs::path& directory :
+         {product / "etc", product / "var/run", data, fs::path(stateDir), homeOf(0), homeOf(1000),
+          fs::path("/etc/init.d"), fs::path("/etc/cron.d")})
         clearDirectory(directory);
     for (const char* directory : {"log/vardo", "quarantine/vardo", "lib/signatures"})
         fs::create_directories(data / directory);

@@ -6,9 +6,10 @@
 
 /// Runs a test program in a world of its own (bubblewrap), so that it can use the product's fixed
 /// paths and be any user, without privileges and without a trace on the machine. Inside,
-/// /opt/Quillstone, /var/Quillstone, /etc/init.d, /tmp, /root and /home are private and writable, the
-/// build tree and the sources are there to read, and so are the built programs and pictures below
-/// /opt/Quillstone. What is to be kept goes into VARDO_PICTURES. The processes inside end with the test.
+/// /opt/Quillstone, /var/Quillstone, /etc/init.d, /etc/cron.d, /tmp, /root and /home are private and
+/// writable, the build tree and the sources are there to read, and so are the built programs and pictures
+/// below /opt/Quillstone. What is to be kept goes into VARDO_PICTURES. The processes inside end with the
+/// test.
 namespace sandbox {
 
 struct Ids

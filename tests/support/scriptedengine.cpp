@@ -128,6 +128,7 @@ void ScriptedEngine::reset()
     info = {};
     updateSaved = updateHeld = {};
     updateRun = nullptr;
+    schedules.clear();
     avLoaded = false;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/schedule.h"
 #include "engine/update.h"
 #include "engine/vardo.h"
 
@@ -90,6 +91,21 @@ struct UpdateOptions
     unsigned char updateMinute = 0;
 };
 
+/// The values behind vSchedule.
+struct Schedule
+{
+    unsigned int action = SCANACT_LOG;
+    unsigned int scanFlags = 0;
+    unsigned char frequency = FREQ_ONCE;
+    unsigned char month = 1;
+    unsigned char monthDay = 1;
+    unsigned char weekDay = 0;
+    unsigned char hour = 0;
+    unsigned char minute = 0;
+    std::vector<std::string> objects;
+    bool outdated = false;
+};
+
 struct LogLine
 {
     unsigned char level;
@@ -114,8 +130,8 @@ class ScriptedEngine
     void reset();
 
     /// The calls so far, in order, as text: "SetScanOption 0x10", "AddObject /home/x", "DoScan",
-    /// "LogMe 1 text", "vUpdate::GetOption 4". Numbers are decimal, option bits hexadecimal; a null
-    /// text reads "(null)". The calls of vUpdate carry their class.
+    /// "LogMe 1 text", "vUpdate::GetOption 4", "vSchedule::SetOption 9=12". Numbers are decimal, option bits
+    /// hexadecimal; a null text reads "(null)". The calls of vUpdate and vSchedule carry their class.
     std::vector<std::string> journal() const;
     /// The journal without the calls that only read: GetOption, GetStatistics, getConfigFile,
     /// VardoIsAVLoaded, ScanError and LogMe.
@@ -152,6 +168,9 @@ class ScriptedEngine
 
     scripted::UpdateOptions updateSaved;
     scripted::UpdateOptions updateHeld;
+
+    /// The schedule store, by name.
+    std::map<std::string, scripted::Schedule> schedules;
 
     /// True once VardoAVInit succeeded.
     std::atomic<bool> avLoaded = false;

@@ -15,6 +15,7 @@
 #include <fstream>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -74,6 +75,20 @@ Bytes mailWith(const Bytes& content)
            "Content-Type: application/octet-stream; name=\"x.bin\"\r\n"
            "Content-Transfer-Encoding: base64\r\n\r\n" +
            content.toBase64() + "\r\n";
+}
+
+/// How many of the first pages of a file are in memory.
+int pagesInMemory(const Bytes& path)
+{
+    constexpr std::size_t count = 64;
+    const auto length = count * std::size_t(::sysconf(_SC_PAGESIZE));
+    const base::UniqueFd file(::open(path.constData(), O_RDONLY | O_CLOEXEC));
+    void* const mapped = ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file.get(), 0);
+    unsigned char pages[count] = {};
+    if (mapped == MAP_FAILED || ::mincore(mapped, length, pages) != 0)
+        qFatal("cannot look at %s", path.constData());
+    ::munmap(mapped, length);
+    return int(std::count_if(pages, pages + count, [](unsigned char page) { return page & 1; }));
 }
 
 /// A service's home with a directory of files to scan.
@@ -228,6 +243,7 @@ class TestVardoscan : public QObject
         QCOMPARE(unlogged.err, Bytes("vardoscan: cannot write a scan log below /proc\n"));
         QVERIFY(unlogged.out.contains("Clean objects        1\n")); // but scanned it is
         QVERIFY(QDir(place.home.path("signatures")).removeRecursively());
+        QTRY_COMPARE(place.run().code, 2); // once the service has noticed
         const Outcome outcome = place.run({"--log"});
         QCOMPARE(outcome.code, 2);
         QCOMPARE(outcome.out, Bytes());
@@ -257,6 +273,22 @@ class TestVardoscan : public QObject
                                                 : "vardoscan: cannot write the output"),
                      outcome.err.constData());
         }
+    }
+
+    void damagedSignaturesAreTold()
+    {
+        Place place;
+        place.write("clean", "harmless");
+        place.home.write("signatures/main.cvd", Bytes(600, 'c'));
+        const Bytes told = QFile::encodeName(place.home.path("signatures/main.cvd")) + " was left out: ";
+        const Outcome outcome = place.run({"--json", "--log"});
+        QCOMPARE(outcome.code, 2);
+        QVERIFY2(outcome.err.startsWith("vardoscan: " + told), outcome.err.constData());
+        QVERIFY(outcome.objectsOfJson().last()["signatures_left_out"].toString().startsWith(told));
+        const Bytes log = place.takeLog();
+        QVERIFY2(log.contains("\nSIGNATURES: " + told), log.constData());
+        place.write("bad", ServiceHome::marker());
+        QCOMPARE(place.run().code, 1);
     }
 
     void logs_data()
@@ -425,6 +457,40 @@ class TestVardoscan : public QObject
         for (const Bytes& name : found.split(' '))
             lines.append(name + " INFECTED [Vardo.Marker]");
         QCOMPARE(place.run(place.options()).objects(place.tree()), lines);
+    }
+
+    /// As one who calls it with nice, ionice and taskset expects, though others do the reading.
+    void standsBackLikeItsCaller()
+    {
+        Place place;
+        QVERIFY(place.home.start() > 0);
+        place.writeMany(); // output that nobody takes away holds the scan up
+        const QTemporaryDir disk(QDir::currentPath() + "/XXXXXX"); // since /tmp may be memory
+        const Bytes names[] = {QFile::encodeName(disk.filePath("read")),
+                               QFile::encodeName(disk.filePath("unread"))};
+        for (const Bytes& name : names) {
+            std::ofstream(name.constData()) << std::string(300000, 'x') << std::flush;
+            const base::UniqueFd file(::open(name.constData(), O_RDONLY | O_CLOEXEC));
+            QVERIFY(::fsync(file.get()) == 0 && ::posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED) == 0);
+        }
+        std::ifstream(names[0].constData()).ignore(300000);
+        QCOMPARE(pagesInMemory(names[0]), 64);
+        QCOMPARE(pagesInMemory(names[1]), 0);
+
+        QProcess process;
+        process.start("nice", QStringList{"-n", "7", "ionice", "-c", "3", "taskset", "-c", "0", VARDOSCAN} +
+                                  place.arguments({"--all", disk.path(), place.home.path("tree")}));
+        QVERIFY(process.waitForReadyRead());
+        const QList<pid_t> workers = place.home.workers();
+        QCOMPARE(workers.size(), 1);
+        QCOMPARE(::getpriority(PRIO_PROCESS, id_t(workers.front())), 7);
+        QProcess ionice;
+        ionice.start("ionice", {"-p", QString::number(workers.front())});
+        QVERIFY(wait(ionice).out.startsWith("idle"));
+        QCOMPARE(::getpriority(PRIO_PROCESS, id_t(place.home.pid())), 0); // the next one's are not held back
+        QCOMPARE(wait(process).code, 0);
+        QCOMPARE(pagesInMemory(names[0]), 64);
+        QCOMPARE(pagesInMemory(names[1]), 0);
     }
 
     void stops_data()

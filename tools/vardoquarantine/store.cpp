@@ -21,7 +21,7 @@ namespace {
 
 constexpr mode_t lockedMode = 0600;
 
-/// For a file that nothing is known about but that it is there.
+/// For a file of which only its existence is known.
 constexpr char unknownVirus[] = "unknown";
 
 /// A record cannot hold every name.

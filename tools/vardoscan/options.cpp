@@ -31,6 +31,11 @@ enum Id : int {
     Json,
     All,
     NoProgress,
+    Notify,
+    Schedule,
+    Missed,
+    ListSchedules,
+    RemakeCron,
     Switch, // the first of the table below
 };
 
@@ -61,7 +66,7 @@ constexpr std::array bitSwitches{
     BitSwitch{"no-follow-links", 0, SCANFLAG_FOLLOW_SYMLINKS},
 };
 
-constexpr std::array<option, 19> plainOptions{{
+constexpr std::array<option, 24> plainOptions{{
     {"help", no_argument, nullptr, Help},
     {"version", no_argument, nullptr, Version},
     {"quiet", no_argument, nullptr, Quiet},
@@ -81,6 +86,11 @@ constexpr std::array<option, 19> plainOptions{{
     {"json", no_argument, nullptr, Json},
     {"all", no_argument, nullptr, All},
     {"no-progress", no_argument, nullptr, NoProgress},
+    {"notify", no_argument, nullptr, Notify},
+    {"schedule", required_argument, nullptr, Schedule},
+    {"missed", no_argument, nullptr, Missed},
+    {"list-schedules", no_argument, nullptr, ListSchedules},
+    {"remake-cron", no_argument, nullptr, RemakeCron},
 }};
 
 std::vector<option> optionTable()
@@ -199,6 +209,10 @@ bool takeArgument(int id, const char* argument, Options& options)
         addList(options.extensions, argument);
         options.setBits |= id == Include ? SCANFLAG_INCLUDE_EXTENSIONS : SCANFLAG_EXCLUDE_EXTENSIONS;
         return true;
+    case Schedule:
+        options.task = Options::Task::Schedule;
+        options.scheduleId = argument;
+        return *argument;
     case ExcludeDir:
         return takeExcludedDirectory(argument, options);
     default:
@@ -219,26 +233,44 @@ const char* expectation(int id)
         return "1 to 64 characters without a slash";
     case LogLevel:
         return "minimum, infected or all";
+    case Schedule:
+        return "the id of a scheduled scan";
     case ExcludeDir:
         return "an absolute path without commas and semicolons";
     case MaxSize:
-        return "a number of bytes, or of kibibytes, mebibytes or gibibytes with K, M or G behind it, below "
-               "2^64 bytes";
+        return "a number of bytes, or with K, M or G behind it, below 2^64 bytes";
     default:
         return "a number from 0 to 255";
+    }
+}
+
+/// Switches that ask for something else than a scan of what the command line names.
+std::optional<Options::Task> taskOf(int id)
+{
+    switch (id) {
+    case Help:
+        return Options::Task::Help;
+    case Version:
+        return Options::Task::Version;
+    case Missed:
+        return Options::Task::Missed;
+    case ListSchedules:
+        return Options::Task::ListSchedules;
+    case RemakeCron:
+        return Options::Task::RemakeCron;
+    default:
+        return std::nullopt;
     }
 }
 
 /// Options without an argument.
 void takeSwitch(int id, Options& options)
 {
+    if (const auto task = taskOf(id)) {
+        options.task = *task;
+        return;
+    }
     switch (id) {
-    case Help:
-        options.task = Options::Task::Help;
-        break;
-    case Version:
-        options.task = Options::Task::Version;
-        break;
     case Quiet:
         options.quiet = true;
         break;
@@ -257,6 +289,9 @@ void takeSwitch(int id, Options& options)
     case NoProgress:
         options.progress = false;
         break;
+    case Notify:
+        options.notify = true;
+        break;
     default: {
         const BitSwitch& bits = bitSwitches.at(static_cast<std::size_t>(id - Switch));
         options.setBits = (options.setBits | bits.set) & ~bits.unset;
@@ -272,6 +307,8 @@ bool consistent(const Options& options, std::string& error)
         error = "--include and --exclude cannot be used together";
     else if (options.task == Options::Task::Scan && options.paths.empty() == !options.memory)
         error = options.memory ? "--memory takes no paths" : "nothing to scan: name a file or directory";
+    else if (options.task > Options::Task::Version && (options.memory || !options.paths.empty()))
+        error = "schedules say themselves what is scanned";
     return error.empty();
 }
 
@@ -304,53 +341,4 @@ std::optional<Options> parseOptions(int argc, char** argv, std::string& error)
     if (!consistent(options, error))
         return std::nullopt;
     return options;
-}
-
-const char* usage()
-{
-    return R"(Usage: vardoscan [options] PATH...
-       vardoscan [options] --memory
-Scans files and directories, or the running processes, for viruses.
-
-What is done about infected files:
-      --action=log|delete|rename|quarantine
-                               log, the default, changes nothing
-      --quarantine-dir=DIR     where to quarantine
-      --rename-extension=EXT   of renamed files, by default qst
-
-What is scanned; the configuration file has the defaults:
-      --[no-]archives          the contents of archives
-      --[no-]mails             the contents of mail files
-      --[no-]packed            packed programs
-      --[no-]heuristics        by heuristics too
-      --[no-]recursive         sub-directories
-      --[no-]cross-fs          other file systems
-      --[no-]follow-links      what symbolic links lead to
-      --include=EXT[,EXT...]   only files with these extensions
-      --exclude=EXT[,EXT...]   no files with these extensions
-      --exclude-dir=DIR        not this directory; may be repeated
-      --max-size=SIZE          no larger files; bytes, or with K, M, G
-      --max-depth=LEVELS       no deeper directories
-  -m, --memory                 the running processes instead of files
-
-What is printed:
-      --all                    clean objects too
-      --json                   one JSON object a line
-      --no-progress            no progress on the terminal
-  -q, --quiet                  nothing but errors
-
-What is logged:
-      --log[=DIR]              write a scan log, as the window does; below DIR
-                               in place of the configured location
-      --log-level=minimum|infected|all
-                               the same, with more or less of it
-
-      --config=FILE            scan configuration
-      --engine-config=FILE     configuration of the scanning service
-  -h, --help                   this text
-  -V, --version                version and signatures
-
-Exit status: 0 nothing found, 1 something found, 2 something went wrong and
-nothing was found, or the output or the log could not be written.
-)";
 }

@@ -9,7 +9,7 @@
 /// What the command line asks for. What it leaves open stays as the configuration file has it.
 struct Options
 {
-    enum class Task { Scan, Help, Version };
+    enum class Task { Scan, Help, Version, Schedule, Missed, ListSchedules, RemakeCron };
 
     Task task = Task::Scan;
     std::vector<std::string> paths;
@@ -36,6 +36,9 @@ struct Options
     bool quiet = false;
     bool all = false; ///< clean objects are printed too
     bool progress = true;
+    bool notify = false;
+
+    std::string scheduleId; ///< of Task::Schedule
 };
 
 /// Understands the command line. Without a result, `error` says for a person what is wrong.

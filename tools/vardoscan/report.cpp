@@ -13,6 +13,7 @@
 namespace {
 
 constexpr std::chrono::milliseconds progressInterval{100};
+constexpr std::size_t mostNamed = 3;
 constexpr int foundBits = SCANSTAT_INFECTED | SCANSTAT_SUSPECTED | SCANSTAT_DISINFECTED | SCANSTAT_DELETED |
                           SCANSTAT_QUARANTINED | SCANSTAT_RENAMED | SCANSTAT_CURE_FAILED |
                           SCANSTAT_DELETE_FAILED | SCANSTAT_QUARANTINE_FAILED | SCANSTAT_RENAME_FAILED;
@@ -73,7 +74,8 @@ void Report::object(const char* name, int type, int status, const char* virus, c
     if (type == OBJTYPE_DIRECTORY || !scanlog::hasStatus(status))
         return showProgress(name);
     ++objects_;
-    found_ = found_ || (status & foundBits);
+    if (status & foundBits)
+        noteFound(name, virus);
     errors_ = errors_ || (status & SCANSTAT_ERROR);
     if (!options_.quiet && (options_.all || !(status & SCANSTAT_CLEAN))) {
         hideProgress();
@@ -98,6 +100,13 @@ void Report::notEntered(const char* name, const char* remark)
     }
 }
 
+void Report::noteFound(const char* name, const char* virus)
+{
+    foundSomething_ = true;
+    if (found_.size() < mostNamed)
+        found_.push_back(std::string(name) + (virus ? std::string(" (") + virus + ")" : ""));
+}
+
 void Report::objectText(const char* name, int type, int status, const char* virus, const char* remark)
 {
     const std::string safeName = escapeForTerminal(name);
@@ -119,18 +128,16 @@ void Report::objectJson(const char* name, int type, int status, const char* viru
     std::printf("}\n");
 }
 
-void Report::summary(const QS_InterfaceScanStatistics& statistics, std::chrono::seconds duration,
-                     bool complete)
+void Report::summary(const QS_InterfaceScanStatistics& statistics, const ScanEnding& ending)
 {
     hideProgress();
     if (options_.quiet)
         return;
-    options_.json ? summaryJson(statistics, duration, complete) : summaryText(statistics, duration, complete);
+    options_.json ? summaryJson(statistics, ending) : summaryText(statistics, ending);
     std::fflush(stdout);
 }
 
-void Report::summaryText(const QS_InterfaceScanStatistics& statistics, std::chrono::seconds duration,
-                         bool complete)
+void Report::summaryText(const QS_InterfaceScanStatistics& statistics, const ScanEnding& ending)
 {
     std::printf("\n");
     for (const Counter& counter : counters) {
@@ -139,16 +146,19 @@ void Report::summaryText(const QS_InterfaceScanStatistics& statistics, std::chro
     }
     for (const std::string& name : notEntered_)
         std::printf("%-20s %s\n", "Not entered", escapeForTerminal(name).c_str());
-    std::printf("%-20s %lld s\n", "Time", static_cast<long long>(duration.count()));
-    if (!complete)
+    std::printf("%-20s %lld s\n", "Time", static_cast<long long>(ending.duration.count()));
+    if (!ending.complete)
         std::printf("The scan was stopped before completion.\n");
 }
 
-void Report::summaryJson(const QS_InterfaceScanStatistics& statistics, std::chrono::seconds duration,
-                         bool complete)
+void Report::summaryJson(const QS_InterfaceScanStatistics& statistics, const ScanEnding& ending)
 {
-    std::printf("{\"type\":\"summary\",\"complete\":%s,\"seconds\":%lld", complete ? "true" : "false",
-                static_cast<long long>(duration.count()));
+    std::printf("{\"type\":\"summary\",\"complete\":%s,\"seconds\":%lld", ending.complete ? "true" : "false",
+                static_cast<long long>(ending.duration.count()));
+    if (!ending.error.empty())
+        printMember("error", ending.error.c_str());
+    if (!ending.leftOut.empty())
+        printMember("signatures_left_out", ending.leftOut.c_str());
     for (const Counter& counter : counters)
         std::printf(",\"%s\":%u", counter.key, statistics.*counter.value);
     std::printf("}\n");

@@ -1,4 +1,4 @@
-#include "scan/statefile.h"
+#include "installation/statefile.h"
 
 #include "base/plainfile.h"
 

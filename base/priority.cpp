@@ -1,0 +1,83 @@
+#include "base/priority.h"
+
+#include <algorithm>
+
+#include <linux/ioprio.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace base {
+
+namespace {
+
+constexpr int lowest = 19;
+
+bool isUsual(int io)
+{
+    const int kind = IOPRIO_PRIO_CLASS(io);
+    return kind != IOPRIO_CLASS_BE && kind != IOPRIO_CLASS_IDLE;
+}
+
+} // namespace
+
+bool Priority::readsWhenIdle() const
+{
+    return IOPRIO_PRIO_CLASS(io) == IOPRIO_CLASS_IDLE;
+}
+
+Priority ownPriority()
+{
+    // -1, which may be a failure too, counts as 0.
+    const int nice = ::getpriority(PRIO_PROCESS, 0);
+    const auto io = static_cast<int>(::syscall(SYS_ioprio_get, IOPRIO_WHO_PROCESS, 0));
+    return {std::clamp(nice, 0, lowest), isUsual(io) ? 0 : io};
+}
+
+void takePriority(const Priority& priority)
+{
+    ::setpriority(PRIO_PROCESS, 0, std::clamp(priority.nice, 0, lowest));
+    ::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, isUsual(priority.io) ? 0 : priority.io);
+}
+
+int idleIo()
+{
+    return IOPRIO_PRIO_VALUE(IOPRIO_CLASS_IDLE, 0);
+}
+
+unsigned allCores()
+{
+    return static_cast<unsigned>(std::max(1l, ::sysconf(_SC_NPROCESSORS_ONLN)));
+}
+
+unsigned usableCores()
+{
+    cpu_set_t cores;
+    if (::sched_getaffinity(0, sizeof cores, &cores) != 0)
+        return allCores();
+    return static_cast<unsigned>(CPU_COUNT(&cores));
+}
+
+void limitCores(unsigned count)
+{
+    cpu_set_t cores;
+    if (::sched_getaffinity(0, sizeof cores, &cores) != 0)
+        return;
+    for (std::size_t core = 0; core < CPU_SETSIZE; ++core) {
+        if (CPU_ISSET(core, &cores) && count-- == 0)
+            for (; core < CPU_SETSIZE; ++core)
+                CPU_CLR(core, &cores);
+    }
+    ::sched_setaffinity(0, sizeof cores, &cores);
+}
+
+void useAllCores()
+{
+    cpu_set_t cores;
+    for (std::size_t core = 0; core < CPU_SETSIZE; ++core)
+        CPU_SET(core, &cores);
+    ::sched_setaffinity(0, sizeof cores, &cores);
+}
+
+} // namespace base

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "libvardo/scansession.h"
+
+namespace vardo {
+
+/// The installation's service is root's. A user whose configuration names no other has one in the same
+/// place as the user's own configuration would say.
+void leaveRootsService(ServicePaths& paths);
+
+/// Makes the directory of a user's own service, if it is missing. Starting the service tells when it failed.
+void makePlace(const ServicePaths& paths);
+
+} // namespace vardo

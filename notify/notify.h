@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+/// Desktop notifications (org.freedesktop.Notifications) from programs without a window. Where there is no
+/// session, no bus or nobody to show it, nothing happens. Everything returns within a few seconds, whatever
+/// the buses do.
+namespace notify {
+
+struct Message
+{
+    std::string summary; ///< plain text in UTF-8, as the body
+    std::string body;    ///< no markup: what looks like it is shown as it stands
+    bool urgent = false; ///< stays until somebody closes it
+};
+
+/// Tells every person with a graphical session on this machine, over that session's own bus and with that
+/// person's rights. For root.
+void tellEverybody(const Message& message);
+
+/// Tells the caller, over the bus that the environment names.
+void tellCaller(const Message& message);
+
+} // namespace notify

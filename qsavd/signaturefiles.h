@@ -1,0 +1,37 @@
+#pragma once
+
+#include "base/uniquefd.h"
+
+#include <string>
+#include <vector>
+
+namespace qsavd {
+
+/// A directory of signatures that is held, so that another one in its place changes nothing for whoever
+/// reads this one.
+struct SignatureDirectory
+{
+    std::string path;    ///< as it was named
+    base::UniqueFd held; ///< none when it is not there
+    std::string place;   ///< a path that leads to what is held
+
+    /// Path of a file in it, for a person.
+    std::string shown(const std::string& name) const { return path + "/" + name; }
+    /// The same, to open it.
+    std::string reached(const std::string& name) const { return place + "/" + name; }
+};
+
+/// Opens the directory in which the set of `path` is now.
+SignatureDirectory openSignatureDirectory(const std::string& path);
+
+/// The names of the files in it that libclamav would read, sorted.
+std::vector<std::string> signatureFiles(const SignatureDirectory& directory);
+
+/// What the directory holds: differs when a file of it is another one. A further name of the same file, as
+/// updates make them, is no difference.
+std::string fingerprint(const SignatureDirectory& directory);
+
+/// Why the file at `path` is not to be read; empty when it may be. Links are followed.
+std::string refusal(const std::string& path);
+
+} // namespace qsavd
