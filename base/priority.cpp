@@ -35,10 +35,10 @@ Priority ownPriority()
     return {std::clamp(nice, 0, lowest), isUsual(io) ? 0 : io};
 }
 
-void takePriority(const Priority& priority)
+void takePriority(const Priority& priority, int thread)
 {
-    ::setpriority(PRIO_PROCESS, 0, std::clamp(priority.nice, 0, lowest));
-    ::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, isUsual(priority.io) ? 0 : priority.io);
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(thread), std::clamp(priority.nice, 0, lowest));
+    ::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, thread, isUsual(priority.io) ? 0 : priority.io);
 }
 
 int idleIo()

@@ -16,8 +16,9 @@ struct Priority
 /// others counts as usual.
 Priority ownPriority();
 
-/// Gives the calling thread this priority. Only root gets back what it has given up on the processor.
-void takePriority(const Priority& priority);
+/// Gives the calling thread this priority, or another one of ours, by its id. Only root gets back what was
+/// given up on the processor.
+void takePriority(const Priority& priority, int thread = 0);
 
 /// The class of those who read only when nobody else does.
 int idleIo();

@@ -67,7 +67,7 @@ class vSchedule : public ScanConfig
 
   private:
     friend struct EngineLayout;
-    friend struct vardo::EngineOptions;
+    friend struct EngineOptions;
     int ValidateCron();
     int CreateCronEntry(const char* cronFile, const char* user);
     static int DeleteCronEntry(const char* cronFile, const char* name);

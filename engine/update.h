@@ -3,10 +3,6 @@
 #include "engine/avupdate.h"
 #include "engine/export.h"
 
-namespace vardo {
-struct EngineOptions;
-}
-
 /// Option ids of vUpdate; behind them the type of the value pointed to. Buffers are 2048 bytes.
 enum : unsigned int {
     UPDOPT_USEPROXY = 4,      ///< unsigned char, 0 or 1
@@ -49,7 +45,7 @@ class vUpdateConf
 
   private:
     friend struct EngineLayout;
-    friend struct vardo::EngineOptions;
+    friend struct EngineOptions;
     int ReadPathConfiguration(const char* file);
     int ReadUpdateConfiguration(const char* file);
 

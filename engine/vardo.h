@@ -5,10 +5,6 @@
 
 #include <ctime>
 
-namespace vardo {
-struct EngineOptions;
-}
-
 /// One entry of the singly linked list of objects to scan.
 class __VardoObject
 {
@@ -68,7 +64,7 @@ class ScanConfig
 
   protected:
     friend struct EngineLayout;
-    friend struct vardo::EngineOptions;
+    friend struct EngineOptions;
     unsigned int scanOpts;
     unsigned int action;
     unsigned int logLevel;

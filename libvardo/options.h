@@ -52,14 +52,6 @@ struct Option
         place;
 };
 
-/// The rows of an object, which must outlive them.
-struct EngineOptions
-{
-    static std::vector<Option> of(ScanConfig& config);
-    static std::vector<Option> of(vSchedule& schedule);
-    static std::vector<Option> of(vUpdateConf& config);
-};
-
 /// Gives the option `id` to `value`. Negative if there is none or `value` is null.
 int giveOption(const std::vector<Option>& options, unsigned id, void* value);
 
@@ -68,3 +60,11 @@ int giveOption(const std::vector<Option>& options, unsigned id, void* value);
 int takeOption(const std::vector<Option>& options, unsigned id, const void* value);
 
 } // namespace vardo
+
+/// The rows of an object, which must outlive them.
+struct EngineOptions
+{
+    static std::vector<vardo::Option> of(ScanConfig& config);
+    static std::vector<vardo::Option> of(vSchedule& schedule);
+    static std::vector<vardo::Option> of(vUpdateConf& config);
+};

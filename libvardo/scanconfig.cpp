@@ -203,8 +203,9 @@ int ScanConfig::SetAction(unsigned int wanted)
     return SetOption(SCANOPT_ACTION, &wanted);
 }
 
-std::vector<vardo::Option> vardo::EngineOptions::of(ScanConfig& config)
+std::vector<vardo::Option> EngineOptions::of(ScanConfig& config)
 {
+    using namespace vardo;
     QS_ScanExtraData& extra = *config.extra;
     return {
         {SCANOPT_ACTION, Number<unsigned>{&config.action, SCANACT_LOG, SCANACT_PROMPT}},
@@ -224,12 +225,12 @@ std::vector<vardo::Option> vardo::EngineOptions::of(ScanConfig& config)
 
 int ScanConfig::SetOption(unsigned int id, void* value)
 {
-    return vardo::takeOption(vardo::EngineOptions::of(*this), id, value);
+    return vardo::takeOption(EngineOptions::of(*this), id, value);
 }
 
 int ScanConfig::GetOption(unsigned int id, void* value)
 {
-    return vardo::giveOption(vardo::EngineOptions::of(*this), id, value);
+    return vardo::giveOption(EngineOptions::of(*this), id, value);
 }
 
 bool ScanConfig::MakeAlert(tm& date)

@@ -111,8 +111,9 @@ int vSchedule::SetScheduleName(const char* name)
     return vardo::assignText(scheduleName, name) ? 0 : -1;
 }
 
-std::vector<vardo::Option> vardo::EngineOptions::of(vSchedule& schedule)
+std::vector<vardo::Option> EngineOptions::of(vSchedule& schedule)
 {
+    using namespace vardo;
     // Whether they make a date together is for SaveSchedule to say.
     const auto byte = [](unsigned char& field) { return Number<unsigned char>{&field, 0, 255}; };
     return {
@@ -125,15 +126,13 @@ std::vector<vardo::Option> vardo::EngineOptions::of(vSchedule& schedule)
 int vSchedule::GetOption(unsigned int id, void* value)
 {
     const unsigned base = baseOption(id);
-    return base ? ScanConfig::GetOption(base, value)
-                : vardo::giveOption(vardo::EngineOptions::of(*this), id, value);
+    return base ? ScanConfig::GetOption(base, value) : vardo::giveOption(EngineOptions::of(*this), id, value);
 }
 
 int vSchedule::SetOption(unsigned int id, void* value)
 {
     const unsigned base = baseOption(id);
-    return base ? ScanConfig::SetOption(base, value)
-                : vardo::takeOption(vardo::EngineOptions::of(*this), id, value);
+    return base ? ScanConfig::SetOption(base, value) : vardo::takeOption(EngineOptions::of(*this), id, value);
 }
 
 int vSchedule::GetObjectList(VardoObject** list)

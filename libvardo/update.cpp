@@ -151,8 +151,9 @@ vUpdate::~vUpdate()
         std::free(text);
 }
 
-std::vector<vardo::Option> vardo::EngineOptions::of(vUpdateConf& config)
+std::vector<vardo::Option> EngineOptions::of(vUpdateConf& config)
 {
+    using namespace vardo;
     return {
         {UPDOPT_USEPROXY, Number<unsigned char>{&config.useProxy, 0, 1}},
         {UPDOPT_PROXYSERVER, HeapText{&config.proxyServer, longestText}},
@@ -172,12 +173,12 @@ std::vector<vardo::Option> vardo::EngineOptions::of(vUpdateConf& config)
 
 int vUpdate::GetOption(unsigned int id, void* value)
 {
-    return vardo::giveOption(vardo::EngineOptions::of(*this), id, value);
+    return vardo::giveOption(EngineOptions::of(*this), id, value);
 }
 
 int vUpdate::SetOption(unsigned int id, void* value)
 {
-    return vardo::takeOption(vardo::EngineOptions::of(*this), id, value);
+    return vardo::takeOption(EngineOptions::of(*this), id, value);
 }
 
 // Downloading is not there yet: an update always fails, and so there is none to be stopped.

@@ -1,5 +1,7 @@
 #include "qsavd/front.h"
 
+#include "base/priority.h"
+
 #include <algorithm>
 #include <csignal>
 #include <fstream>
@@ -224,6 +226,9 @@ void Front::takeIntoUse(const Holder& loaded)
     if (current_)
         current_->retire();
     current_ = &loaded;
+    // Who started us may stand back behind others, and has had us load like that; the next one need not. Only
+    // we can still say so for root's.
+    base::takePriority({}, loaded.pid());
     for (const base::UniqueFd& client : waiting_)
         current_->serve(client.get());
     waiting_.clear();

@@ -20,13 +20,6 @@ namespace qsavd {
 
 namespace {
 
-/// Who started us may stand back behind others, and has had us load like that; the next one need not.
-void standLikeOthers()
-{
-    base::takePriority({});
-    base::useAllCores();
-}
-
 /// While it loads, which the library cannot be made to stop, requests to end do so at once.
 void letSignalsEnd(int how)
 {
@@ -48,15 +41,18 @@ base::UniqueFd servedSignals()
 }
 
 /// The life of the process. Everything that is not for it was closed.
-int holdSet(int channel, const std::vector<std::string>& directories, const Workspace& workspace)
+int holdSet(int channel, pid_t front, SignatureSet& signatures, const Workspace& workspace)
 {
+    // A change of user clears what follows it.
+    if (!giveUpRoot(serviceIdentity()) || prctl(PR_SET_DUMPABLE, 0) != 0 ||
+        prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != front)
+        return EXIT_FAILURE;
     if (cl_init(CL_INIT_DEFAULT) != CL_SUCCESS)
         return EXIT_FAILURE;
     catchLibraryMessages();
     const Warmth warmth;
-    SignatureSet signatures(directories, workspace.path());
     signatures.load();
-    standLikeOthers();
+    base::useAllCores();
     const base::UniqueFd signalFd = servedSignals();
     if (!signalFd)
         return EXIT_FAILURE;
@@ -94,9 +90,8 @@ base::Result<std::unique_ptr<Holder>> Holder::start(const std::vector<std::strin
         signal(SIGHUP, SIG_IGN);
         letSignalsEnd(SIG_UNBLOCK);
         const int channel = keepOnly(other.get());
-        if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != front)
-            _exit(EXIT_FAILURE);
-        _exit(holdSet(channel, directories, holder->workspace_));
+        SignatureSet signatures(directories, holder->workspace_.path());
+        _exit(holdSet(channel, front, signatures, holder->workspace_));
     }
     return holder;
 }

@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <pwd.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -49,19 +50,19 @@ bool setLimits(std::uint64_t largestFile, std::uint64_t largestUnpacked)
            setLimit(RLIMIT_NPROC, 0) && setLimit(RLIMIT_AS, present + largestFile + memoryMargin);
 }
 
-bool becomeNobody()
-{
-    const WorkerIdentity identity = workerIdentity();
-    return !identity.changes ||
-           (setgroups(0, nullptr) == 0 && setresgid(identity.group, identity.group, identity.group) == 0 &&
-            setresuid(identity.user, identity.user, identity.user) == 0);
-}
-
 } // namespace
 
-WorkerIdentity workerIdentity()
+Identity serviceIdentity()
 {
-    return {geteuid() == 0, nobody, nobody};
+    const passwd* user = getpwnam("qsavd");
+    return user && user->pw_uid != 0 ? Identity{user->pw_uid, user->pw_gid} : Identity{nobody, nobody};
+}
+
+bool giveUpRoot(const Identity& identity)
+{
+    return geteuid() != 0 ||
+           (setgroups(0, nullptr) == 0 && setresgid(identity.group, identity.group, identity.group) == 0 &&
+            setresuid(identity.user, identity.user, identity.user) == 0);
 }
 
 int keepOnly(int socket)
@@ -75,9 +76,8 @@ int keepOnly(int socket)
 bool lockDown(const std::string& directory, pid_t parent, std::uint64_t largestFile,
               std::uint64_t largestUnpacked)
 {
-    if (chdir(directory.c_str()) != 0 || !setLimits(largestFile, largestUnpacked) || !becomeNobody())
+    if (chdir(directory.c_str()) != 0 || !setLimits(largestFile, largestUnpacked) || geteuid() == 0)
         return false;
-    // A change of user clears both of these, so they follow it.
     if (prctl(PR_SET_DUMPABLE, 0) != 0 || prctl(PR_SET_PDEATHSIG, SIGKILL) != 0)
         return false;
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || getppid() != parent)

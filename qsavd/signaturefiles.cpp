@@ -4,11 +4,15 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <string_view>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace qsavd {
 
@@ -31,30 +35,52 @@ bool isSignatureFile(const fs::path& path)
     return std::find(signatureEndings.begin(), signatureEndings.end(), ending) != signatureEndings.end();
 }
 
+struct DirectoryCloser
+{
+    void operator()(DIR* entries) const { closedir(entries); }
+};
+
+/// To where nothing of the signatures is.
+void leave()
+{
+    if (chdir("/") != 0)
+        std::abort();
+}
+
 } // namespace
 
 SignatureDirectory openSignatureDirectory(const std::string& path)
 {
     constexpr int flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
-    SignatureDirectory directory{path, base::UniqueFd(open(path.c_str(), flags)), {}};
+    SignatureDirectory directory{path, base::UniqueFd(open(path.c_str(), flags))};
     // An update that could not exchange the directory has the new set inside.
-    if (directory.held && faccessat(directory.held.get(), base::installMarker, F_OK, 0) == 0)
-        if (const int next = openat(directory.held.get(), base::nextSet, flags | O_NOFOLLOW); next >= 0)
-            directory.held.reset(next);
-    if (directory.held)
-        directory.place = "/proc/self/fd/" + std::to_string(directory.held.get());
+    const int held = directory.held.get();
+    const bool marked = held >= 0 && faccessat(held, base::installMarker, F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+    const int next = marked ? openat(held, base::nextSet, flags | O_NOFOLLOW) : -1;
+    if (next >= 0)
+        directory.held.reset(next);
     return directory;
+}
+
+Inside::Inside(const SignatureDirectory& directory)
+{
+    if (fchdir(directory.held.get()) != 0)
+        leave();
+}
+
+Inside::~Inside()
+{
+    leave();
 }
 
 std::vector<std::string> signatureFiles(const SignatureDirectory& directory)
 {
+    const int readable = openat(directory.held.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const std::unique_ptr<DIR, DirectoryCloser> entries(readable >= 0 ? fdopendir(readable) : nullptr);
     std::vector<std::string> names;
-    std::error_code failure;
-    if (directory.held)
-        for (fs::directory_iterator i(directory.place, failure), end; !failure && i != end;
-             i.increment(failure))
-            if (isSignatureFile(i->path()))
-                names.push_back(i->path().filename().string());
+    while (const dirent* entry = entries ? readdir(entries.get()) : nullptr)
+        if (isSignatureFile(entry->d_name))
+            names.emplace_back(entry->d_name);
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -64,7 +90,7 @@ std::string fingerprint(const SignatureDirectory& directory)
     std::string print;
     for (const std::string& name : signatureFiles(directory)) {
         struct stat info = {};
-        stat(directory.reached(name).c_str(), &info);
+        fstatat(directory.held.get(), name.c_str(), &info, 0);
         const auto numbers = {static_cast<long long>(info.st_dev), static_cast<long long>(info.st_ino),
                               static_cast<long long>(info.st_size),
                               static_cast<long long>(info.st_mtim.tv_sec),
@@ -77,10 +103,10 @@ std::string fingerprint(const SignatureDirectory& directory)
     return print;
 }
 
-std::string refusal(const std::string& path)
+std::string refusal(const SignatureDirectory& directory, const std::string& name)
 {
     struct stat info = {};
-    if (stat(path.c_str(), &info) != 0)
+    if (fstatat(directory.held.get(), name.c_str(), &info, 0) != 0)
         return "it is not there";
     if (!S_ISREG(info.st_mode))
         return "it is no regular file";

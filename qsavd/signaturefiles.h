@@ -13,12 +13,20 @@ struct SignatureDirectory
 {
     std::string path;    ///< as it was named
     base::UniqueFd held; ///< none when it is not there
-    std::string place;   ///< a path that leads to what is held
 
     /// Path of a file in it, for a person.
     std::string shown(const std::string& name) const { return path + "/" + name; }
-    /// The same, to open it.
-    std::string reached(const std::string& name) const { return place + "/" + name; }
+};
+
+/// The working directory, for libraries that only know paths, while it lives; then it is "/" again. Nothing
+/// below /proc/self leads there for a process that others may not look into.
+class Inside
+{
+  public:
+    explicit Inside(const SignatureDirectory& directory);
+    Inside(const Inside&) = delete;
+    Inside& operator=(const Inside&) = delete;
+    ~Inside();
 };
 
 /// Opens the directory in which the set of `path` is now.
@@ -31,7 +39,7 @@ std::vector<std::string> signatureFiles(const SignatureDirectory& directory);
 /// updates make them, is no difference.
 std::string fingerprint(const SignatureDirectory& directory);
 
-/// Why the file at `path` is not to be read; empty when it may be. Links are followed.
-std::string refusal(const std::string& path);
+/// Why a file of it is not to be read; empty when it may be. Links are followed.
+std::string refusal(const SignatureDirectory& directory, const std::string& name);
 
 } // namespace qsavd

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <string_view>
 
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -45,19 +46,30 @@ struct ScopedDirectory
     const std::string path;
 };
 
+/// Only a process that others may look into finds its own descriptors in /proc.
+struct Lookable
+{
+    Lookable() { prctl(PR_SET_DUMPABLE, 1); }
+    Lookable(const Lookable&) = delete;
+    Lookable& operator=(const Lookable&) = delete;
+    ~Lookable() { prctl(PR_SET_DUMPABLE, 0); }
+};
+
 } // namespace
 
-SignatureSet::SignatureSet(std::vector<std::string> directories, std::string temporary)
-    : paths_(std::move(directories))
-    , temporary_(std::move(temporary))
+SignatureSet::SignatureSet(const std::vector<std::string>& directories, std::string temporary)
+    : temporary_(std::move(temporary))
 {
+    for (const std::string& directory : directories)
+        directories_.push_back(openSignatureDirectory(directory));
 }
 
-void SignatureSet::openDirectories()
+/// Those that can still be reached.
+void SignatureSet::reopenDirectories()
 {
-    directories_.clear();
-    for (const std::string& path : paths_)
-        directories_.push_back(openSignatureDirectory(path));
+    for (SignatureDirectory& directory : directories_)
+        if (SignatureDirectory again = openSignatureDirectory(directory.path); again.held)
+            directory = std::move(again);
 }
 
 std::string SignatureSet::fingerprint() const
@@ -72,13 +84,13 @@ bool SignatureSet::load()
 {
     bool usable = false;
     for (int attempt = 0; attempt < loadAttempts; ++attempt) {
-        openDirectories();
         leftOut_.clear();
         remark_.clear();
         fingerprint_ = fingerprint();
         usable = loadOpened();
         if (fingerprint() == fingerprint_)
             break;
+        reopenDirectories();
     }
     return usable;
 }
@@ -87,7 +99,7 @@ bool SignatureSet::loadOpened()
 {
     for (const SignatureDirectory& directory : directories_)
         for (const std::string& name : signatureFiles(directory))
-            if (const std::string reason = refusal(directory.reached(name)); !reason.empty())
+            if (const std::string reason = refusal(directory, name); !reason.empty())
                 leaveOut(directory.shown(name), reason);
     // Each turn but the last leaves out at least one file.
     const SignatureDirectory* failed = nullptr;
@@ -167,7 +179,8 @@ bool SignatureSet::loadDirectory(cl_engine* engine, const SignatureDirectory& di
         return true;
     if (names.size() != present)
         return loadLinked(engine, directory, names);
-    return cl_load(directory.place.c_str(), engine, &count_, CL_DB_STDOPT) == CL_SUCCESS;
+    const Inside inside(directory);
+    return cl_load(".", engine, &count_, CL_DB_STDOPT) == CL_SUCCESS;
 }
 
 bool SignatureSet::loadLinked(cl_engine* engine, const SignatureDirectory& directory,
@@ -175,8 +188,10 @@ bool SignatureSet::loadLinked(cl_engine* engine, const SignatureDirectory& direc
 {
     // The library loads the files of a directory in the order that they need.
     const ScopedDirectory links(temporary_ + "/links");
+    const std::string place = "/proc/self/fd/" + std::to_string(directory.held.get()) + "/";
+    const Lookable lookable;
     for (const std::string& name : names)
-        if (symlink(directory.reached(name).c_str(), (links.path + "/" + name).c_str()) != 0)
+        if (symlink((place + name).c_str(), (links.path + "/" + name).c_str()) != 0)
             return false;
     return cl_load(links.path.c_str(), engine, &count_, CL_DB_STDOPT) == CL_SUCCESS;
 }
@@ -189,7 +204,8 @@ bool SignatureSet::leaveOutBadFiles(const SignatureDirectory& directory)
             continue;
         const EnginePtr trial = newEngine();
         unsigned int ignored = 0;
-        const cl_error_t code = cl_load(directory.reached(name).c_str(), trial.get(), &ignored, CL_DB_STDOPT);
+        const Inside inside(directory);
+        const cl_error_t code = cl_load(name.c_str(), trial.get(), &ignored, CL_DB_STDOPT);
         if (code != CL_SUCCESS)
             leaveOut(directory.shown(name), cl_strerror(code));
     }

@@ -23,11 +23,12 @@ using EnginePtr = std::unique_ptr<cl_engine, EngineDeleter>;
 class SignatureSet
 {
   public:
-    /// Uses `temporary`, an own directory, while loading.
-    SignatureSet(std::vector<std::string> directories, std::string temporary);
+    /// Opens the directories, and keeps them whatever takes their places later. Uses `temporary`, an own
+    /// directory, while loading.
+    SignatureSet(const std::vector<std::string>& directories, std::string temporary);
 
-    /// Loads what is in the directories now, whatever takes their places meanwhile, and once more when their
-    /// files changed under its hands. False when nothing can be scanned with it; `remark` says why.
+    /// Loads what is in the directories, and once more when their files changed under its hands. False when
+    /// nothing can be scanned with it; `remark` says why.
     bool load();
 
     unsigned long count() const { return count_; }
@@ -42,7 +43,7 @@ class SignatureSet
     cl_engine* engine(bool packed, const std::function<void()>& tick = {});
 
   private:
-    void openDirectories();
+    void reopenDirectories();
     std::string fingerprint() const;
     bool loadOpened();
     EnginePtr newEngine() const;
@@ -54,7 +55,6 @@ class SignatureSet
     void addRemark(const std::string& text);
     void leaveOut(const std::string& path, const std::string& reason);
 
-    std::vector<std::string> paths_;
     std::vector<SignatureDirectory> directories_;
     std::string fingerprint_; ///< of directories_, when they were loaded
     std::string temporary_;

@@ -26,18 +26,26 @@ std::string baseDirectory()
     return access("/dev/shm", W_OK | X_OK) == 0 ? "/dev/shm" : "/tmp";
 }
 
-base::UniqueFd openOwn(const std::string& path)
+/// Root's service works as somebody else.
+uid_t owner()
+{
+    return geteuid() == 0 ? serviceIdentity().user : geteuid();
+}
+
+base::UniqueFd openOf(uid_t user, const std::string& path)
 {
     base::UniqueFd directory(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat info = {};
-    if (directory && (fstat(directory.get(), &info) != 0 || info.st_uid != geteuid()))
+    const bool good =
+        directory && fstat(directory.get(), &info) == 0 && (info.st_uid == user || info.st_uid == geteuid());
+    if (!good)
         directory.reset();
     return directory;
 }
 
 bool isAbandoned(const std::string& path)
 {
-    const base::UniqueFd directory = openOwn(path);
+    const base::UniqueFd directory = openOf(owner(), path);
     return directory && flock(directory.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
@@ -63,12 +71,12 @@ base::Result<Workspace> Workspace::create()
         if (!mkdtemp(path.data()))
             break;
         Workspace workspace;
-        workspace.lock_ = openOwn(path);
+        workspace.lock_ = openOf(geteuid(), path);
         struct stat info = {};
         if (workspace.lock_ && flock(workspace.lock_.get(), LOCK_EX | LOCK_NB) == 0 &&
             fstat(workspace.lock_.get(), &info) == 0 && info.st_nlink > 0) {
-            // Workers of another user pass through it, without seeing what else is there.
-            fchmod(workspace.lock_.get(), 0711);
+            if (fchown(workspace.lock_.get(), owner(), static_cast<gid_t>(-1)) != 0)
+                break;
             workspace.path_ = path;
             return workspace;
         }
@@ -87,11 +95,6 @@ std::string Workspace::addDirectory(unsigned number) const
     std::string path = path_ + "/" + std::to_string(number);
     if (mkdir(path.c_str(), 0700) != 0)
         return {};
-    const WorkerIdentity identity = workerIdentity();
-    if (identity.changes && chown(path.c_str(), identity.user, identity.group) != 0) {
-        rmdir(path.c_str());
-        return {};
-    }
     return path;
 }
 

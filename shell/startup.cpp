@@ -227,7 +227,7 @@ void Startup::refuse(Refusal refusal)
         vNotice(nullptr, text);
         break;
     case Box::Error:
-        vMessage(nullptr, text, VMessageBox::Critical, VMessageBox::BTN_OK | VMessageBox::BTN_DEFAULT);
+        vMessage(nullptr, text, VMessageBox::Critical, okDefault);
         break;
     case Box::Default:
         VMessageBox::critical(nullptr, text, QString(), QString(), QString(), 0, -1);

@@ -6,6 +6,8 @@
 #include <QTest>
 #include <QTreeWidget>
 
+#include <filesystem>
+
 using scripted::Schedule;
 
 /// The page that lists the scheduled scans, on a store that the scripted engine reads.
@@ -106,13 +108,19 @@ class TestSchedulerPage : public MainWindowTest
         QVERIFY(boxes->seen().empty());
     }
 
-    void missingStoreIsAnEmptyList()
+    void missingOrPlantedStoreIsAnEmptyList()
     {
-        show({});
-        std::filesystem::remove(paths::scheduleStore);
-        click("btnScheduler");
-        QCOMPARE(list->topLevelItemCount(), 0);
-        QCOMPARE(enabled(), "A---");
+        namespace fs = std::filesystem;
+        show({{"a", Schedule{.objects = {"/"}, .outdated = false}}});
+        QCOMPARE(list->topLevelItemCount(), 1);
+        fs::rename(paths::scheduleStore, "/opt/Quillstone/etc/elsewhere");
+        for (const bool planted : {false, true}) {
+            if (planted)
+                fs::create_symlink("/opt/Quillstone/etc/elsewhere", paths::scheduleStore);
+            click("btnScheduler");
+            QCOMPARE(list->topLevelItemCount(), 0);
+            QCOMPARE(enabled(), "A---");
+        }
     }
 
     void unreadableJobIsTriedAgainAtEachKey()

@@ -70,8 +70,8 @@ class TestLockdown : public QObject
 
 void TestLockdown::initTestCase()
 {
-    const auto identity = qsavd::workerIdentity();
-    if (identity.changes)
+    const auto identity = qsavd::serviceIdentity();
+    if (geteuid() == 0)
         QCOMPARE(chown(QFile::encodeName(directory_.path()).constData(), identity.user, identity.group), 0);
 }
 
@@ -81,7 +81,8 @@ int TestLockdown::inLockedProcess(pid_t parent, const std::function<bool()>& act
     const pid_t child = fork();
     if (child == 0) {
         signal(SIGXFSZ, SIG_IGN);
-        if (!qsavd::lockDown(directory_.path().toStdString(), parent, 1 << 20, 4 << 20))
+        if (!qsavd::giveUpRoot(qsavd::serviceIdentity()) ||
+            !qsavd::lockDown(directory_.path().toStdString(), parent, 1 << 20, 4 << 20))
             _exit(100);
         _exit(action() ? 1 : 0);
     }
@@ -99,6 +100,17 @@ void TestLockdown::rights_data()
         QTest::newRow(name) << std::move(action) << allowed << byLandlock;
     };
     row("is anybody but root", true, false, [] { return geteuid() != 0 && getgid() != 0; });
+    row("knows its files' flags", true, false,
+        [] { return fcntl(0, F_GETFL) >= 0 && fcntl(0, F_GETFD) >= 0; });
+    row("has signals sent to others", false, false, [] {
+        return fcntl(0, F_SETOWN, getppid()) == 0 || fcntl(0, F_SETSIG, SIGKILL) == 0 ||
+               fcntl(0, F_SETFL, O_ASYNC) == 0 || fcntl(0, F_NOTIFY, DN_CREATE) == 0;
+    });
+    row("locks files", false, false, [] {
+        struct flock whole = {};
+        whole.l_type = F_RDLCK;
+        return fcntl(0, F_SETLEASE, F_RDLCK) == 0 || fcntl(0, F_SETLK, &whole) == 0;
+    });
     row("makes files of its own", true, false, [] { return canOpen("own", O_RDWR | O_CREAT); });
     row("makes directories of its own", true, false,
         [] { return mkdir("folder", 0700) == 0 && rmdir("folder") == 0; });

@@ -1,5 +1,6 @@
 #include "base/paths.h"
 #include "tests/support/sandbox.h"
+#include "tests/tools/desktop.h"
 #include "tests/tools/schedulehome.h"
 
 #include <QCoreApplication>
@@ -74,10 +75,13 @@ void TestCron::cronRunsAJobAsRoot()
 {
     QVERIFY(save(jobNamed("at \"night\"; touch /tmp/owned % ü")));
     infect("bad");
+    Desktop desktop;
     const Cron cron(1);
     QTRY_VERIFY_WITH_TIMEOUT(fs::exists(fs::path(paths::quarantine) / "bad"), 20000);
     QVERIFY(!isThere("bad") && !fs::exists("/tmp/owned"));
     QTRY_VERIFY(sandbox::readFile(paths::quarantineRecords).starts_with("bad~#^|~"));
+    QByteArray shown;
+    QTRY_VERIFY((shown += desktop.shown()).contains("Vardo found 1 infected file"));
 }
 
 void TestCron::membersHaveRootRunNothing_data()

@@ -3,6 +3,7 @@
 #include "jobs/stamps.h"
 #include "quarantine/record.h"
 #include "tests/support/sandbox.h"
+#include "tests/tools/desktop.h"
 #include "tests/tools/schedulehome.h"
 
 #include <QJsonDocument>
@@ -73,64 +74,6 @@ Bytes takeLogs()
     }
     return text;
 }
-
-/// The session of a person at a desktop: a bus, and who shows notifications on it.
-class Desktop
-{
-  public:
-    Desktop()
-    {
-        fs::create_directories("/run/user/1000");
-        ::chown("/run/user/1000", person, person);
-        start(bus_, "dbus-daemon",
-              {"--config-file=/usr/share/dbus-1/session.conf", "--address=unix:path=/run/user/1000/bus",
-               "--nofork", "--print-address"});
-        bus_.waitForReadyRead();
-        start(shower_, "/usr/bin/python3", {"-m", "dbusmock", "--template", "notification_daemon"});
-        for (int attempt = 0; attempt < 100 && !namesOnBus().contains("Notifications"); ++attempt)
-            QTest::qWait(50);
-    }
-    ~Desktop()
-    {
-        for (QProcess* process : {&shower_, &bus_}) {
-            process->terminate();
-            process->waitForFinished();
-        }
-        fs::remove_all("/run/user");
-    }
-
-    /// What has been shown since the last call.
-    Bytes shown()
-    {
-        while (shower_.waitForReadyRead(500)) {
-        }
-        return shower_.readAllStandardOutput();
-    }
-
-  private:
-    static Bytes namesOnBus()
-    {
-        QProcess asks;
-        start(asks, "dbus-send",
-              {"--session", "--print-reply", "--dest=org.freedesktop.DBus", "/",
-               "org.freedesktop.DBus.ListNames"});
-        return wait(asks).out;
-    }
-    static void start(QProcess& process, const QString& program, const QStringList& arguments)
-    {
-        QProcessEnvironment environment;
-        environment.insert("PATH", "/usr/bin:/bin");
-        environment.insert("PYTHONUNBUFFERED", "1");
-        environment.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=/run/user/1000/bus");
-        process.setProcessEnvironment(environment);
-        process.setChildProcessModifier(asMember());
-        process.start(program, arguments);
-        process.waitForStarted();
-    }
-
-    QProcess bus_;
-    QProcess shower_;
-};
 
 } // namespace
 
