@@ -5,6 +5,7 @@
 #include "engine/vardo.h"
 #include "quarantine/quarantined.h"
 #include "tools/escape.h"
+#include "tools/membership.h"
 #include "tools/vardoscan/log.h"
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/report.h"
@@ -102,6 +103,13 @@ unsigned addPaths(Vardo& engine, const std::vector<std::string>& paths)
     return missing;
 }
 
+/// What somebody who is no member should know, with a text ahead of it; empty for members.
+std::string hintBehind(const char* text)
+{
+    const std::string hint = membershipHint();
+    return hint.empty() ? hint : text + hint;
+}
+
 ScanResult failed(ScanResult result, const std::string& error)
 {
     result.exitCode = fail(error);
@@ -135,7 +143,9 @@ void perform(Vardo& engine, const Options& options, ScanResult& result)
     if (code >= 0)
         result.end = ending.complete ? ScanResult::End::Complete : ScanResult::End::Stopped;
     watched.report.summary(result.statistics, ending);
-    for (const std::string& problem : {ending.error, unlisted}) {
+    const bool denied = options.action == SCANACT_QUARANTINE && result.statistics.scActionError > 0;
+    const std::string hint = denied ? hintBehind("quarantine: ") : "";
+    for (const std::string& problem : {ending.error, unlisted, hint}) {
         if (!problem.empty())
             fail(problem);
     }
@@ -193,7 +203,8 @@ ScanResult scan(Options& options)
         return failed(std::move(result), "cannot use " + options.scanConf);
     result.unlogged = options.log && !startLog(engine, options);
     if (result.unlogged)
-        fail("cannot write a scan log below " + logLocation(engine));
+        fail("cannot write a scan log below " + logLocation(engine) +
+             (logLocation(engine) == paths::logs ? hintBehind(": ") : ""));
     else if (options.log)
         result.logLocation = logLocation(engine);
     result.missing = addPaths(engine, options.paths);
