@@ -1,6 +1,7 @@
 #include "base/paths.h"
 #include "quarantine/quarantined.h"
 #include "quarantine/recordfile.h"
+#include "quarantine/store.h"
 #include "tests/support/sandbox.h"
 
 #include <QApplication>
