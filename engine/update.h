@@ -45,6 +45,7 @@ class vUpdateConf
 
   private:
     friend struct EngineLayout;
+    friend class vUpdate;
     friend struct EngineOptions;
     int ReadPathConfiguration(const char* file);
     int ReadUpdateConfiguration(const char* file);

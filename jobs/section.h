@@ -19,8 +19,8 @@ std::string nameOf(std::string_view section);
 /// The values of a section's keys.
 using Values = std::map<std::string, std::string, std::less<>>;
 
-/// The job that the section holds; nothing if it has no frequency. What is missing or makes no sense has its
-/// default.
+/// The job that the section holds, if it has a frequency and an object. What else is missing or makes no
+/// sense has its default.
 std::optional<Job> jobOf(std::string_view section, const Values& values);
 
 /// The lines of the job's section; nothing if they would be too long.

@@ -105,8 +105,10 @@ base::Result<base::UniqueFd> Stamps::hold(const std::string& id) const
 {
     base::UniqueFd file = openFile(lockFile, O_RDWR | O_CREAT);
     struct flock range = rangeOf(id);
-    if (!file || ::fcntl(file.get(), F_OFD_SETLK, &range) != 0)
-        return base::systemError(errno == EACCES ? EAGAIN : errno);
+    if (!file)
+        return base::systemError();
+    if (::fcntl(file.get(), F_OFD_SETLK, &range) != 0)
+        return base::systemError(errno == EACCES ? EAGAIN : errno); // both say that it is held
     return file;
 }
 

@@ -34,7 +34,7 @@ class Store
     /// The same, which has nothing to do while the file stays as it is. For all threads.
     static base::Result<std::shared_ptr<const Store>> readCached(const std::string& path);
 
-    /// In the order of the file. What stands for no job is left out: a section without a frequency.
+    /// In the order of the file. A section is a job if it has a frequency and an object.
     const std::vector<Job>& jobs() const { return jobs_; }
 
     /// The job whose section has that text, else the job of that name; null if there is none.

@@ -20,11 +20,11 @@ ServicePaths servicePaths(const ConfFile& conf)
     ServicePaths paths;
     paths.socket = conf.safePath("path:LocalSocketPath", paths::serviceSocket);
     paths.pidFile = conf.safePath("path:AVSpidPATH", paths::servicePid);
-    paths.signatureDirs = {conf.path("path:SignaturePath", paths::signatures)};
+    paths.signatureDirs = {conf.safePath("path:SignaturePath", paths::signatures)};
     // The distribution's set stands in until our first update has brought one of our own.
     const std::string system = conf.text("path:SystemSignaturePath").value_or(paths::systemSignatures);
     if (system.starts_with('/') && !hasUpdatedSet(paths.signatureDirs.front()))
-        paths.signatureDirs.push_back(system);
+        paths.signatureDirs.push_back(conf.safePath("path:SystemSignaturePath", paths::systemSignatures));
     return paths;
 }
 

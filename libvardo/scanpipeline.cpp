@@ -123,6 +123,8 @@ std::string ScanPipeline::failure()
 void ScanPipeline::lost(std::string why)
 {
     const std::lock_guard lock(mutex_);
+    if (ended())
+        return;
     failure_ = std::move(why);
     stopped_ = true;
     dropUnfinished();

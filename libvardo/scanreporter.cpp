@@ -116,8 +116,7 @@ bool ScanReporter::reportFile(ScanItem& item)
     const bool asks = plan_.action == SCANACT_PROMPT && spared.empty();
     const unsigned int action = spared.empty() ? chosenAction(fullName, verdict.status, plan)
                                                : static_cast<unsigned int>(SCANACT_LOG);
-    // Whoever stopped the scan while the question was open gets no action that the front-end takes no note
-    // of.
+    // The scan may have been stopped while the question was open: then the answer is not carried out.
     if (asks && !call({}, OBJTYPE_FILE, 0, {}, {}))
         return false;
     const bool cure = plan_.disinfect && verdict.status == SCANSTAT_INFECTED;

@@ -80,7 +80,7 @@ class FeedingThread
         const std::string seconds = std::to_string(limit.count());
         start([remark = "not scanned: opening it takes longer than " + seconds + " s"](Run& run) {
             run.source->goOn(remark);
-            return run.pipeline.failure();
+            return std::string();
         });
     }
 
@@ -183,11 +183,11 @@ base::Result<ScanEnd> runScan(const SessionFactory& openSession, const SessionOp
         if (const auto opened = scan.pipeline.open(openSession, options); !opened)
             return opened.error().text;
         scan.source->feed();
-        return scan.pipeline.failure();
+        return {};
     });
     const std::chrono::seconds limit(options.maxSeconds);
     const bool complete = reporter.run(run->pipeline, [&] { feeder.goOnAfter(limit); });
-    const std::string failure = feeder.end();
+    const std::string failure = feeder.end() + run->pipeline.failure(); // one of them at most
     run->pipeline.close();
     if (complete && !failure.empty())
         return base::Error{0, failure};

@@ -65,14 +65,27 @@ std::optional<Part> readDatabase(std::string_view header)
     return part;
 }
 
+/// The day that a comment tells in which a set says when it was made: `# Made: 2026-11-21`. The times of its
+/// files are those of whoever installed it.
+std::optional<std::time_t> dayMade(const std::string& line)
+{
+    struct tm day = {};
+    if (!line.starts_with("#") || !::strptime(line.c_str(), "# Made: %Y-%m-%d", &day))
+        return {};
+    day.tm_isdst = -1;
+    return std::mktime(&day);
+}
+
 Part readPlain(std::istream& file, std::time_t changed)
 {
     Part part{false, 0, changed, {}};
-    for (std::string line; std::getline(file, line);)
+    for (std::string line; std::getline(file, line);) {
         part.signatures += !line.empty() && line.front() != '#' && line.front() != '\r';
+        part.made = dayMade(line).value_or(part.made);
+    }
     struct tm when = {};
     char version[16];
-    ::localtime_r(&changed, &when);
+    ::localtime_r(&part.made, &when);
     std::strftime(version, sizeof version, "%Y%m%d", &when);
     part.version = version;
     return part;

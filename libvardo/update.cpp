@@ -180,14 +180,3 @@ int vUpdate::SetOption(unsigned int id, void* value)
 {
     return vardo::takeOption(EngineOptions::of(*this), id, value);
 }
-
-// Downloading is not there yet: an update always fails, and so there is none to be stopped.
-
-int vUpdate::DoUpdate(AVUpdateCallBack, AVUpdateContextData, const char*)
-{
-    return UPDATE_ERROR;
-}
-
-void signal_update_term(int)
-{
-}

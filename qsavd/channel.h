@@ -17,8 +17,8 @@ struct SetState
     std::uint32_t sessions = 0;
 };
 
-/// To a process that holds a set. With a client's connection: serve it. Without: no more will come, end
-/// with the last one that is here.
+/// To a process that holds a set, with a client's connection to serve. The end of these says that no more
+/// will come.
 struct ClientNotice
 {
     std::uint32_t unused = 0;

@@ -167,7 +167,7 @@ cl_scan_options scanOptions(std::uint32_t flags)
         options.parse &= ~static_cast<unsigned>(CL_SCAN_PARSE_ARCHIVE);
     if ((flags & ScanMails) == 0)
         options.parse &= ~static_cast<unsigned>(CL_SCAN_PARSE_MAIL);
-    // What could not be looked into is told whether or not heuristics are wanted.
+    // Without heuristics, too, people are told what could not be looked into.
     options.heuristic =
         CL_SCAN_HEURISTIC_EXCEEDS_MAX | CL_SCAN_HEURISTIC_ENCRYPTED_ARCHIVE | CL_SCAN_HEURISTIC_ENCRYPTED_DOC;
     if ((flags & ScanHeuristics) != 0) {

@@ -120,8 +120,9 @@ void Front::accept()
         return;
     const bool better = changing_ || loading();
     if (current_ && (current_->usable() || !better)) {
-        current_->serve(client.get());
-        return;
+        if (current_->serve(client.get()))
+            return;
+        current_ = nullptr; // it has just died
     }
     waiting_.push_back(std::move(client));
     if (!loading())
@@ -274,6 +275,9 @@ void Front::load()
     auto holder = Holder::start(settings_.signatureDirectories);
     if (holder) {
         holders_.push_back(std::move(holder).value());
+        // The first set is loaded at the pace of whoever started us; what comes then is for others too.
+        base::takePriority({});
+        base::useAllCores();
         return;
     }
     fingerprint_.clear(); // so that it is tried again

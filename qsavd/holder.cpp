@@ -125,7 +125,7 @@ bool Holder::serve(int client) const
 
 void Holder::retire() const
 {
-    sendMessage(channel_.get(), asBytes(ClientNotice{}), {}, MSG_DONTWAIT);
+    shutdown(channel_.get(), SHUT_WR);
 }
 
 } // namespace qsavd

@@ -101,10 +101,8 @@ void Service::readChannel()
     while ((received = receiveMessage(channel_, message, MSG_DONTWAIT)) == Receive::Message) {
         if (readNotice(message, notice) && message.fds.size() == 1)
             newcomers_.push_back(std::move(message.fds.front()));
-        else
-            retired_ = true;
     }
-    ending_ = ending_ || received == Receive::Closed;
+    retired_ = retired_ || received == Receive::Closed;
 }
 
 void Service::meetNewcomers()

@@ -24,8 +24,7 @@ class Service
     Service(int channel, int signals, SignatureSet& signatures, const Workspace& workspace);
     ~Service();
 
-    /// Returns when the service shall end: told by a signal, told that no more clients come while there are
-    /// none, or left alone.
+    /// Returns when the service shall end: told by a signal, or done with its last client when no more come.
     void run();
 
   private:

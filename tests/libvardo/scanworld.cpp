@@ -60,12 +60,16 @@ class FakeSession : public vardo::ScanSession
     void run()
     {
         std::unique_lock lock(mutex_);
+        int answered = 0;
         while (!ending_) {
             const bool waits = service_.holding || jobs_.empty();
             changed_.wait_for(lock, std::chrono::milliseconds(waits ? 5 : service_.delayMs.load()),
                               [this] { return ending_; });
             if (ending_ || jobs_.empty() || service_.holding)
                 continue;
+            if (answered == service_.loseAfter)
+                return handlers_.lost("the session is lost");
+            ++answered;
             const auto next = service_.backwards ? std::prev(jobs_.end()) : jobs_.begin();
             const auto [id, fd] = *next;
             jobs_.erase(next);

@@ -27,6 +27,7 @@ class FakeService
     std::atomic<int> delayMs = 0;      ///< before each answer
     std::atomic<bool> holding = false; ///< answers nothing while true
     bool infectsAll = false;           ///< calls every file infected
+    int loseAfter = -1;                ///< answers so many files, then the session is lost
     std::function<void(const QByteArray&)>
         whileScanning; ///< called with the content, on the session's thread
     std::atomic<int> submitted = 0;

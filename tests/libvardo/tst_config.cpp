@@ -312,7 +312,7 @@ class TestConfig : public QObject
         const bool root = ::geteuid() == 0;
         for (const auto& [owner, mode] : {std::pair(0u, 0644u), {0, 0666}, {1234, 0644}}) {
             write("[Scan]\nActionData = /etc/cron.d\n[path]\nQuarantinePath = /etc/cron.d\n"
-                  "LocalSocketPath = /etc/cron.d\n");
+                  "LocalSocketPath = /etc/cron.d\nSignaturePath = /etc/cron.d\n");
             QCOMPARE(::chmod(path().c_str(), mode), 0);
             if (root)
                 QCOMPARE(::chown(path().c_str(), owner, 0), 0);
@@ -324,6 +324,7 @@ class TestConfig : public QObject
             const vardo::EngineSettings settings = vardo::loadEngineSettings(path().c_str(), nullptr);
             QCOMPARE(settings.quarantineDir, expected);
             QCOMPARE(settings.service.socket, foreign ? usualSocket : expected);
+            QCOMPARE(settings.service.signatureDirs.front() == "/etc/cron.d", !foreign);
         }
     }
 

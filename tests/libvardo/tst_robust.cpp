@@ -82,7 +82,7 @@ class TestRobust : public QObject
 void TestRobust::everyFileOnceWhoeverDies()
 {
     for (const bool service : {false, true}) {
-        const int count = service ? 2'000 : 10'000;
+        const int count = service ? 2'000 : 5'000;
         Engine engine(count);
         std::vector<int> seen(std::size_t(count), 0);
         int reported = 0;
@@ -99,7 +99,7 @@ void TestRobust::everyFileOnceWhoeverDies()
             if (++reported % 300 == 0 && service) // as a whole, or what needs most memory
                 killed +=
                     ::kill(killed % 2 ? engine.home.pid() : engine.home.holders().value(0), SIGKILL) == 0;
-            if (reported % 800 == 0 && !service) {
+            if (reported % 400 == 0 && !service) {
                 for (const pid_t worker : engine.home.workers())
                     killed += ::kill(worker, SIGKILL) == 0;
             }

@@ -66,6 +66,33 @@ class TestScan : public QObject
         QVERIFY(world.beats() >= 3);
     }
 
+    /// What has its verdict is told all the same; about the rest nothing is.
+    void lostSessionIsAFailure()
+    {
+        ScanWorld world;
+        world.write("1");
+        world.write("2", "infected");
+        world.write("3");
+        world.service.backwards = true;
+        world.service.loseAfter = 2;
+        world.service.holding = true;
+        world.onCall = [&world](const Call&) {
+            world.service.holding = world.service.submitted < 3;
+            return static_cast<int>(CALLBACK_CONTINUE);
+        };
+        QCOMPARE(world.scan(), -1);
+        QCOMPARE(world.error, std::string("the session is lost"));
+        const Names told{"2 " + QByteArray::number(SCANSTAT_INFECTED),
+                         "3 " + QByteArray::number(SCANSTAT_CLEAN)};
+        QCOMPARE(world.files(true), told);
+        QCOMPARE(world.statistics.scFiles, 2u);
+        // A process is not clean for want of verdicts about its parts.
+        world.service.loseAfter = 0;
+        world.onCall = {};
+        QCOMPARE(world.scanMemory(), -1);
+        QVERIFY(std::ranges::count(world.calls, int(SCANSTAT_CLEAN), &Call::status) == 0);
+    }
+
     /// From an object's call, and from a beat in the middle of a file.
     void stopsAtOnce()
     {

@@ -53,6 +53,12 @@ class TestSignatureInfo : public QObject
         QCOMPARE(found.udate.tm_mday, 5);
         QCOMPARE(found.udate.tm_hour, 3);
 
+        // A set that says when it was made looks no newer for having been installed today.
+        write("own/test.ndb", "# Made: 2021-02-03\na:0:*:00\nb:0:*:11\nc:0:*:22");
+        QCOMPARE(info(found), 0);
+        QCOMPARE(found.noOfSignature, 4ul);
+        QCOMPARE(found.version, "20210203");
+
         // Plain files give no date where there is a database, though they may be newer.
         writeDatabase("system/main.cvd", "62", 1000, 1500000000);
         writeDatabase("system/daily.cld", "27000", 50, 1580000000);

@@ -24,7 +24,8 @@ struct Options
     unsigned int setBits = 0;   ///< SCANFLAG_ bits to set
     unsigned int unsetBits = 0; ///< and to clear
     std::optional<std::string> extensions;
-    std::string excludeDirs; ///< divided by semicolons
+    bool leavesRenamed = false; ///< those files are left out, unless the configuration lists extensions
+    std::string excludeDirs;    ///< divided by semicolons
     std::optional<unsigned long> maxSize;
     std::optional<unsigned char> maxDepth;
 

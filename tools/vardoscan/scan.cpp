@@ -53,8 +53,13 @@ bool configure(Vardo& engine, Options& options)
     engine.SetOption(SCANOPT_ACTION, &options.action);
     unsigned int bits = 0;
     engine.GetOption(SCANOPT_SCANOPTS, &bits);
+    constexpr unsigned int byExtension = SCANFLAG_INCLUDE_EXTENSIONS | SCANFLAG_EXCLUDE_EXTENSIONS;
+    if (options.leavesRenamed && !(bits & byExtension)) {
+        options.extensions = options.extension;
+        options.setBits |= SCANFLAG_EXCLUDE_EXTENSIONS;
+    }
     if (options.extensions)
-        bits &= ~static_cast<unsigned int>(SCANFLAG_INCLUDE_EXTENSIONS | SCANFLAG_EXCLUDE_EXTENSIONS);
+        bits &= ~byExtension;
     bits = (bits | options.setBits) & ~options.unsetBits;
     engine.SetOption(SCANOPT_SCANOPTS, &bits);
     if (options.logLevel)

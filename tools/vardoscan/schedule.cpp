@@ -35,9 +35,9 @@ Options optionsOf(const jobs::Job& job, const Options& asked)
     // There is nobody to be asked.
     options.action = job.action < SCANACT_PROMPT ? job.action : static_cast<unsigned int>(SCANACT_LOG);
     options.quarantineDir = paths::quarantine;
-    options.setBits = (job.flags & jobBits) | SCANFLAG_EXCLUDE_EXTENSIONS;
+    options.setBits = job.flags & jobBits;
     options.unsetBits = ~job.flags & jobBits;
-    options.extensions = options.extension; // what was renamed is out of action
+    options.leavesRenamed = true;
     options.log = true;
     options.json = asked.json;
     options.all = asked.all;
