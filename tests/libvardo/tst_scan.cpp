@@ -53,6 +53,19 @@ class TestScan : public QObject
         QCOMPARE(world.statistics.scFiles, 1u);
     }
 
+    void beatsAmongEmptyDirectories()
+    {
+        ScanWorld world;
+        for (int i = 0; i < 50; ++i)
+            world.directory(QByteArray::number(i));
+        world.onCall = [](const Call& call) {
+            QTest::qSleep(call.type == OBJTYPE_DIRECTORY ? 10 : 0);
+            return static_cast<int>(CALLBACK_CONTINUE);
+        };
+        QCOMPARE(world.scan(), 0);
+        QVERIFY(world.beats() >= 3);
+    }
+
     /// What has its verdict is told all the same; about the rest nothing is.
     void lostSessionIsAFailure()
     {

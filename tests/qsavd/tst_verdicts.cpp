@@ -87,6 +87,10 @@ void TestVerdicts::namesInsideArchives()
     QCOMPARE(nested.virus, std::string("Vardo.Marker"));
     QVERIFY2(nested.inner.starts_with("inner.zip=>") && nested.inner.ends_with("report.txt"),
              nested.inner.c_str());
+    ZipWriter folders;
+    for (const char* folder : {"first", "second", "third"})
+        folders.add(folder + QByteArray("/report.txt"), *folder == 's' ? markedText() : "harmless");
+    QCOMPARE(scan(folders.finish()).inner, std::string("second/report.txt"));
     // Any byte may stand in a name, and a very long one does no harm.
     QCOMPARE(scan(ZipWriter::single("a\x1b[2J\n\xff.txt", markedText())).inner,
              std::string("a\x1b[2J\n\xff.txt"));

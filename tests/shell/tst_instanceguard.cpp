@@ -71,6 +71,8 @@ class TestInstanceGuard : public QObject
 
     void anyLiveProcessStopsTheStart()
     {
+        sandbox::writeFile(paths::guardFile, "+1");
+        QVERIFY(isRunning());
         sandbox::writeFile(paths::guardFile, " 1\n");
         QVERIFY(isRunning());
         QVERIFY(createPIDFile() < 0); // it was faster

@@ -215,9 +215,9 @@ class TestVardoscan : public QObject
         const std::pair<const char*, const char*> rows[] = {
             {"", "nothing to scan"},
             {"--sacn /", "unknown option: --sacn"},
-            {"--action=prompt /", "--action: prompt"},
+            {"--action=prompt /", "--action: prompt (should be log, delete, rename or quarantine)"},
             {"--max-size=18014398509481984K /", "--max-size"}, // overflows
-            {"--max-depth=256 /", "--max-depth"},
+            {"--max-depth=256 /", "--max-depth: 256 (should be a number from 0 to 255)"},
             {"--include=a --exclude=b /", "together"},
             {"--rename-extension=../x /", "--rename-extension"},
             {"--log=here /", "--log: here"},
@@ -250,6 +250,29 @@ class TestVardoscan : public QObject
         QVERIFY(outcome.err.startsWith("vardoscan: "));
         const Bytes log = place.takeLog();
         QVERIFY2(log.endsWith("\n\nSCAN ERROR: " + outcome.err.mid(11)), log.constData());
+    }
+
+    /// Neither may pass for whole, even though something was found.
+    void whatCannotBeWritten()
+    {
+        Place place;
+        place.write("bad", ServiceHome::marker());
+        for (const bool log : {false, true}) {
+            QProcess process;
+            if (!log)
+                process.setStandardOutputFile("/dev/full");
+            process.setChildProcessModifier([] {
+                constexpr rlimit little{700, 700};
+                ::setrlimit(RLIMIT_FSIZE, &little);
+                ::signal(SIGXFSZ, SIG_IGN);
+            });
+            process.start(VARDOSCAN, place.arguments({log ? "--log" : "--all", place.home.path("tree")}));
+            const Outcome outcome = wait(process);
+            QCOMPARE(outcome.code, 2);
+            QVERIFY2(outcome.err.startsWith(log ? "vardoscan: the scan log is not whole: File too large\n"
+                                                : "vardoscan: cannot write the output"),
+                     outcome.err.constData());
+        }
     }
 
     void damagedSignaturesAreTold()
