@@ -25,15 +25,19 @@ struct ScanLog
     unsigned level;
 
     /// Nothing is held back: a message that waits in memory is lost to whoever watches the log, and to
-    /// everybody when the program is killed.
+    /// everybody when the program is killed. What fits in part only is taken back: the next message, when
+    /// there is room again, would make one line with it that tells of a file that nobody scanned.
     void write(std::string_view text) const
     {
+        const off_t start = ::lseek(fd.get(), 0, SEEK_END);
         while (!text.empty()) {
             const ssize_t done = ::write(fd.get(), text.data(), text.size());
-            if (done > 0)
+            if (done > 0) {
                 text.remove_prefix(static_cast<std::size_t>(done));
-            else if (done == 0 || errno != EINTR)
+            } else if (done == 0 || errno != EINTR) {
+                (void)!::ftruncate(fd.get(), start);
                 break;
+            }
         }
     }
 };
