@@ -6,9 +6,10 @@
 
 /// Runs a test program in a world of its own (bubblewrap), so that it can use the product's fixed
 /// paths and be any user, without privileges and without a trace on the machine. Inside,
-/// /opt/Quillstone, /var/Quillstone, /etc/init.d, /etc/cron.d, /tmp, /root and /home are private and writable, the
-/// build tree and the sources are there to read, and so are the built programs and pictures below
-/// /opt/Quillstone. What is to be kept goes into VARDO_PICTURES. The processes inside end with the test.
+/// /opt/Quillstone, /var/Quillstone, /etc/init.d, /etc/cron.d, /tmp, /root and /home are private and
+/// writable, the build tree and the sources are there to read, and so are the built programs and pictures
+/// below /opt/Quillstone. What is to be kept goes into VARDO_PICTURES. The processes inside end with the
+/// test.
 namespace sandbox {
 
 struct Ids
@@ -16,6 +17,9 @@ struct Ids
     unsigned int user = 0;
     unsigned int group = 0;
 };
+
+/// The ids in VARDO_TEST_IDS ("1000:0"), else the usual ones.
+Ids wantedIds(Ids usual);
 
 /// True in a program that enter() has started.
 bool inside();
@@ -48,12 +52,12 @@ void writeFile(const std::filesystem::path& path, const std::string& content);
 
 } // namespace sandbox
 
-/// QTEST_MAIN for a class that runs inside the sandbox with these ids.
+/// QTEST_MAIN for a class that runs inside the sandbox with these ids, or those that CTest sets.
 #define VARDO_SANDBOX_TEST_MAIN(Class, uid, gid)                                                             \
     int main(int argc, char** argv)                                                                          \
     {                                                                                                        \
         if (!sandbox::inside())                                                                              \
-            return sandbox::enter(argv, {uid, gid});                                                         \
+            return sandbox::enter(argv, sandbox::wantedIds({uid, gid}));                                     \
         sandbox::makeInstallation();                                                                         \
         QTEST_SET_MAIN_SOURCE_PATH                                                                           \
         QApplication application(argc, argv);                                                                \
