@@ -29,11 +29,16 @@ struct ScanLog
     std::string failure; ///< why the first line that is missing could not be written
 
     /// Nothing is held back: a message that waits in memory is lost to whoever watches the log, and to
-    /// everybody when the program is killed.
+    /// everybody when the program is killed. What fits in part only is taken back: the next message, when
+    /// there is room again, would make one line with it that tells of a file that nobody scanned.
     void write(std::string_view text)
     {
-        if (!base::writeAll(fd.get(), text) && failure.empty())
+        const off_t start = ::lseek(fd.get(), 0, SEEK_END);
+        if (base::writeAll(fd.get(), text))
+            return;
+        if (failure.empty())
             failure = base::describeError(errno);
+        (void)!::ftruncate(fd.get(), start);
     }
 };
 

@@ -216,33 +216,6 @@ class TestScan : public QObject
         QCOMPARE(ScanWorld::list(world.path()), Names({"1", "2"}));
         QCOMPARE(world.statistics.scDeleted, 0u);
     }
-
-    void staysSmall()
-    {
-        const auto residentKb = [] {
-            const QByteArray status = ScanWorld::read("/proc/self/status");
-            return status.mid(status.indexOf("VmRSS:") + 6).trimmed().split(' ').first().toLong();
-        };
-        ScanWorld world;
-        for (int i = 0; i < 8000; ++i)
-            ::mknod(world.path(QByteArray::number(i)).constData(), S_IFREG | 0644, 0);
-        long before = 0;
-        long most = 0;
-        world.onCall = [&](const Call& call) {
-            if (call.filesCounted == 1000 && before == 0)
-                before = residentKb();
-            if (call.filesCounted % 1000 == 0)
-                most = std::max(most, residentKb());
-            world.calls.clear(); // the test's own memory must not grow either
-            return static_cast<int>(CALLBACK_CONTINUE);
-        };
-        QCOMPARE(world.scan(), 0);
-        QCOMPARE(world.statistics.scFiles, 8'000u);
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-        QSKIP("a sanitizer keeps freed memory");
-#endif
-        QVERIFY2(most - before < 1024, qPrintable(QString("grew by %1 KB").arg(most - before)));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestScan)

@@ -3,8 +3,10 @@
 
 #include <QtTest>
 
+#include <csignal>
 #include <thread>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 class TestScanLog : public QObject
@@ -102,6 +104,23 @@ class TestScanLog : public QObject
 #pragma GCC diagnostic pop
             QCOMPARE(content(), expected);
         }
+    }
+
+    /// What does not fit is left out by lines: what is logged when there is room again is not joined to half
+    /// a one.
+    void fullDiskCostsWholeLines()
+    {
+        QVERIFY(open());
+        rlimit unlimited = {};
+        ::getrlimit(RLIMIT_FSIZE, &unlimited);
+        ::signal(SIGXFSZ, SIG_IGN);
+        const rlimit full = {60, unlimited.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &full);
+        for (int i = 0; i < 5; ++i)
+            LogMe(LOGLEVEL_MINIMUM, "%s INFECTED\n", "/home/user/file");
+        ::setrlimit(RLIMIT_FSIZE, &unlimited);
+        LogMe(LOGLEVEL_MINIMUM, "%s CLEAN\n", "/other");
+        QCOMPARE(content(), "/home/user/file INFECTED\n/home/user/file INFECTED\n/other CLEAN\n");
     }
 
     void plantedLinksAreNotFollowed()
