@@ -201,13 +201,13 @@ int vSchedule::ReadSchedule(const char* name, const char* confFile)
 {
     if (name && !vardo::assignText(scheduleName, name))
         return -1;
-    const int result = ReadConfiguration(confFile);
+    const int outcome = ReadConfiguration(confFile);
     // Only a single run has a month. An editor that compares day and month of others would not take one whose
     // month happens to be too short.
     constexpr unsigned char inEachMonth = 28;
-    if (result >= 0 && frequency != FREQ_ONCE && monthDay > inEachMonth)
+    if (outcome >= 0 && frequency != FREQ_ONCE && monthDay > inEachMonth)
         month = 1;
-    return result;
+    return outcome;
 }
 
 int vSchedule::SaveSchedule(const char* cronFile, const char* user, const char* confFile, bool existing)
