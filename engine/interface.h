@@ -12,7 +12,8 @@ typedef void* QS_AVPHandle;
 
 /// Called for each directory entered and each object dealt with, on the thread that called the scan.
 /// The texts belong to the engine and are valid during the call. A call with status 0 and an empty
-/// name is a beat: nothing happened, but the caller may serve its events and ask for a stop.
+/// name is a beat: nothing happened, but the caller may serve its events and ask for a stop. One with
+/// status 0, a name that is no directory's and a remark tells of something that the scan left out, and why.
 typedef int (*QS_ResultCallBack)(const char* objName, int objectType, int statusCode, const char* virus,
                                  const char* remark, QS_ResultContextData* cdata);
 

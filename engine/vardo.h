@@ -123,7 +123,8 @@ class Vardo : public ScanConfig
     VARDO_API int DoMemoryScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, bool all);
     int DoMemoryScan(const char* object, QS_ResultCallBack cb, QS_ResultContextData* ctx, bool all);
 
-    /// Text of the last failure, owned by the object; empty when there was none.
+    /// Text of the last failure, owned by the object; empty when there was none. After CloseLog that of a log
+    /// which is not whole.
     VARDO_API const char* ScanError();
     /// The running counters, owned by the object.
     VARDO_API QS_InterfaceScanStatistics* GetStatistics();

@@ -5,7 +5,7 @@ packages_build='g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libcla
 packages_package='dpkg-dev file'
 packages_display='xvfb xdotool imagemagick bubblewrap fonts-dejavu-core zip'
 packages_test='git openbox uidmap clang-14 libclang-rt-14-dev clang-format-14 clamav-testfiles zip p7zip-full man-db procps
-    cron faketime python3 openssl dbus-daemon dbus-bin python3-dbusmock'
+    cron faketime python3 openssl dbus-daemon dbus-bin python3-dbusmock adduser locales'
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then

@@ -22,11 +22,13 @@ constexpr mode_t guardMode = 0666; // less the umask
 constexpr int lockAttempts = 100;
 constexpr useconds_t lockPause = 1000; // microseconds
 
-/// The number that the text begins with, after white space; nothing when there is none or it is too
-/// long for a process id.
+/// The number that the text begins with, after white space and perhaps a sign; nothing when there is none or
+/// it is too long for a process id.
 std::optional<int> leadingNumber(std::string_view text)
 {
     while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())))
+        text.remove_prefix(1);
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-')
         text.remove_prefix(1);
     int number = 0;
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -60,7 +60,9 @@ EngineSettings loadEngineSettings(const char* avConf, const char* scanConf)
     const ConfFile av = readOr(avConf, paths::qsavConf);
     const ConfFile scan = readOr(scanConf, paths::vardoConf);
     EngineSettings settings{servicePaths(av), limits(scan),
-                            av.safePath("path:QuarantinePath", paths::quarantine)};
+                            av.safePath("path:QuarantinePath", paths::quarantine), false};
+    constexpr ConfWord mailFolderWords[] = {{"report", 0}, {"act", 1}, {nullptr, 0}};
+    settings.mailFolders = scan.word("Scan:MailFolders", mailFolderWords, 0) == 1;
     takeNumber<unsigned>(scan, "Service:IdleMinutes", 1, 1440, settings.service.idleMinutes);
     return settings;
 }

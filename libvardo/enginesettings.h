@@ -12,6 +12,7 @@ struct EngineSettings
     ServicePaths service;
     SessionOptions limits; ///< `archives` to `heuristics` follow the option bits, which the caller applies
     std::string quarantineDir; ///< absolute; its contents are never scanned
+    bool mailFolders = false;  ///< mail folders are acted upon like other files
 };
 
 /// Reads the paths from `avConf` and the limits from `scanConf`; null means the installation's file.

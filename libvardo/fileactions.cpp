@@ -2,8 +2,8 @@
 
 #include "base/systemerror.h"
 #include "quarantine/newfile.h"
+#include "quarantine/storedirectory.h"
 
-#include <climits>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -81,13 +81,10 @@ base::Result<std::string>
 takeFirstFree(int directory, const std::string& stem, const std::string& end,
               const std::function<base::Result<bool>(const std::string& name)>& take)
 {
-    const auto nameOf = [&](int number) {
-        const std::string tail = (number < 0 ? "" : "-" + std::to_string(number)) + end;
-        return stem.substr(0, NAME_MAX - tail.size()) + tail;
-    };
     const auto isTaken = [&](int number) {
+        const std::string name = quarantine::seriesName(stem, number, end);
         struct stat status = {};
-        return ::fstatat(directory, nameOf(number).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+        return ::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
     };
     for (int number = -1; number < mostNames; ++number) {
         if (isTaken(number)) {
@@ -95,7 +92,7 @@ takeFirstFree(int directory, const std::string& stem, const std::string& end,
                 number = skipTaken(number, isTaken);
             continue;
         }
-        const std::string name = nameOf(number);
+        const std::string name = quarantine::seriesName(stem, number, end);
         const base::Result<bool> taken = take(name);
         if (taken)
             return name;

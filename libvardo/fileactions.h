@@ -34,8 +34,8 @@ base::Result<std::string> renameFile(const ScannedFile& file, const std::string&
 base::Result<bool> moveScanned(const ScannedFile& file, int directory, const std::string& name);
 
 /// Calls `take` with the names of a series that are free in `directory`, until it does not fail with EEXIST:
-/// "STEM" + `end`, "STEM-0" + `end` and so on, `stem` cut where the whole would be too long for a file name.
-/// The result is the name taken. In a series of more than a thousand it need not be the first that is free.
+/// "STEM" + `end`, "STEM-0" + `end` and so on, as quarantine::seriesName() gives them. The result is the name
+/// taken. In a series of more than a thousand it need not be the first that is free.
 base::Result<std::string>
 takeFirstFree(int directory, const std::string& stem, const std::string& end,
               const std::function<base::Result<bool>(const std::string& name)>& take);

@@ -4,7 +4,9 @@
 #include <array>
 #include <cstdint>
 
+#include <fcntl.h>
 #include <linux/magic.h>
+#include <sys/stat.h>
 #include <sys/vfs.h>
 
 namespace vardo {
@@ -34,6 +36,14 @@ bool isPseudoFileSystem(int fd)
         return false;
     const auto type = static_cast<std::uint32_t>(status.f_type);
     return std::find(pseudoFileSystems.begin(), pseudoFileSystems.end(), type) != pseudoFileSystems.end();
+}
+
+std::uint64_t mountOf(int fd, const struct stat& status)
+{
+    struct statx told = {};
+    if (::statx(fd, "", AT_EMPTY_PATH, STATX_MNT_ID, &told) == 0 && (told.stx_mask & STATX_MNT_ID))
+        return told.stx_mnt_id;
+    return status.st_dev;
 }
 
 } // namespace vardo

@@ -10,7 +10,8 @@
 
 namespace vardo {
 
-base::Result<NameList> NameList::read(base::UniqueFd directory, const std::atomic<bool>& stop)
+base::Result<NameList> NameList::read(base::UniqueFd directory, const std::atomic<bool>& stop,
+                                      CallWatch& watch)
 {
     struct Close
     {
@@ -24,7 +25,7 @@ base::Result<NameList> NameList::read(base::UniqueFd directory, const std::atomi
     NameList list;
     errno = 0;
     while (!stop) {
-        const dirent* entry = ::readdir(stream.get());
+        const dirent* entry = watch.run([&stream] { return ::readdir(stream.get()); });
         if (!entry)
             break;
         if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)

@@ -2,6 +2,7 @@
 
 #include "base/result.h"
 #include "base/uniquefd.h"
+#include "libvardo/callwatch.h"
 
 #include <atomic>
 #include <cstddef>
@@ -16,7 +17,8 @@ class NameList
   public:
     /// Reads the names in `directory`, without "." and "..", in order of their bytes. Gives up early,
     /// with what was read so far, when `stop` becomes true.
-    static base::Result<NameList> read(base::UniqueFd directory, const std::atomic<bool>& stop);
+    static base::Result<NameList> read(base::UniqueFd directory, const std::atomic<bool>& stop,
+                                       CallWatch& watch);
 
     std::size_t size() const { return offsets_.size(); }
     const char* operator[](std::size_t index) const { return text_.c_str() + offsets_[index]; }

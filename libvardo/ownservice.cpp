@@ -2,6 +2,7 @@
 
 #include "base/paths.h"
 
+#include <cstdlib>
 #include <string>
 
 #include <pwd.h>
@@ -12,11 +13,39 @@ namespace vardo {
 
 namespace {
 
-/// Empty for root, and for who has no home.
+/// A directory of the caller's own that nobody else may write.
+bool isPrivate(const std::string& directory)
+{
+    struct stat status = {};
+    return ::lstat(directory.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+           status.st_uid == ::geteuid() && !(status.st_mode & (S_IWGRP | S_IWOTH));
+}
+
+/// Where the user's processes keep their sockets: the directory of the session, or without one a directory in
+/// /tmp. Empty when somebody else has taken that.
+std::string runtimeDirectory()
+{
+    const std::string user = std::to_string(::geteuid());
+    const char* told = std::getenv("XDG_RUNTIME_DIR");
+    for (const std::string& session : {std::string(told ? told : ""), "/run/user/" + user}) {
+        if (session.starts_with('/') && isPrivate(session))
+            return session + "/vardo";
+    }
+    const std::string shared = "/tmp/vardo-" + user;
+    struct stat status = {};
+    return ::lstat(shared.c_str(), &status) != 0 || isPrivate(shared) ? shared : "";
+}
+
+/// Empty for root, and for who has no home. A user whose windows run on the installation's settings has no
+/// directory of settings, and gets none for a socket.
 std::string ownDirectory()
 {
     const passwd* user = ::geteuid() == 0 ? nullptr : ::getpwuid(::geteuid());
-    return user && user->pw_dir && user->pw_dir[0] == '/' ? std::string(user->pw_dir) + "/.vardo" : "";
+    if (!user || !user->pw_dir || user->pw_dir[0] != '/')
+        return {};
+    const std::string settings = std::string(user->pw_dir) + "/.vardo";
+    const std::string runtime = isPrivate(settings) ? "" : runtimeDirectory();
+    return runtime.empty() ? settings : runtime;
 }
 
 } // namespace

@@ -5,7 +5,8 @@
 namespace vardo {
 
 /// The installation's service is root's alone. A user whose configuration names that one gets the place that
-/// a configuration of the user's own would have.
+/// a configuration of the user's own would have, or, without such a configuration, one where the sockets of
+/// the session are.
 void leaveRootsService(ServicePaths& paths);
 
 /// Makes the directory of a user's own service, if it is missing. Starting the service tells when it failed.

@@ -86,36 +86,55 @@ bool isGone(int code)
 
 } // namespace
 
-ProcessWalker::ProcessWalker(ScanPipeline& pipeline)
+ProcessWalker::ProcessWalker(ScanPipeline& pipeline, CallWatch& watch, bool all)
     : pipeline_(pipeline)
+    , watch_(watch)
+    , all_(all)
 {
 }
 
-void ProcessWalker::walk(bool all)
+void ProcessWalker::walk()
 {
+    listProcesses();
+    walkProcesses();
+}
+
+void ProcessWalker::goOn(const std::string& remark)
+{
+    fail(present_, remark);
+    ScanItem item;
+    item.kind = ScanItem::Kind::Process;
+    item.name = present_;
+    pipeline_.push(std::move(item));
+    walkProcesses();
+}
+
+void ProcessWalker::listProcesses()
+{
+    present_ = "/proc";
     base::UniqueFd proc(::open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    base::UniqueFd listed(::openat(proc.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const base::Result<NameList> names = NameList::read(std::move(listed), pipeline_.stopped());
+    const base::Result<NameList> names = NameList::read(std::move(proc), pipeline_.stopped(), watch_);
     if (!names)
         return fail("/proc", names.error().text);
-    std::vector<pid_t> processes;
     for (std::size_t i = 0; i < names.value().size(); ++i) {
         const char* name = names.value()[i];
         const char* end = name + std::strlen(name);
         pid_t pid = 0;
         if (std::from_chars(name, end, pid).ptr == end && pid > 0)
-            processes.push_back(pid);
+            processes_.push_back(pid);
     }
-    std::sort(processes.begin(), processes.end());
+    std::sort(processes_.begin(), processes_.end());
+}
 
-    for (const pid_t pid : processes) {
-        if (pipeline_.stopped())
-            return;
+void ProcessWalker::walkProcesses()
+{
+    while (next_ < processes_.size() && !pipeline_.stopped()) {
+        const pid_t pid = processes_[next_++];
         // The directory stays that of this process even when its number is given away again.
-        const base::UniqueFd directory(::openat(proc.get(), std::to_string(pid).c_str(),
-                                                O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        const base::UniqueFd directory(::open(("/proc/" + std::to_string(pid)).c_str(),
+                                              O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         struct stat status = {};
-        if (directory && ::fstat(directory.get(), &status) == 0 && (all || status.st_uid == ::geteuid()))
+        if (directory && ::fstat(directory.get(), &status) == 0 && (all_ || status.st_uid == ::geteuid()))
             visit(pid, directory.get());
     }
 }
@@ -123,13 +142,15 @@ void ProcessWalker::walk(bool all)
 void ProcessWalker::visit(pid_t pid, int directory)
 {
     const std::string program = linkTarget(directory, "exe");
-    if (program.empty()) // a kernel thread, or gone, or not ours to look into
+    if (program.empty())
         return;
+    present_ = std::to_string(pid) + " " + printable(program);
     processBytes_ = 0;
     struct stat status = {};
-    if (base::UniqueFd file = openRegular(directory, "exe", status))
+    if (base::UniqueFd file = openFile(directory, "exe", status))
         pushFile(std::move(file), program);
-    const base::Result<std::vector<CodeMapping>> mappings = readCodeMappings(directory);
+    const base::Result<std::vector<CodeMapping>> mappings =
+        watch_.run([directory] { return readCodeMappings(directory); });
     if (!mappings && !isGone(mappings.error().code) && !isClosed(directory))
         fail(program, mappings.error().text);
     if (mappings) {
@@ -138,8 +159,13 @@ void ProcessWalker::visit(pid_t pid, int directory)
     }
     ScanItem item;
     item.kind = isClosed(directory) ? ScanItem::Kind::LostProcess : ScanItem::Kind::Process;
-    item.name = std::to_string(pid) + " " + printable(program);
+    item.name = present_;
     pipeline_.push(std::move(item));
+}
+
+base::UniqueFd ProcessWalker::openFile(int process, const std::string& link, struct stat& status)
+{
+    return watch_.run([process, &link, &status] { return openRegular(process, link, status); });
 }
 
 /// A mapped file is scanned as a whole when we can get at exactly it, else what is mapped of it. The
@@ -166,7 +192,7 @@ base::UniqueFd ProcessWalker::openMapped(int process, const CodeMapping& mapping
         std::snprintf(name, sizeof name, "map_files/%llx-%llx",
                       static_cast<unsigned long long>(mapping.start),
                       static_cast<unsigned long long>(mapping.end));
-        base::UniqueFd file = openRegular(process, name, status);
+        base::UniqueFd file = openFile(process, name, status);
         if (file || (errno != EPERM && errno != EACCES))
             return file;
         mayMapFiles_ = ::geteuid() == 0;
@@ -175,7 +201,7 @@ base::UniqueFd ProcessWalker::openMapped(int process, const CodeMapping& mapping
     }
     // The program itself can be had even where its path leads through folders that are closed to us.
     for (const std::string& link : {std::string("exe"), "root" + mapping.path}) {
-        base::UniqueFd file = openRegular(process, link, status);
+        base::UniqueFd file = openFile(process, link, status);
         if (file && status.st_dev == mapping.device && status.st_ino == mapping.inode)
             return file;
     }
@@ -216,7 +242,8 @@ void ProcessWalker::pushMemory(int process, const CodeMapping& mapping)
         if (offset >= mostOfMapping || processBytes_ >= mostOfProcess)
             return fail(name, "not wholly scanned: too large");
         const std::uint64_t size = std::min(pieceSize + pieceOverlap, length - offset);
-        base::Result<base::UniqueFd> copy = copyMemory(memory.get(), mapping.start + offset, size);
+        base::Result<base::UniqueFd> copy =
+            watch_.run([&] { return copyMemory(memory.get(), mapping.start + offset, size); });
         if (!copy) {
             if (!isGone(copy.error().code))
                 fail(name, "not scanned: " + copy.error().text);

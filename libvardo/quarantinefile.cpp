@@ -3,7 +3,9 @@
 #include "base/pathof.h"
 #include "base/systemerror.h"
 #include "base/uniquefd.h"
+#include "libvardo/syncfile.h"
 #include "quarantine/restorenotes.h"
+#include "quarantine/storedirectory.h"
 
 #include <ctime>
 #include <optional>
@@ -20,7 +22,7 @@ base::Result<base::UniqueFd> openQuarantine(const std::string& directory)
 {
     if (::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST)
         return base::systemError();
-    base::UniqueFd fd(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    base::UniqueFd fd = quarantine::openStore(directory);
     struct stat status = {};
     if (!fd || ::fstat(fd.get(), &status) != 0)
         return base::systemError();
@@ -41,6 +43,12 @@ std::string originOf(const ScannedFile& file)
     return (directory.value() == "/" ? "" : directory.value()) + "/" + file.leaf;
 }
 
+/// Of a file whose origin is not noted nobody could say where it belongs.
+base::Error unnoted(const base::Error& error)
+{
+    return {error.code == EEXIST ? EIO : error.code, "its origin could not be noted: " + error.text};
+}
+
 /// One file on its way into the quarantine. What is done and not kept in the end is undone.
 class Quarantining
 {
@@ -55,17 +63,17 @@ class Quarantining
     {
     }
 
-    base::Result<Quarantined> run();
+    base::Result<std::string> run();
 
   private:
     bool mayMove() const;
-    base::Result<Quarantined> move();
-    base::Result<Quarantined> copy();
+    base::Result<std::string> move();
+    base::Result<std::string> copy();
     base::Result<std::string> takeName(const quarantine::Digest& content,
                                        const std::function<base::Result<bool>(const std::string&)>& take);
-    void addNote(const std::string& name, const quarantine::Digest& content);
+    base::Result<bool> addNote(const std::string& name, const quarantine::Digest& content);
     base::Result<bool> takeOverAttributes(int copy) const;
-    Quarantined kept(std::string name);
+    std::string kept(std::string name);
 
     const ScannedFile& file_;
     const std::string& virus_;
@@ -74,15 +82,16 @@ class Quarantining
     const base::Result<quarantine::RestoreNotes> notes_;
     struct stat status_ = {};
     std::optional<quarantine::NewFile> note_;
-    std::string noteProblem_;
 };
 
-base::Result<Quarantined> Quarantining::run()
+base::Result<std::string> Quarantining::run()
 {
+    if (!notes_)
+        return unnoted(notes_.error());
     if (::fstat(file_.fd, &status_) != 0)
         return base::systemError();
     if (mayMove()) {
-        base::Result<Quarantined> moved = move();
+        base::Result<std::string> moved = move();
         if (moved || moved.error().code != EXDEV)
             return moved;
     }
@@ -99,7 +108,7 @@ bool Quarantining::mayMove() const
            there.st_dev == status_.st_dev;
 }
 
-base::Result<Quarantined> Quarantining::move()
+base::Result<std::string> Quarantining::move()
 {
     const auto content = quarantine::digestFile(file_.fd, -1, beat_);
     if (!content)
@@ -116,10 +125,10 @@ base::Result<Quarantined> Quarantining::move()
     return error;
 }
 
-base::Result<Quarantined> Quarantining::copy()
+base::Result<std::string> Quarantining::copy()
 {
     // No quarantined file is ever among the notes, so what is left there of a killed process can be told.
-    auto copy = quarantine::NewFile::create(notes_ ? notes_.value().directory() : directory_);
+    auto copy = quarantine::NewFile::create(notes_.value().directory());
     if (!copy)
         return copy.error();
     const auto content = quarantine::digestFile(file_.fd, copy.value().fd(), beat_);
@@ -127,6 +136,8 @@ base::Result<Quarantined> Quarantining::copy()
         return content.error();
     if (const auto done = takeOverAttributes(copy.value().fd()); !done)
         return done.error();
+    if (const auto safe = syncFile(copy.value().fd(), beat_); !safe)
+        return safe.error();
     base::Result<std::string> name = takeName(content.value(), [&](const std::string& candidate) {
         return copy.value().publish(directory_, candidate);
     });
@@ -144,26 +155,26 @@ Quarantining::takeName(const quarantine::Digest& content,
                        const std::function<base::Result<bool>(const std::string&)>& take)
 {
     return takeFirstFree(directory_, file_.leaf, "", [&](const std::string& candidate) {
-        addNote(candidate, content);
-        return take(candidate);
+        const auto noted = addNote(candidate, content);
+        return noted ? take(candidate) : noted;
     });
 }
 
-void Quarantining::addNote(const std::string& name, const quarantine::Digest& content)
+base::Result<bool> Quarantining::addNote(const std::string& name, const quarantine::Digest& content)
 {
     note_.reset();
-    if (!notes_) {
-        noteProblem_ = notes_.error().text;
-        return;
-    }
+    const std::string origin = originOf(file_);
+    if (origin.empty())
+        return unnoted(base::systemError(ENAMETOOLONG));
     timespec now = {};
     ::clock_gettime(CLOCK_REALTIME, &now);
     base::Result<quarantine::NewFile> note =
-        notes_.value().add({name, originOf(file_), virus_, content, status_.st_uid, status_.st_gid,
+        notes_.value().add({name, origin, virus_, content, status_.st_uid, status_.st_gid,
                             status_.st_mode & 0777, status_.st_atim, status_.st_mtim, now});
-    noteProblem_ = note ? "" : note.error().text;
-    if (note)
-        note_ = std::move(note).value();
+    if (!note)
+        return unnoted(note.error());
+    note_ = std::move(note).value();
+    return true;
 }
 
 /// Owner first: a change of owner may take mode bits away, never give any.
@@ -176,16 +187,15 @@ base::Result<bool> Quarantining::takeOverAttributes(int copy) const
     return true;
 }
 
-Quarantined Quarantining::kept(std::string name)
+std::string Quarantining::kept(std::string name)
 {
-    if (note_)
-        note_->keep();
-    return {std::move(name), noteProblem_};
+    note_->keep();
+    return name;
 }
 
 } // namespace
 
-base::Result<Quarantined> quarantineFile(const ScannedFile& file, const std::string& virus,
+base::Result<std::string> quarantineFile(const ScannedFile& file, const std::string& virus,
                                          const std::string& directory, const quarantine::Beat& beat)
 {
     if (const auto same = verifyUnchanged(file); !same)

@@ -1,6 +1,7 @@
 #include "libvardo/scanlog.h"
 
-#include "base/uniquefd.h"
+#include "base/plainfile.h"
+#include "base/systemerror.h"
 #include "engine/interface.h"
 
 #include <algorithm>
@@ -10,7 +11,9 @@
 #include <ctime>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -18,29 +21,31 @@
 
 namespace {
 
-/// An open log. Writing never fails visibly: a full disk costs the log and nothing else.
+/// An open log. A full disk costs lines of the log and nothing else.
 struct ScanLog
 {
     base::UniqueFd fd;
     unsigned level;
+    std::string failure; ///< why the first line that is missing could not be written
 
     /// Nothing is held back: a message that waits in memory is lost to whoever watches the log, and to
-    /// everybody when the program is killed.
-    void write(std::string_view text) const
+    /// everybody when the program is killed. What fits in part only is taken back: the next message, when
+    /// there is room again, would make one line with it that tells of a file that nobody scanned.
+    void write(std::string_view text)
     {
-        while (!text.empty()) {
-            const ssize_t done = ::write(fd.get(), text.data(), text.size());
-            if (done > 0)
-                text.remove_prefix(static_cast<std::size_t>(done));
-            else if (done == 0 || errno != EINTR)
-                break;
-        }
+        const off_t start = ::lseek(fd.get(), 0, SEEK_END);
+        if (base::writeAll(fd.get(), text))
+            return;
+        if (failure.empty())
+            failure = base::describeError(errno);
+        (void)!::ftruncate(fd.get(), start);
     }
 };
 
 // The one log behind LogMe, which takes no object.
 std::mutex logMutex;
 std::optional<ScanLog> currentLog;
+std::string lastFailure; // of the log that was closed last
 
 /// DIRECTORY/vardo, made when missing with the mode that lets the whole group log there.
 base::UniqueFd openLogFolder(const std::string& directory)
@@ -65,7 +70,10 @@ base::UniqueFd createLogFile(const std::string& directory)
 
     base::UniqueFd fd;
     for (int n = 0; folder && !fd && n < 1000 && (n == 0 || errno == EEXIST); ++n) {
-        const std::string name = stem + (n ? "-" + std::to_string(n) : std::string()) + ".log";
+        char again[16] = "";
+        if (n > 0) // a letter, as each list of names has it behind the dot of the first one
+            std::snprintf(again, sizeof again, "x%03d", n);
+        const std::string name = std::string(stem) + again + ".log";
         fd.reset(::openat(folder.get(), name.c_str(),
                           O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0640));
     }
@@ -92,7 +100,8 @@ std::size_t lineEnds(std::string_view text, std::string_view format)
 }
 
 /// Escapes what would let a file's name pass for a line of the log, or command a terminal: control
-/// characters, and newlines within the text when the format does not have as many.
+/// characters, and newlines within the text when the format does not have as many; and the backslash, which
+/// would pass for an escape.
 std::string harmless(std::string_view text, std::string_view format)
 {
     const bool ownNewlines =
@@ -104,6 +113,8 @@ std::string harmless(std::string_view text, std::string_view format)
         char escape[8] = {text[at], '\0'};
         if (byte == '\n' && at < end)
             std::snprintf(escape, sizeof escape, "\\n");
+        else if (byte == '\\')
+            std::snprintf(escape, sizeof escape, "\\\\");
         else if (byte != '\n' && byte != '\t' && (byte < ' ' || byte == 0x7f))
             std::snprintf(escape, sizeof escape, "\\x%02x", byte);
         result += escape;
@@ -122,8 +133,15 @@ bool openScanLog(const std::string& directory, unsigned level)
     if (!fd)
         return false;
     const std::lock_guard lock(logMutex);
-    currentLog = ScanLog{std::move(fd), std::max<unsigned>(level, LOGLEVEL_MINIMUM)};
+    currentLog = ScanLog{std::move(fd), std::max<unsigned>(level, LOGLEVEL_MINIMUM), {}};
+    lastFailure.clear();
     return true;
+}
+
+std::string takeLogFailure()
+{
+    const std::lock_guard lock(logMutex);
+    return std::exchange(lastFailure, {});
 }
 
 } // namespace vardo
@@ -143,5 +161,7 @@ void LogMe(unsigned char level, const char* format, ...)
 void CloseLog()
 {
     const std::lock_guard lock(logMutex);
+    if (currentLog)
+        lastFailure = currentLog->failure;
     currentLog.reset();
 }

@@ -1,6 +1,7 @@
 #include "libvardo/scanpipeline.h"
 
 #include "engine/interface.h"
+#include "libvardo/closeelsewhere.h"
 
 #include <utility>
 
@@ -20,7 +21,7 @@ ScanPipeline::ScanPipeline(std::size_t window)
 
 ScanPipeline::~ScanPipeline()
 {
-    stop();
+    close();
 }
 
 base::Result<bool> ScanPipeline::open(const SessionFactory& factory, const SessionOptions& options)
@@ -46,8 +47,11 @@ std::shared_ptr<ScanOutcome> ScanPipeline::push(ScanItem item)
 
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [this, &item] { return stopped_ || hasRoom(item); });
-    if (stopped_)
+    if (stopped_) {
+        lock.unlock();
+        closeElsewhere(std::move(item));
         return nullptr;
+    }
     const std::uint64_t id = ++lastId_;
     memory_ += item.memory;
     open_ += item.fd ? 1 : 0;
@@ -99,6 +103,15 @@ void ScanPipeline::stop()
     const std::lock_guard lock(mutex_);
     stopped_ = true;
     changed_.notify_all();
+}
+
+void ScanPipeline::close()
+{
+    stop();
+    session_.reset();
+    pending_.clear();
+    if (!items_.empty())
+        closeElsewhere(std::exchange(items_, {}));
 }
 
 std::string ScanPipeline::failure()
@@ -160,8 +173,9 @@ void ScanPipeline::done(std::uint64_t id, Verdict verdict)
     ScanItem& item = *pending.item;
     item.unread.drop(item.fd.get());
     struct stat status = {};
-    const bool same = ::fstat(item.fd.get(), &status) == 0 && fileId(status) == item.id;
-    if (verdict.status == SCANSTAT_CLEAN && !same)
+    // Whoever could not read a file may not be able to look at it either, and wait for ever.
+    if (verdict.status == SCANSTAT_CLEAN &&
+        (::fstat(item.fd.get(), &status) != 0 || fileId(status) != item.id))
         verdict = {SCANSTAT_ERROR, {}, {}, "changed while it was scanned"};
 
     base::UniqueFd file;

@@ -50,6 +50,7 @@ struct ScanItem
 {
     enum class Kind {
         Directory,  ///< a directory is entered
+        NotEntered, ///< a directory that another file system is mounted on
         File,       ///< a file, or something that could not be opened
         MemoryPart, ///< a file or piece of memory that the next Process item uses
         Process,    ///< a process, after all its parts
@@ -64,7 +65,7 @@ struct ScanItem
     FileId id;                                    ///< the file's state when it was opened
     UnreadPages unread;                           ///< dropped once there is a verdict
     std::uint64_t memory = 0;                     ///< bytes that the item keeps in memory
-    std::shared_ptr<ScanOutcome> outcome;         ///< null for a directory and a process
+    std::shared_ptr<ScanOutcome> outcome;         ///< null for directories and processes
 };
 
 /// The bounded queue between the thread that walks and the thread that reports. Items come out in the
@@ -98,6 +99,8 @@ class ScanPipeline
     void stop();
     /// True once nothing that is pushed matters any more.
     const std::atomic<bool>& stopped() const { return stopped_; }
+    /// Ends the session. To be called when nobody pushes any more; what is still inside goes.
+    void close();
     /// Why the session was lost; empty while it is not.
     std::string failure();
 

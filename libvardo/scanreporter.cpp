@@ -1,6 +1,8 @@
 #include "libvardo/scanreporter.h"
 
 #include "base/systemerror.h"
+#include "libvardo/closeelsewhere.h"
+#include "libvardo/mailfolder.h"
 #include "libvardo/quarantinefile.h"
 #include "libvardo/statistics.h"
 
@@ -55,22 +57,23 @@ ScanReporter::ScanReporter(const Frontend& frontend, ActionPlan plan, QS_Interfa
 {
 }
 
-bool ScanReporter::run(ScanPipeline& pipeline)
+bool ScanReporter::run(ScanPipeline& pipeline, const std::function<void()>& idle)
 {
-    for (;;) {
+    for (lastBeat_ = std::chrono::steady_clock::now();;) {
         ScanItem item;
         switch (pipeline.next(item, beatInterval)) {
         case ScanPipeline::Next::End:
             return true;
         case ScanPipeline::Next::Nothing:
-            if (!beat())
-                return false;
+            idle();
             break;
         case ScanPipeline::Next::Item:
             if (!report(item))
                 return false;
             break;
         }
+        if (!beat())
+            return false;
     }
 }
 
@@ -80,9 +83,11 @@ bool ScanReporter::report(ScanItem& item)
     case ScanItem::Kind::Directory:
         ++statistics_.scDirectories;
         return call(item.name, OBJTYPE_DIRECTORY, 0, {}, {});
+    case ScanItem::Kind::NotEntered:
+        return call(item.name, OBJTYPE_FILE, 0, {}, "not entered: another file system");
     case ScanItem::Kind::MemoryPart:
         addPart(item);
-        return beat();
+        return true;
     case ScanItem::Kind::Process:
     case ScanItem::Kind::LostProcess:
         return reportProcess(item);
@@ -100,29 +105,49 @@ bool ScanReporter::reportFile(ScanItem& item)
     const std::string fullName = verdict.inner.empty() ? item.name : item.name + "=>" + verdict.inner;
     if (verdict.status != SCANSTAT_INFECTED && verdict.status != SCANSTAT_SUSPECTED) {
         countObject(statistics_, verdict.status, verdict.status);
-        return call(fullName, OBJTYPE_FILE, verdict.status, verdict.virus, verdict.remark);
+        const bool goesOn = call(fullName, OBJTYPE_FILE, verdict.status, verdict.virus, verdict.remark);
+        if (item.fd)
+            closeElsewhere(std::move(item.fd));
+        return goesOn;
     }
 
     ActionPlan plan = plan_;
-    const unsigned int action = chosenAction(fullName, verdict.status, plan);
+    const std::string spared = reasonToSpare(item);
+    const bool asks = plan_.action == SCANACT_PROMPT && spared.empty();
+    const unsigned int action = spared.empty() ? chosenAction(fullName, verdict.status, plan)
+                                               : static_cast<unsigned int>(SCANACT_LOG);
     // The scan may have been stopped while the question was open: then the answer is not carried out.
-    if (plan_.action == SCANACT_PROMPT && !call({}, OBJTYPE_FILE, 0, {}, {}))
+    if (asks && !call({}, OBJTYPE_FILE, 0, {}, {}))
         return false;
     const bool cure = plan_.disinfect && verdict.status == SCANSTAT_INFECTED;
     statistics_.scCureFailed += cure;
+    std::string remark = spared;
     if (action == SCANACT_LOG) {
         const bool cureIsOutcome = cure && plan_.action == SCANACT_LOG;
         countObject(statistics_, verdict.status, verdict.status);
+        join(remark, verdict.remark);
         return call(fullName, OBJTYPE_FILE, cureIsOutcome ? SCANSTAT_CURE_FAILED : verdict.status,
-                    verdict.virus, verdict.remark);
+                    verdict.virus, remark);
     }
-    std::string remark;
     const int outcome = act(item, action, plan, remark);
     if (!verdict.inner.empty())
         join(remark, "found in " + verdict.inner);
     join(remark, verdict.remark);
     countObject(statistics_, verdict.status, outcome);
     return call(item.name, OBJTYPE_FILE, outcome, verdict.virus, remark);
+}
+
+/// Why the file is left alone although there is something to be done about such files; empty normally.
+std::string ScanReporter::reasonToSpare(const ScanItem& item)
+{
+    const bool acts = plan_.action == SCANACT_PROMPT ||
+                      (plan_.action != SCANACT_LOG && item.outcome->verdict().status == SCANSTAT_INFECTED);
+    if (acts && !plan_.mailFolders && isMailFolder(item.fd.get(), [this] { return beat(); }))
+        return "left alone: it holds other mails too";
+    // Else each scan would add one more.
+    if (plan_.action == SCANACT_RENAME && item.leaf.ends_with("." + plan_.extension))
+        return acts ? "left alone: it has the extension of renamed files" : "";
+    return {};
 }
 
 /// Suspected files are left alone, except that a person may decide otherwise.
@@ -185,10 +210,7 @@ base::Result<std::string> ScanReporter::quarantined(const ScannedFile& file, con
                                                     const std::string& directory)
 {
     const auto result = quarantineFile(file, virus, directory, [this] { return beat(); });
-    if (!result)
-        return result.error();
-    const std::string& problem = result.value().noteProblem;
-    return problem.empty() ? "" : "its origin could not be noted: " + problem;
+    return result ? base::Result<std::string>(std::string()) : result;
 }
 
 ScannedFile ScanReporter::scannedFile(const ScanItem& item) const
@@ -226,7 +248,7 @@ bool ScanReporter::reportProcess(const ScanItem& item)
 {
     const Verdict verdict = std::exchange(process_, {});
     if (item.kind == ScanItem::Kind::LostProcess && weight(verdict.status) <= weight(SCANSTAT_CLEAN))
-        return beat();
+        return true;
     const int status = verdict.status == 0 ? SCANSTAT_CLEAN : verdict.status;
     countObject(statistics_, status, status);
     return call(item.name, OBJTYPE_PROCESS, status, verdict.virus, verdict.remark);
@@ -235,7 +257,6 @@ bool ScanReporter::reportProcess(const ScanItem& item)
 bool ScanReporter::call(const std::string& name, int type, int status, const std::string& virus,
                         const std::string& remark)
 {
-    lastBeat_ = std::chrono::steady_clock::now();
     if (stopped_ || !frontend_.result)
         return !stopped_;
     const int answer = frontend_.result(name.c_str(), type, status, virus.empty() ? nullptr : virus.c_str(),
@@ -249,8 +270,10 @@ bool ScanReporter::call(const std::string& name, int type, int status, const std
 /// Keeps the front-end alive while nothing can be reported; false once it asked to stop.
 bool ScanReporter::beat()
 {
-    if (std::chrono::steady_clock::now() - lastBeat_ < beatInterval)
+    const auto now = std::chrono::steady_clock::now();
+    if (now - lastBeat_ < beatInterval)
         return true;
+    lastBeat_ = now;
     return call({}, OBJTYPE_FILE, 0, {}, {});
 }
 

@@ -5,6 +5,7 @@
 #include "libvardo/scanpipeline.h"
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <unordered_map>
 
@@ -17,6 +18,7 @@ struct ActionPlan
     bool disinfect = false;            ///< a cure is tried first; there is none, so it always fails
     std::string quarantineDir;         ///< absolute
     std::string extension = "qst";     ///< of renamed files, without the dot
+    bool mailFolders = false;          ///< these are acted upon like other files
 };
 
 /// True when `text` can be the extension of a renamed file.
@@ -36,9 +38,9 @@ class ScanReporter
   public:
     ScanReporter(const Frontend& frontend, ActionPlan plan, QS_InterfaceScanStatistics& statistics);
 
-    /// Reports until the end (true) or until the front-end asks to stop (false). A beat is made for
-    /// every 100 ms in which nothing is ready.
-    bool run(ScanPipeline& pipeline);
+    /// Reports until the end (true) or until the front-end asks to stop (false). A beat is made every 100 ms,
+    /// whatever else was called back meanwhile. `idle` is called now and then while nothing is ready.
+    bool run(ScanPipeline& pipeline, const std::function<void()>& idle);
 
     /// How often the front-end answered that it could not note a quarantined file.
     unsigned recordFailures() const { return recordFailures_; }
@@ -48,6 +50,7 @@ class ScanReporter
     bool reportFile(ScanItem& item);
     bool reportProcess(const ScanItem& item);
     void addPart(const ScanItem& item);
+    std::string reasonToSpare(const ScanItem& item);
     unsigned int chosenAction(const std::string& name, int found, ActionPlan& plan);
     int act(const ScanItem& item, unsigned int action, const ActionPlan& plan, std::string& remark);
     base::Result<std::string> quarantined(const ScannedFile& file, const std::string& virus,

@@ -1,10 +1,15 @@
 #include "libvardo/scanrun.h"
 
+#include "libvardo/processwalker.h"
 #include "libvardo/threadsignals.h"
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <exception>
+#include <mutex>
 #include <thread>
+#include <utility>
 
 #include <sys/resource.h>
 
@@ -23,77 +28,170 @@ std::size_t window()
     return std::clamp<std::size_t>(limit.rlim_cur / 4, 4, largestWindow);
 }
 
-/// Feeds the pipeline, which must outlive it. Ends on every way out.
-class ProducerThread
+/// What the threads of one scan share. One that was left behind is the last to let go of it.
+struct Run
+{
+    ScanPipeline pipeline{window()};
+    CallWatch watch;
+    std::unique_ptr<ScanSource> source;
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool ended = false;  ///< by mutex: no thread feeds any more
+    std::string failure; ///< by mutex: what went wrong; empty normally
+};
+
+void work(Run& run, const std::function<std::string(Run&)>& feed)
+{
+    leaveSignalsToOthers();
+    std::string failure;
+    try {
+        failure = feed(run);
+    } catch (const CallWatch::GivenUp&) {
+        return;
+    } catch (const std::exception& problem) {
+        failure = problem.what();
+    }
+    run.pipeline.finish();
+    const std::lock_guard lock(run.mutex);
+    run.failure = std::move(failure);
+    run.ended = true;
+    run.changed.notify_all();
+}
+
+/// The thread that feeds a scan.
+class FeedingThread
 {
   public:
-    /// Runs `produce`, which returns what went wrong; empty normally.
-    ProducerThread(ScanPipeline& pipeline, std::function<std::string()> produce)
-        : pipeline_(pipeline)
-        , thread_([this, work = std::move(produce)] { run(work); })
+    FeedingThread(std::shared_ptr<Run> run, std::function<std::string(Run&)> feed)
+        : run_(std::move(run))
     {
+        start(std::move(feed));
     }
-    ProducerThread(const ProducerThread&) = delete;
-    ProducerThread& operator=(const ProducerThread&) = delete;
-    ~ProducerThread() { join(); }
+    FeedingThread(const FeedingThread&) = delete;
+    FeedingThread& operator=(const FeedingThread&) = delete;
+    ~FeedingThread() { end(); }
 
-    void join()
+    /// Leaves a thread that has been in one call for `limit` to itself, and goes on with another one.
+    void goOnAfter(std::chrono::seconds limit)
+    {
+        if (!run_->watch.giveUp(limit))
+            return;
+        thread_.detach();
+        const std::string seconds = std::to_string(limit.count());
+        start([remark = "not scanned: opening it takes longer than " + seconds + " s"](Run& run) {
+            run.source->goOn(remark);
+            return std::string();
+        });
+    }
+
+    /// Stops the scan and ends the thread, or leaves it behind in a call. The result is what went wrong.
+    std::string end()
     {
         if (!thread_.joinable())
-            return;
-        pipeline_.stop();
+            return {};
+        run_->pipeline.stop();
+        std::unique_lock lock(run_->mutex);
+        while (!run_->changed.wait_for(lock, patience, [this] { return run_->ended; })) {
+            if (run_->watch.giveUp(patience)) {
+                thread_.detach();
+                return {};
+            }
+        }
+        lock.unlock();
         thread_.join();
+        return run_->failure;
     }
-    /// The result of `produce`, after join().
-    const std::string& failure() const { return failure_; }
 
   private:
-    void run(const std::function<std::string()>& produce)
+    void start(std::function<std::string(Run&)> feed)
     {
-        leaveSignalsToOthers();
-        try {
-            failure_ = produce();
-        } catch (const std::exception& problem) {
-            failure_ = problem.what();
-        }
-        pipeline_.finish();
+        thread_ = std::thread([run = run_, feed = std::move(feed)] { work(*run, feed); });
     }
 
-    ScanPipeline& pipeline_;
-    std::string failure_;
+    static constexpr std::chrono::milliseconds patience{50};
+    const std::shared_ptr<Run> run_;
     std::thread thread_;
+};
+
+class FileSource final : public ScanSource
+{
+  public:
+    FileSource(ScanPipeline& pipeline, CallWatch& watch, std::vector<std::string> objects,
+               WalkOptions options)
+        : pipeline_(pipeline)
+        , walker_(pipeline, watch, std::move(options))
+        , objects_(std::move(objects))
+    {
+    }
+
+    void feed() override
+    {
+        while (next_ < objects_.size() && !pipeline_.stopped())
+            walker_.walk(objects_[next_++]);
+    }
+    void goOn(const std::string& remark) override
+    {
+        walker_.goOn(remark);
+        feed();
+    }
+
+  private:
+    ScanPipeline& pipeline_;
+    Walker walker_;
+    const std::vector<std::string> objects_;
+    std::size_t next_ = 0;
+};
+
+class ProcessSource final : public ScanSource
+{
+  public:
+    ProcessSource(ScanPipeline& pipeline, CallWatch& watch, bool all)
+        : walker_(pipeline, watch, all)
+    {
+    }
+
+    void feed() override { walker_.walk(); }
+    void goOn(const std::string& remark) override { walker_.goOn(remark); }
+
+  private:
+    ProcessWalker walker_;
 };
 
 } // namespace
 
-base::Result<ScanEnd> runScan(const SessionFactory& openSession, const SessionOptions& options,
-                              const std::function<void(ScanPipeline&)>& produce, ScanReporter& reporter)
+SourceFactory fileSource(std::vector<std::string> objects, WalkOptions options)
 {
-    ScanPipeline pipeline(window());
-    ProducerThread producer(pipeline, [&]() -> std::string {
-        if (const auto opened = pipeline.open(openSession, options); !opened)
+    return [objects = std::move(objects), options = std::move(options)](ScanPipeline& pipeline,
+                                                                        CallWatch& watch) {
+        return std::make_unique<FileSource>(pipeline, watch, objects, options);
+    };
+}
+
+SourceFactory processSource(bool all)
+{
+    return [all](ScanPipeline& pipeline, CallWatch& watch) {
+        return std::make_unique<ProcessSource>(pipeline, watch, all);
+    };
+}
+
+base::Result<ScanEnd> runScan(const SessionFactory& openSession, const SessionOptions& options,
+                              const SourceFactory& makeSource, ScanReporter& reporter)
+{
+    const auto run = std::make_shared<Run>();
+    run->source = makeSource(run->pipeline, run->watch);
+    FeedingThread feeder(run, [openSession, options](Run& scan) -> std::string {
+        if (const auto opened = scan.pipeline.open(openSession, options); !opened)
             return opened.error().text;
-        produce(pipeline);
+        scan.source->feed();
         return {};
     });
-    const bool complete = reporter.run(pipeline);
-    producer.join();
-    const std::string failure = producer.failure() + pipeline.failure(); // one of them at most
+    const std::chrono::seconds limit(options.maxSeconds);
+    const bool complete = reporter.run(run->pipeline, [&] { feeder.goOnAfter(limit); });
+    const std::string failure = feeder.end() + run->pipeline.failure(); // one of them at most
+    run->pipeline.close();
     if (complete && !failure.empty())
         return base::Error{0, failure};
     return ScanEnd{!complete, reporter.recordFailures()};
-}
-
-base::Result<ScanEnd> runFileScan(const SessionFactory& openSession, const SessionOptions& options,
-                                  const std::vector<std::string>& objects, const WalkOptions& walk,
-                                  ScanReporter& reporter)
-{
-    const auto produce = [&objects, &walk](ScanPipeline& pipeline) {
-        Walker walker(pipeline, walk);
-        for (const std::string& object : objects)
-            walker.walk(object);
-    };
-    return runScan(openSession, options, produce, reporter);
 }
 
 } // namespace vardo

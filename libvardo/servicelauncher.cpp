@@ -1,5 +1,6 @@
 #include "libvardo/servicelauncher.h"
 
+#include "base/systemerror.h"
 #include "base/uniquefd.h"
 #include "libvardo/servicelink.h"
 
@@ -117,14 +118,14 @@ base::Result<bool> launchService(const ServicePaths& paths, const std::function<
         return base::Error{ENOENT, "The scanning service is not installed."};
     int ends[2] = {-1, -1};
     if (pipe2(ends, O_CLOEXEC) != 0)
-        return base::Error{errno, std::strerror(errno)};
+        return base::Error{errno, base::describeError(errno)};
     const base::UniqueFd output(ends[0]);
     base::UniqueFd input(ends[1]);
     pid_t pid = 0;
     const int failure = DetachedSpawn(input.get()).run(serviceArguments(program, paths), pid);
     if (failure != 0)
         return base::Error{failure,
-                           "The scanning service cannot be started: " + std::string(std::strerror(failure))};
+                           "The scanning service cannot be started: " + base::describeError(failure)};
     input.reset();
     const std::optional<std::string> answer = readAnswer(output.get(), beat);
     // It goes to the background by itself: normally the process we started is gone by now.

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
+#include <mutex>
+#include <utility>
 #include <vector>
 
 #include <dlfcn.h>
@@ -25,6 +27,10 @@ namespace {
 constexpr std::chrono::seconds endPatience{5};
 constexpr std::chrono::milliseconds killPatience{100};
 constexpr int firstFree = 3;
+
+/// Processes that were stopped and had not ended when their caller went on.
+std::mutex leftBehindMutex;
+std::vector<pid_t> leftBehind;
 
 /// The program beside the library that this code is in, as built and as installed; else the installed one.
 std::string updateProgram()
@@ -89,6 +95,7 @@ struct SpawnSettings
 
 UpdateProcess::UpdateProcess(const char* qsavConf, const char* updatesConf, const std::string& wishes)
 {
+    reapLeftBehind();
     int ours[2] = {-1, -1};
     int theirs[2] = {-1, -1};
     bool made = ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ours) == 0;
@@ -156,7 +163,19 @@ std::optional<update::Message> UpdateProcess::next(std::chrono::milliseconds pat
 void UpdateProcess::stop(std::chrono::milliseconds patience)
 {
     control_.reset();
+    if (process_ && !becomesReady(process_.get(), patience)) {
+        // It has been told, and cleans up as fast as the machine lets it.
+        const std::lock_guard lock(leftBehindMutex);
+        leftBehind.push_back(std::exchange(pid_, -1));
+        return;
+    }
     waitForEnd(patience);
+}
+
+void UpdateProcess::reapLeftBehind()
+{
+    const std::lock_guard lock(leftBehindMutex);
+    std::erase_if(leftBehind, [](pid_t pid) { return ::waitpid(pid, nullptr, WNOHANG) != 0; });
 }
 
 void UpdateProcess::waitForEnd(std::chrono::milliseconds patience)

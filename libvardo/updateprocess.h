@@ -32,11 +32,12 @@ class UpdateProcess
     /// True when nothing will come any more.
     bool ended() const { return !output_; }
 
-    /// Asks it to stop, and ends it when it does not within so long.
+    /// Asks it to stop, and waits for its end no longer than so long.
     void stop(std::chrono::milliseconds patience);
 
   private:
     bool start(const char* qsavConf, const char* updatesConf, int input, int output);
+    static void reapLeftBehind();
     void waitForEnd(std::chrono::milliseconds patience);
 
     base::UniqueFd control_;

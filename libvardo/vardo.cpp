@@ -7,6 +7,7 @@
 #include <climits>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -179,6 +180,9 @@ int Vardo::LogInit(const char* file, int level)
 
 const char* Vardo::ScanError()
 {
+    // LogMe and CloseLog have no result of their own.
+    if (std::string failure = vardo::takeLogFailure(); !failure.empty())
+        stateOf(handle).error = std::move(failure);
     return stateOf(handle).error.c_str();
 }
 

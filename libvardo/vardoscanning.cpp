@@ -4,7 +4,6 @@
 #include "libvardo/enginesettings.h"
 #include "libvardo/enginestate.h"
 #include "libvardo/ownservice.h"
-#include "libvardo/processwalker.h"
 #include "libvardo/scanrun.h"
 
 #include <ctime>
@@ -91,13 +90,15 @@ vardo::WalkOptions walkOptions(ScanConfig& config, unsigned int bits)
 }
 
 /// What SetActionData said goes before the option, and that before the configured directory.
-vardo::ActionPlan actionPlan(ScanConfig& config, const EngineState& state, const std::string& configuredDir)
+vardo::ActionPlan actionPlan(ScanConfig& config, const EngineState& state,
+                             const vardo::EngineSettings& settings)
 {
     const std::string data = textOption<sizeof(qs_fString)>(config, SCANOPT_ACTDATA);
     vardo::ActionPlan plan;
     plan.action = option<unsigned int>(config, SCANOPT_ACTION);
     plan.disinfect = option<unsigned int>(config, SCANOPT_SCANOPTS) & SCANFLAG_DISINFECT;
-    plan.quarantineDir = configuredDir;
+    plan.quarantineDir = settings.quarantineDir;
+    plan.mailFolders = settings.mailFolders;
     for (const std::string& directory : {data, state.quarantineDir}) {
         if (directory.starts_with('/'))
             plan.quarantineDir = directory;
@@ -141,8 +142,8 @@ int bounded(EngineState& state, QS_IntefaceScanResult& result, const Scan& scan)
         return -1;
     }
     if (const unsigned missing = end.value().recordFailures)
-        state.error =
-            std::to_string(missing) + " quarantined files could not be noted in the quarantine list";
+        state.error = std::to_string(missing) + (missing == 1 ? " quarantined file" : " quarantined files") +
+                      " could not be noted in the quarantine list";
     return end.value().cancelled ? static_cast<int>(SCANRESULT_CANCELLED) : 0;
 }
 
@@ -178,16 +179,17 @@ int Vardo::DoScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, QS_actionProm
     EngineState& state = stateOf(handle);
     return bounded(state, *result, [&] {
         const vardo::EngineSettings settings = settingsOf(*this, state);
-        const vardo::ActionPlan plan = actionPlan(*this, state, settings.quarantineDir);
+        const vardo::ActionPlan plan = actionPlan(*this, state, settings);
         vardo::WalkOptions walk = walkOptions(*this, scanOpts);
-        walk.directories.exclude(settings.quarantineDir);
-        walk.directories.exclude(plan.quarantineDir);
+        walk.closed.add(settings.quarantineDir);
+        walk.closed.add(plan.quarantineDir);
         std::vector<std::string> objects;
         for (const VardoObject* object = scanObjects; object; object = object->objNext)
             objects.emplace_back(object->objName);
         vardo::ScanReporter reporter({cb, ctx, prompt}, plan, result->scanStatistics);
-        return vardo::runFileScan(sessionFactory(settings.service, state.leftOut),
-                                  sessionOptions(settings.limits, scanOpts), objects, walk, reporter);
+        return vardo::runScan(sessionFactory(settings.service, state.leftOut),
+                              sessionOptions(settings.limits, scanOpts),
+                              vardo::fileSource(std::move(objects), std::move(walk)), reporter);
     });
 }
 
@@ -204,11 +206,8 @@ int Vardo::DoMemoryScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, bool al
     return bounded(state, *result, [&] {
         const vardo::EngineSettings settings = settingsOf(*this, state);
         vardo::ScanReporter reporter({cb, ctx, nullptr}, {}, result->scanStatistics);
-        const auto produce = [all](vardo::ScanPipeline& pipeline) {
-            vardo::ProcessWalker(pipeline).walk(all);
-        };
         return vardo::runScan(sessionFactory(settings.service, state.leftOut),
-                              sessionOptions(settings.limits, scanOpts), produce, reporter);
+                              sessionOptions(settings.limits, scanOpts), vardo::processSource(all), reporter);
     });
 }
 

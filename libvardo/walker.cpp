@@ -21,6 +21,8 @@ constexpr unsigned linkedLevels = 40;          // links to directories inside ea
 constexpr std::size_t longestPath = 64 * 1024; // bounds what the items of a hostile tree take
 constexpr std::size_t mostVisited = 1'000'000; // directories, while links are followed
 constexpr std::size_t mostLinked = 4096;       // files with several names that are remembered
+constexpr unsigned mostStuck = 2;              // calls that were given up in a directory before it is left
+constexpr char closedRemark[] = "not scanned: it is in quarantine";
 constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr int lookFlags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
 constexpr int fileFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
@@ -35,8 +37,9 @@ std::pair<std::string, std::string> splitPath(const std::string& path)
 
 } // namespace
 
-Walker::Walker(ScanPipeline& pipeline, WalkOptions options)
+Walker::Walker(ScanPipeline& pipeline, CallWatch& watch, WalkOptions options)
     : pipeline_(pipeline)
+    , watch_(watch)
     , options_(std::move(options))
 {
 }
@@ -47,23 +50,37 @@ void Walker::walk(std::string object)
         object.pop_back();
     walkChosen(std::move(object));
     walkLevels();
-    levels_.clear();
-    pinned_ = 0;
+}
+
+void Walker::goOn(const std::string& remark)
+{
+    fail(present_, remark);
+    Level* level = levels_.empty() ? nullptr : &levels_.back();
+    const bool lost = level && !level->directory; // it was to be found again, and is what was just told of
+    if (level && (lost || ++level->stuck == mostStuck) && level->next < level->names.size()) {
+        level->next = level->names.size();
+        if (!lost)
+            fail(path_, "not wholly scanned: it does not answer");
+    }
+    walkLevels();
 }
 
 void Walker::walkChosen(std::string object)
 {
+    present_ = object;
     const base::UniqueFd chosen = openAt(AT_FDCWD, object.c_str(), O_PATH | O_CLOEXEC);
     struct stat status = {};
-    if (!chosen || ::fstat(chosen.get(), &status) != 0)
+    if (!chosen || !getStatus(chosen.get(), status))
         return fail(object, base::describeError(errno));
-    if (isPseudoFileSystem(chosen.get()))
+    if (watch_.run([&chosen] { return isPseudoFileSystem(chosen.get()); }))
         return fail(object, "not scanned: it shows the state of the system and holds no files");
-    startDevice_ = status.st_dev;
 
     if (S_ISDIR(status.st_mode)) {
         if (options_.directories.excludes(object, status))
             return;
+        if (isClosed(chosen.get()))
+            return fail(object, closedRemark);
+        startMount_ = watch_.run([&] { return mountOf(chosen.get(), status); });
         base::UniqueFd directory = openAt(chosen.get(), ".", directoryFlags);
         if (!directory)
             return fail(object, base::describeError(errno));
@@ -73,9 +90,9 @@ void Walker::walkChosen(std::string object)
         return fail(object, "not scanned: not a regular file");
 
     struct stat entry = {};
-    if (::lstat(object.c_str(), &entry) == 0 && S_ISLNK(entry.st_mode))
-        return visitTarget(chosen.get(), object);
-    visitPath(object);
+    if (watch_.run([&] { return ::lstat(object.c_str(), &entry) == 0; }) && S_ISLNK(entry.st_mode))
+        return visitTarget(chosen.get(), status, object, Reached::ByName);
+    visitPath(object, Reached::ByName);
 }
 
 void Walker::walkLevels()
@@ -87,65 +104,89 @@ void Walker::walkLevels()
         else
             visit(level.names[level.next++]);
     }
+    levels_.clear();
+    pinned_ = 0;
 }
 
 void Walker::visit(const char* name)
 {
-    const Directory directory = levels_.back().directory;
-    std::string path = childPath(name);
+    const Level& level = levels_.back();
+    const Directory directory = level.directory;
+    const std::string path = childPath(name);
+    present_ = path;
     struct stat status = {};
-    if (::fstatat(directory->get(), name, &status, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) != 0) {
+    const auto look = [&] {
+        return ::fstatat(directory->get(), name, &status, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) == 0;
+    };
+    if (!watch_.run(look)) {
         if (errno != ENOENT) // gone meanwhile: nothing is left to scan
             fail(path, base::describeError(errno));
         return;
     }
     if (S_ISDIR(status.st_mode)) {
-        if (options_.recurse && (!options_.maxDepth || levels_.size() <= *options_.maxDepth))
+        if (goesDeeper())
             visitDirectory(name, path, false);
     } else if (S_ISREG(status.st_mode)) {
-        if (wanted(name, status))
-            visitFile(directory, name, path);
+        if (wanted(name, status) && !reached_.contains({level.id.device, level.id.inode, name}))
+            visitFile(directory, level.id.device, name, path);
     } else if (S_ISLNK(status.st_mode) && options_.followLinks) {
-        visitLink(name, path);
+        visitLink(directory, name, path);
     }
 }
 
-void Walker::visitLink(const char* name, const std::string& path)
+void Walker::visitLink(const Directory& directory, const char* name, const std::string& path)
 {
-    const base::UniqueFd target = openAt(levels_.back().directory->get(), name, O_PATH | O_CLOEXEC);
+    const base::UniqueFd target = openAt(directory->get(), name, O_PATH | O_CLOEXEC);
     struct stat status = {};
-    if (!target || ::fstat(target.get(), &status) != 0) {
+    if (!target || !getStatus(target.get(), status)) {
         if (errno != ENOENT && errno != ELOOP) // a link that leads nowhere
             fail(path, base::describeError(errno));
-        return;
-    }
-    if (!staysInside(target.get(), status))
-        return;
-    if (S_ISDIR(status.st_mode)) {
-        if (options_.recurse && (!options_.maxDepth || levels_.size() <= *options_.maxDepth))
+    } else if (S_ISDIR(status.st_mode)) {
+        if (goesDeeper() && !isClosed(target.get()))
             visitDirectory(name, path, true);
-    } else if (S_ISREG(status.st_mode) && wanted(name, status)) {
-        visitTarget(target.get(), path);
+    } else if (S_ISREG(status.st_mode)) {
+        visitTarget(target.get(), status, path, Reached::ByLink);
     }
 }
 
-/// A file behind a link is reported, and acted upon, under its own path: the link is not the file.
-void Walker::visitTarget(int target, const std::string& link)
+/// A file behind a link is passed over or reported, and acted upon, under its own path: the link is not the
+/// file.
+void Walker::visitTarget(int target, const struct stat& status, const std::string& link, Reached how)
 {
     const base::Result<std::string> path = base::pathOf(target);
     if (!path)
         return fail(link, path.error().text);
-    visitPath(path.value());
+    if (how == Reached::ByName || wanted(splitPath(path.value()).second, status))
+        visitPath(path.value(), how);
 }
 
-void Walker::visitPath(const std::string& path)
+void Walker::visitPath(const std::string& path, Reached how)
 {
     const auto [directory, leaf] = splitPath(path);
     const auto parent = std::make_shared<base::UniqueFd>(
         openAt(AT_FDCWD, directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!*parent)
+    struct stat status = {};
+    if (!*parent || !getStatus(parent->get(), status))
         return fail(path, base::describeError(errno));
-    visitFile(parent, leaf, path);
+    if (isClosed(parent->get()))
+        return how == Reached::ByName ? fail(path, closedRemark) : void();
+    if (how == Reached::ByLink && !staysInside(parent->get(), status, path))
+        return;
+    const bool first = isFirst(status, leaf);
+    if (first || how == Reached::ByName)
+        visitFile(parent, status.st_dev, leaf, path);
+}
+
+/// With links followed there may be several ways to one file. Its directory comes, or came, with all its
+/// files.
+bool Walker::isFirst(const struct stat& directory, const std::string& leaf)
+{
+    if (!options_.followLinks)
+        return true;
+    if (visited_.contains({directory.st_dev, directory.st_ino}))
+        return false;
+    return reached_.size() >= mostVisited ||
+           reached_.emplace(directory.st_dev, directory.st_ino, leaf).second;
 }
 
 void Walker::visitDirectory(const char* name, const std::string& path, bool byLink)
@@ -154,12 +195,14 @@ void Walker::visitDirectory(const char* name, const std::string& path, bool byLi
     const int flags = byLink ? O_PATH | O_CLOEXEC : lookFlags;
     const base::UniqueFd looked = openAt(levels_.back().directory->get(), name, flags);
     struct stat status = {};
-    if (!looked || ::fstat(looked.get(), &status) != 0) {
+    if (!looked || !getStatus(looked.get(), status)) {
         if (errno != ENOENT)
             fail(path, base::describeError(errno));
         return;
     }
-    if (!staysInside(looked.get(), status) || options_.directories.excludes(path, status))
+    if (options_.directories.excludes(path, status) ||
+        watch_.run([&] { return options_.closed.contain(status); }) ||
+        !staysInside(looked.get(), status, path))
         return;
     if (path.size() > longestPath || (byLink && pinned_ >= linkedLevels))
         return fail(path, "not scanned: directories are nested too deeply");
@@ -176,7 +219,7 @@ void Walker::enter(base::UniqueFd directory, const struct stat& status, const st
     base::UniqueFd stream = openAt(directory.get(), ".", directoryFlags);
     if (!stream)
         return fail(path, base::describeError(errno));
-    base::Result<NameList> names = NameList::read(std::move(stream), pipeline_.stopped());
+    base::Result<NameList> names = NameList::read(std::move(stream), pipeline_.stopped(), watch_);
     if (!names)
         return fail(path, names.error().text);
 
@@ -218,6 +261,7 @@ void Walker::leave()
     if (levels_.empty() || levels_.back().directory)
         return;
     Level& level = levels_.back();
+    present_ = path_;
     base::Result<base::UniqueFd> directory = reopen(level, left.directory);
     if (directory) {
         level.directory = std::make_shared<base::UniqueFd>(std::move(directory).value());
@@ -233,26 +277,28 @@ base::Result<base::UniqueFd> Walker::reopen(const Level& level, const Directory&
         return base::systemError(ESTALE);
     base::UniqueFd directory = openAt(child->get(), "..", directoryFlags);
     struct stat status = {};
-    if (!directory || ::fstat(directory.get(), &status) != 0)
+    if (!directory || !getStatus(directory.get(), status))
         return base::systemError();
     if (status.st_dev != level.id.device || status.st_ino != level.id.inode)
         return base::systemError(ESTALE);
     return directory;
 }
 
-void Walker::visitFile(const Directory& parent, const std::string& leaf, const std::string& path)
+void Walker::visitFile(const Directory& parent, dev_t device, const std::string& leaf,
+                       const std::string& path)
 {
     ScanItem item;
     item.fd = openAt(parent->get(), leaf.c_str(), fileFlags);
     struct stat status = {};
-    if (!item.fd || ::fstat(item.fd.get(), &status) != 0) {
+    if (!item.fd || !getStatus(item.fd.get(), status)) {
         if (errno != ENOENT)
             fail(path, base::describeError(errno));
         return;
     }
     if (!S_ISREG(status.st_mode))
         return fail(path, "replaced while it was opened");
-    if (!staysInside(item.fd.get(), status))
+    // A file can be mounted on by itself.
+    if (status.st_dev != device && watch_.run([&item] { return isPseudoFileSystem(item.fd.get()); }))
         return;
     item.name = path;
     item.parent = parent;
@@ -291,11 +337,34 @@ bool Walker::wanted(const std::string& name, const struct stat& status) const
            (!options_.maxSize || static_cast<std::uint64_t>(status.st_size) <= *options_.maxSize);
 }
 
-bool Walker::staysInside(int fd, const struct stat& status) const
+bool Walker::goesDeeper() const
 {
-    if (status.st_dev == startDevice_)
+    return options_.recurse && (!options_.maxDepth || levels_.size() <= *options_.maxDepth);
+}
+
+bool Walker::staysInside(int directory, const struct stat& status, const std::string& path)
+{
+    if (watch_.run([&] { return mountOf(directory, status); }) == startMount_)
         return true;
-    return options_.crossFileSystems && !isPseudoFileSystem(fd);
+    if (watch_.run([directory] { return isPseudoFileSystem(directory); }))
+        return false;
+    if (options_.crossFileSystems)
+        return true;
+    ScanItem item;
+    item.kind = ScanItem::Kind::NotEntered;
+    item.name = path;
+    pipeline_.push(std::move(item));
+    return false;
+}
+
+bool Walker::isClosed(int directory)
+{
+    return watch_.run([this, directory] { return options_.closed.hold(directory); });
+}
+
+bool Walker::getStatus(int fd, struct stat& status)
+{
+    return watch_.run([fd, &status] { return ::fstat(fd, &status) == 0; });
 }
 
 void Walker::fail(const std::string& path, const std::string& remark)
@@ -315,7 +384,7 @@ std::string Walker::childPath(const char* name) const
 base::UniqueFd Walker::openAt(int directory, const char* name, int flags)
 {
     for (;;) {
-        base::UniqueFd fd(::openat(directory, name, flags));
+        base::UniqueFd fd = watch_.run([=] { return base::UniqueFd(::openat(directory, name, flags)); });
         const int code = errno;
         if (fd || (code != EMFILE && code != ENFILE) || !pipeline_.waitForRoom()) {
             errno = code;

@@ -19,8 +19,16 @@ struct ScanTrace
         std::string inner;
     };
 
-    std::vector<std::string> layers; ///< names of the files that are open inside each other
-    std::vector<Hit> hits;           ///< the innermost layer comes first
+    /// A file that is open inside another one.
+    struct Layer
+    {
+        std::string name;
+        std::vector<std::string> members; ///< that were announced with their folders, in their order
+        std::size_t next = 0;             ///< of the members
+    };
+
+    std::vector<Layer> layers;
+    std::vector<Hit> hits; ///< the innermost layer comes first
     std::string encryptedMember;
     std::uint64_t partLimit = 0;
     bool partTooLarge = false;
@@ -28,6 +36,7 @@ struct ScanTrace
     std::string_view failure; ///< what the library could not do and went on without
 
     std::string innerName() const;
+    std::string wholeName(std::string name);
 };
 
 namespace {
@@ -37,6 +46,7 @@ constexpr std::string_view unofficialMark = ".UNOFFICIAL";
 constexpr off_t smallestScanned = 5; ///< bytes that the library passes over unseen
 constexpr std::size_t maxHits = 16;
 constexpr std::size_t maxLayers = 128;
+constexpr std::size_t maxMembers = 65'536; // whose folders are remembered
 constexpr long long bytecodeMilliseconds = 5000;
 
 ScanTrace& traceOf(void* context)
@@ -61,7 +71,7 @@ cl_error_t enterLayer(int, const char*, const char**, size_t, const char* name, 
     trace.begun = true;
     if (level < maxLayers) {
         trace.layers.resize(level);
-        trace.layers.push_back(level == 0 ? std::string() : shownName(name));
+        trace.layers.push_back({level == 0 ? std::string() : trace.wholeName(shownName(name)), {}, 0});
     }
     // The library cuts a long member of some archives at the limit, scans that much and calls it clean.
     if (level > 0 && size >= trace.partLimit)
@@ -85,6 +95,8 @@ cl_error_t seeMember(const char*, unsigned long, const char* name, unsigned long
     ScanTrace& trace = traceOf(context);
     if (encrypted && trace.encryptedMember.empty())
         trace.encryptedMember = shownName(name);
+    if (!encrypted && !trace.layers.empty() && trace.layers.back().members.size() < maxMembers)
+        trace.layers.back().members.push_back(shownName(name));
     return CL_CLEAN;
 }
 
@@ -170,12 +182,32 @@ cl_scan_options scanOptions(std::uint32_t flags)
 std::string ScanTrace::innerName() const
 {
     std::string name;
-    for (const std::string& layer : layers) {
-        if (layer.empty())
+    for (const Layer& layer : layers) {
+        if (layer.name.empty())
             continue;
         if (!name.empty())
             name += separator;
-        name += layer;
+        name += layer.name;
+    }
+    return name;
+}
+
+/// The name of the member that is opened next, with its folders. Some formats are opened without; but all
+/// their members were announced before, in the same order.
+std::string ScanTrace::wholeName(std::string name)
+{
+    if (layers.empty() || name.empty())
+        return name;
+    Layer& archive = layers.back();
+    for (std::size_t i = archive.next; i < archive.members.size(); ++i) {
+        const std::string& member = archive.members[i];
+        if (member == name || member.ends_with("/" + name)) {
+            archive.next = i + 1;
+            // The announcement may come twice in a row.
+            if (archive.next < archive.members.size() && archive.members[archive.next] == member)
+                ++archive.next;
+            return member;
+        }
     }
     return name;
 }

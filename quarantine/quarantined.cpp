@@ -3,6 +3,7 @@
 #include "base/paths.h"
 #include "base/uniquefd.h"
 #include "quarantine/recordfile.h"
+#include "quarantine/storedirectory.h"
 
 #include <cstring>
 
@@ -16,22 +17,17 @@ namespace {
 constexpr int seriesLimit = 1024;
 constexpr std::size_t longestName = 255;
 
-std::string member(const std::string& name, int suffix)
-{
-    return suffix < 0 ? name : name + "-" + std::to_string(suffix);
-}
-
 /// The last name in use of the series name, name-0, name-1 …, which is where the engine has put the file. A
 /// gap ends the search, and so does the limit, one name early.
 std::string lastInSeries(int directory, const std::string& name)
 {
     const auto exists = [&](int suffix) {
-        return ::faccessat(directory, member(name, suffix).c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+        return ::faccessat(directory, seriesName(name, suffix).c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
     };
     int tried = 0;
     while (tried < seriesLimit && exists(tried - 1))
         ++tried;
-    return member(name, tried - 2);
+    return seriesName(name, tried - 2);
 }
 
 } // namespace
@@ -39,7 +35,7 @@ std::string lastInSeries(int directory, const std::string& name)
 bool recordQuarantined(const char* objName, const char* virus)
 {
     const std::string name = std::string(::basename(objName)).substr(0, longestName);
-    const base::UniqueFd directory(::open(paths::quarantine, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const base::UniqueFd directory = openStore(paths::quarantine, O_PATH);
     const std::string file = lastInSeries(directory.get(), name);
     struct stat status = {};
     if (::fstatat(directory.get(), file.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)

@@ -5,6 +5,7 @@
 #include "base/uniquefd.h"
 #include "quarantine/recordfile.h"
 #include "quarantine/restorenotes.h"
+#include "quarantine/storedirectory.h"
 
 #include <cerrno>
 
@@ -19,11 +20,6 @@ namespace {
 /// The longest piece of a line that is looked at when a record is removed.
 constexpr std::size_t removeLimit = 1023;
 
-base::UniqueFd openDirectory()
-{
-    return base::UniqueFd(open(paths::quarantine, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-}
-
 void allowEverybody(const char* path)
 {
     runCommand({paths::runAsRoot, "/bin/chmod", "666", path});
@@ -33,16 +29,14 @@ void allowEverybody(const char* path)
 
 std::optional<std::vector<Record>> load()
 {
-    const base::UniqueFd directory = openDirectory();
-    const auto isGone = [&directory](const Record& record) {
-        struct stat info;
-        return !isPlainName(record.name) ||
-               fstatat(directory.get(), record.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0;
-    };
+    const base::UniqueFd directory = openStore(paths::quarantine, O_PATH);
+    if (!directory)
+        return std::nullopt;
     std::vector<Record> records;
     const auto dropMissing = [&](const std::string& content) {
         records = parseRecords(content);
-        std::erase_if(records, isGone);
+        std::erase_if(records,
+                      [&directory](const Record& record) { return isGone(directory.get(), record.name); });
         std::string kept;
         for (const Record& record : records)
             kept += toLine(record);
@@ -76,17 +70,18 @@ void clearRecords()
 
 bool mayDelete()
 {
-    return access(paths::quarantine, W_OK) == 0;
+    return faccessat(openStore(paths::quarantine, O_PATH).get(), ".", W_OK, 0) == 0;
 }
 
 bool mayDelete(const std::string& name)
 {
-    return isPlainName(name) && faccessat(openDirectory().get(), name.c_str(), W_OK, 0) == 0;
+    return isPlainName(name) &&
+           faccessat(openStore(paths::quarantine, O_PATH).get(), name.c_str(), W_OK, 0) == 0;
 }
 
 void deleteFile(const std::string& name)
 {
-    const base::UniqueFd directory = openDirectory();
+    const base::UniqueFd directory = openStore(paths::quarantine, O_PATH);
     if (!isPlainName(name))
         return;
     if (unlinkat(directory.get(), name.c_str(), 0) == 0)

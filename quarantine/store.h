@@ -11,7 +11,8 @@
 namespace quarantine {
 
 /// Reads the records whose files exist and rewrites the record file with them alone. A field that was
-/// missing is then written as "(null)". Nothing when the files cannot be opened; no file has changed then.
+/// missing is then written as "(null)". Nothing when the directory or the record file cannot be opened; no
+/// file has changed then.
 std::optional<std::vector<Record>> load();
 
 /// Drops every record that holds `name` and a separator anywhere. False when the files cannot be opened.

@@ -12,11 +12,20 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QTextBoundaryFinder>
 #include <QVBoxLayout>
 
 namespace {
 
 constexpr int longestShown = 27;
+
+/// The head of a name that is too long, without half a character at its end.
+QString headOf(const QString& name)
+{
+    QTextBoundaryFinder characters(QTextBoundaryFinder::Grapheme, name);
+    characters.setPosition(longestShown);
+    return name.left(characters.isAtBoundary() ? longestShown : characters.toPreviousBoundary());
+}
 
 } // namespace
 
@@ -107,7 +116,7 @@ int VGetUserAction::getUserAction(const char* objName)
     QString oname = visibleText(shownText(objName));
     lblObjectName->setToolTip(literalToolTip(oname));
     if (oname.size() > longestShown)
-        oname = oname.left(longestShown) + QStringLiteral("...");
+        oname = headOf(oname) + QStringLiteral("...");
     lblObjectName->setText(oname);
     // Wide letters need more room than the empty window was shaped for. A label that was never shown leaves
     // its layouts as they are.

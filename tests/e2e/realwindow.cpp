@@ -25,12 +25,6 @@ QByteArray contentOf(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-QRect rectOf(const QJsonValue& value)
-{
-    const QJsonArray numbers = value.toArray();
-    return {numbers[0].toInt(), numbers[1].toInt(), numbers[2].toInt(), numbers[3].toInt()};
-}
-
 SeenWidget seenWidget(const QJsonObject& object)
 {
     SeenWidget widget;
@@ -39,16 +33,7 @@ SeenWidget seenWidget(const QJsonObject& object)
     widget.checked = object["checked"].toBool();
     widget.text = object["text"].toString();
     widget.className = object["class"].toString();
-    widget.place = rectOf(object["rect"]);
-    for (const QJsonValue& value : object["rows"].toArray()) {
-        SeenWidget::Row row;
-        for (const QJsonValue& text : value["texts"].toArray())
-            row.texts.append(text.toString());
-        row.place = rectOf(value["rect"]);
-        row.selected = value["selected"].toBool();
-        row.expanded = value["expanded"].toBool();
-        widget.rows.append(row);
-    }
+    widget.place = RealWindow::rectOf(object["rect"]);
     return widget;
 }
 
@@ -171,6 +156,12 @@ QByteArray RealWindow::ask(const QByteArray& request)
     return socket_.isOpen() ? socket_.readLine().trimmed() : QByteArray();
 }
 
+QRect RealWindow::rectOf(const QJsonValue& value)
+{
+    const QJsonArray numbers = value.toArray();
+    return {numbers[0].toInt(), numbers[1].toInt(), numbers[2].toInt(), numbers[3].toInt()};
+}
+
 QJsonArray RealWindow::widgets()
 {
     return QJsonDocument::fromJson(ask("widgets")).array();
@@ -239,23 +230,6 @@ bool RealWindow::click(const QString& name, QPoint at)
     return true;
 }
 
-bool RealWindow::clickRow(const QString& list, const QString& row, int x)
-{
-    QRect where;
-    const auto shown = [&] {
-        const SeenWidget widget = find(list);
-        for (const SeenWidget::Row& candidate : widget.rows) {
-            if (candidate.texts.value(0) == row)
-                where = candidate.place;
-        }
-        return widget.reachable && where.isValid();
-    };
-    if (!waitUntil(list + ", row " + row, shown))
-        return false;
-    clickAt(where.topLeft() + QPoint(x, where.height() / 2));
-    return true;
-}
-
 void RealWindow::clickAt(QPoint point)
 {
     useHands({"mousemove", QString::number(point.x()), QString::number(point.y()), "click", "1"});
@@ -264,11 +238,6 @@ void RealWindow::clickAt(QPoint point)
 void RealWindow::press(const QString& keys)
 {
     useHands({"key", keys});
-}
-
-QByteArray RealWindow::clipboard()
-{
-    return QByteArray::fromHex(ask("clipboard"));
 }
 
 int RealWindow::exitCode()

@@ -18,6 +18,7 @@
 #include <sys/types.h>
 
 class QJsonArray;
+class QJsonValue;
 
 /// Tests of the whole product: the built window, its engine and its service in the sandbox, worked with
 /// mouse and keyboard on a virtual screen. A test looks like this:
@@ -58,21 +59,12 @@ QList<pid_t> workers(unsigned int user = 0);
 /// What can be seen of a widget of the program.
 struct SeenWidget
 {
-    struct Row
-    {
-        QStringList texts;
-        QRect place; ///< of the first column, behind its indent; on the screen
-        bool selected = false;
-        bool expanded = false;
-    };
-
     bool exists = false;    ///< and is visible
     bool reachable = false; ///< enabled, and a click on its middle gets to it
     bool checked = false;
     QString text;
     QString className;
-    QRect place;     ///< on the screen
-    QList<Row> rows; ///< of a list, as far as they are in view
+    QRect place; ///< on the screen
 };
 
 /// One start of the program. A widget is named "WINDOW/WIDGET", by object names or the widget's text, or
@@ -94,8 +86,6 @@ class RealWindow
     /// Clicks, when it can be reached, the middle of the widget (of a check box, its mark) or `at` from its
     /// upper left corner.
     bool click(const QString& name, QPoint at = {-1, -1});
-    /// Clicks the first column of the row whose first text is `row`, `x` from its left edge.
-    bool clickRow(const QString& list, const QString& row, int x = 10);
     /// Clicks a place on the screen.
     void clickAt(QPoint place);
     /// Presses keys, in the notation of xdotool: "ctrl+a".
@@ -105,7 +95,6 @@ class RealWindow
     qint64 slowestAnswer() { return std::exchange(slowestAnswer_, 0); }
     /// What slowestAnswer() may be: some 100 on an idle machine, and room for a busy one.
     static constexpr qint64 lively = 2000;
-    QByteArray clipboard();
 
     bool isRunning() const { return process_.state() != QProcess::NotRunning; }
     /// Waits for the end; -1 after a crash or when there is none.
@@ -113,10 +102,16 @@ class RealWindow
     qint64 pid() const { return process_.processId(); }
     void kill();
 
-  private:
-    QByteArray ask(const QByteArray& request);
+    /// A rectangle as the probe tells it.
+    static QRect rectOf(const QJsonValue& value);
+
+  protected:
+    /// What the probe tells of everything that is visible.
     QJsonArray widgets();
     bool waitUntil(const QString& wanted, const std::function<bool()>& condition);
+
+  private:
+    QByteArray ask(const QByteArray& request);
 
     QString socketName_;
     QLocalSocket socket_;

@@ -1,6 +1,5 @@
 #include <QAbstractButton>
 #include <QApplication>
-#include <QClipboard>
 #include <QHeaderView>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -66,10 +65,7 @@ QJsonArray rowsOf(const QTreeWidget* list)
         QJsonArray texts;
         for (int column = 0; column < list->columnCount(); ++column)
             texts.append(item->text(column));
-        rows.append(QJsonObject{{"texts", texts},
-                                {"rect", onScreen(list->viewport(), place)},
-                                {"selected", item->isSelected()},
-                                {"expanded", item->isExpanded()}});
+        rows.append(QJsonObject{{"texts", texts}, {"rect", onScreen(list->viewport(), place)}});
     }
     return rows;
 }
@@ -96,7 +92,7 @@ QByteArray visibleWidgets()
 }
 
 /// Answers, on the event loop of the program that has loaded it, what can be seen of its windows. One request
-/// a line, one answer a line: "widgets", "clipboard"; anything else comes back.
+/// a line, one answer a line: "widgets"; anything else comes back.
 class Probe : public QObject
 {
   public:
@@ -119,8 +115,6 @@ class Probe : public QObject
     {
         if (request == "widgets")
             return visibleWidgets();
-        if (request == "clipboard")
-            return QApplication::clipboard()->text().toUtf8().toHex();
         return request;
     }
 

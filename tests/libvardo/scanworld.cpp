@@ -1,7 +1,5 @@
 #include "tests/libvardo/scanworld.h"
 
-#include "libvardo/processwalker.h"
-
 #include <QFile>
 
 #include <algorithm>
@@ -79,7 +77,8 @@ class FakeSession : public vardo::ScanSession
             lock.unlock();
             char head[64] = {};
             const ssize_t size = ::pread(fd, head, sizeof head, 0);
-            const QByteArray content(head, std::max<ssize_t>(size, 0));
+            const QByteArray content =
+                service_.infectsAll ? "infected" : QByteArray(head, std::max<ssize_t>(size, 0));
             if (service_.whileScanning)
                 service_.whileScanning(content);
             handlers_.done(id, size < 0 ? vardo::Verdict{SCANSTAT_ERROR, {}, {}, "unreadable"}
@@ -163,26 +162,22 @@ QList<QByteArray> ScanWorld::list(const QByteArray& directory)
 int ScanWorld::scan(const std::vector<std::string>& objects)
 {
     vardo::WalkOptions options = walk;
-    options.directories.exclude(plan.quarantineDir);
-    return run([&](vardo::ScanPipeline& pipeline) {
-        vardo::Walker walker(pipeline, options);
-        for (const std::string& object : objects.empty() ? std::vector{path().toStdString()} : objects)
-            walker.walk(object);
-    });
+    options.closed.add(plan.quarantineDir);
+    return run(vardo::fileSource(objects.empty() ? std::vector{path().toStdString()} : objects, options));
 }
 
 int ScanWorld::scanMemory(bool all)
 {
-    return run([all](vardo::ScanPipeline& pipeline) { vardo::ProcessWalker(pipeline).walk(all); });
+    return run(vardo::processSource(all));
 }
 
-int ScanWorld::run(const std::function<void(vardo::ScanPipeline&)>& produce)
+int ScanWorld::run(const vardo::SourceFactory& source)
 {
     calls.clear();
     statistics = {};
     scanning = this;
     vardo::ScanReporter reporter({&ScanWorld::result, this, &ScanWorld::prompt}, plan, statistics);
-    const auto end = vardo::runScan(service.factory(), session, produce, reporter);
+    const auto end = vardo::runScan(service.factory(), session, source, reporter);
     if (!end) {
         error = end.error().text;
         return -1;

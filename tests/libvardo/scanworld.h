@@ -26,6 +26,7 @@ class FakeService
     std::atomic<bool> loading = false; ///< opens no session while true
     std::atomic<int> delayMs = 0;      ///< before each answer
     std::atomic<bool> holding = false; ///< answers nothing while true
+    bool infectsAll = false;           ///< calls every file infected
     int loseAfter = -1;                ///< answers so many files, then the session is lost
     std::function<void(const QByteArray&)>
         whileScanning; ///< called with the content, on the session's thread
@@ -83,7 +84,7 @@ class ScanWorld
     std::string error;
 
   private:
-    int run(const std::function<void(vardo::ScanPipeline&)>& produce);
+    int run(const vardo::SourceFactory& source);
     static int result(const char* name, int type, int status, const char* virus, const char* remark,
                       void* context);
     static int prompt(const char* name, char* data);

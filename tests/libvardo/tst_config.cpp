@@ -135,23 +135,6 @@ class TestConfig : public QObject
         QCOMPARE(allOf(config), all);
     }
 
-    void valuesAreRead()
-    {
-        qputenv("CONF_TEST", "from outside");
-        ScanConfig config(path().c_str());
-        for (const auto& [raw, value] : {std::pair("\"exe;com # x\"", "exe;com # x"),
-                                         {"exe;com", "exe;com"}, // a list that has lost its quotes
-                                         {"exe ; note", "exe"},
-                                         {"a\\(b\\\\c\\\"d", "a(b\\c\"d"},
-                                         {"$(CONF_TEST)", "from outside"},
-                                         {"\"$\\(CONF_TEST)\"", "$(CONF_TEST)"},
-                                         {"tail\\", "tail\\"}}) {
-            write(QByteArray("[Scan]\nExtensions = ") + raw + "\n");
-            QCOMPARE(config.ReadConfiguration(nullptr), 0);
-            QVERIFY2(textOf(config, SCANOPT_EXTENSIONS) == value, raw);
-        }
-    }
-
     void wrongOptionsAreRefused()
     {
         ScanConfig config(path().c_str());

@@ -1,5 +1,4 @@
 #include "base/uniquefd.h"
-#include "libvardo/processmaps.h"
 #include "tests/libvardo/scanworld.h"
 
 #include <QTest>
@@ -148,18 +147,6 @@ class TestMemory : public QObject
         }
     }
 
-    void scansEachFileOnce()
-    {
-        ScanWorld world;
-        const Process one([] {});
-        QCOMPARE(scanAsUser(world), 0);
-        const int before = world.service.submitted.exchange(0);
-        const Process two([] {});
-        QCOMPARE(scanAsUser(world), 0);
-        QVERIFY(two.reported(world));
-        QCOMPARE(world.service.submitted.load(), before);
-    }
-
     /// As a worker of the service does while it starts. What was found in it before stays found.
     void passesOverWhatClosesItself()
     {
@@ -184,18 +171,6 @@ class TestMemory : public QObject
             QCOMPARE(call ? call->status : 0, *content == 'i' ? int(SCANSTAT_INFECTED) : 0);
             QCOMPARE(world.statistics.scScanError, 0u);
         }
-    }
-
-    void readsMappingLines()
-    {
-        vardo::CodeMapping mapping;
-        QVERIFY(vardo::parseCodeMapping(
-            "10-20 r-xp 00000000 fe:01 123                        /usr/lib/a b.so (deleted)", mapping));
-        QVERIFY(mapping.start == 0x10 && mapping.end == 0x20 && mapping.path == "/usr/lib/a b.so (deleted)");
-        QVERIFY(vardo::parseCodeMapping("10-20 rwxp 00000000 00:00 0", mapping) && mapping.path.empty());
-        for (const char* other : {"10-20 rw-p 00000000 00:00 0", "10-20 r-xp 00000000 00:00 0     [vdso]", "",
-                                  "10-20 r-x", "20-10 r-xp 00000000 00:00 0"})
-            QVERIFY2(!vardo::parseCodeMapping(other, mapping), other);
     }
 };
 

@@ -3,8 +3,10 @@
 
 #include <QtTest>
 
+#include <csignal>
 #include <thread>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 class TestScanLog : public QObject
@@ -40,10 +42,12 @@ class TestScanLog : public QObject
         QCOMPARE(logs().size(), 3);
         qint64 size = 0;
         for (const QFileInfo& log : logs()) {
-            QVERIFY(QRegularExpression("^scan-\\d{8}-\\d{6}(-\\d)?\\.log$").match(log.fileName()).hasMatch());
+            QVERIFY(
+                QRegularExpression("^scan-\\d{8}-\\d{6}(x\\d{3})?\\.log$").match(log.fileName()).hasMatch());
             size += log.size();
         }
         QCOMPARE(size, 6);
+        QCOMPARE(logs().first().size(), 6); // a list of names has them in the order of their making
         struct stat status = {};
         QCOMPARE(::stat((dir_->path() + "/vardo").toUtf8(), &status), 0);
         QCOMPARE(status.st_mode & 0777, 0775u); // others of the group log there too
@@ -84,7 +88,8 @@ class TestScanLog : public QObject
         const std::tuple<const char*, const char*, QByteArray> lines[] = {
             {"%s CLEAN\n", "/a\n/b CLEAN\n", "/a\\n/b CLEAN\\n CLEAN\n"},
             {"%s", "/a\n/b CLEAN\n", "/a\\n/b CLEAN\n"},
-            {"\n\tbanner\\ %s\n\n", "\xc3\xa4\xff", "\n\tbanner\\ \xc3\xa4\xff\n\n"},
+            {"\n\tbanner %s\n\n", "\xc3\xa4\xff", "\n\tbanner \xc3\xa4\xff\n\n"},
+            {"%s\n", "a\\nb", "a\\\\nb\n"},
             {"one\ntwo %s\n", "x", "one\ntwo x\n"},
             {"one\ntwo %s\n", "x\ny", "one\\ntwo x\\ny\n"},
             {"%s\n", "\x1b[2J\r\x7f\b", "\\x1b[2J\\x0d\\x7f\\x08\n"},
@@ -99,6 +104,23 @@ class TestScanLog : public QObject
 #pragma GCC diagnostic pop
             QCOMPARE(content(), expected);
         }
+    }
+
+    /// What does not fit is left out by lines: what is logged when there is room again is not joined to half
+    /// a one.
+    void fullDiskCostsWholeLines()
+    {
+        QVERIFY(open());
+        rlimit unlimited = {};
+        ::getrlimit(RLIMIT_FSIZE, &unlimited);
+        ::signal(SIGXFSZ, SIG_IGN);
+        const rlimit full = {60, unlimited.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &full);
+        for (int i = 0; i < 5; ++i)
+            LogMe(LOGLEVEL_MINIMUM, "%s INFECTED\n", "/home/user/file");
+        ::setrlimit(RLIMIT_FSIZE, &unlimited);
+        LogMe(LOGLEVEL_MINIMUM, "%s CLEAN\n", "/other");
+        QCOMPARE(content(), "/home/user/file INFECTED\n/home/user/file INFECTED\n/other CLEAN\n");
     }
 
     void plantedLinksAreNotFollowed()

@@ -1,15 +1,45 @@
 #include "tests/libvardo/scanworld.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdarg>
+#include <string_view>
 
 #include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 using Names = QList<QByteArray>;
+
+namespace {
+
+std::atomic<bool> serverIsDead = false;
+std::atomic<int> heldUp = 0; ///< threads
+
+} // namespace
+
+/// Opens as the system does, but for files named "dead...": these block while their server is dead.
+extern "C" int openat(int directory, const char* name, int flags, ...)
+{
+    if (serverIsDead && std::string_view(name).starts_with("dead")) {
+        ++heldUp;
+        while (serverIsDead)
+            ::usleep(1000);
+        --heldUp;
+    }
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = flags & (O_CREAT | O_TMPFILE) ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return static_cast<int>(::syscall(SYS_openat, directory, name, flags, mode));
+}
 
 class TestWalk : public QObject
 {
@@ -79,19 +109,30 @@ class TestWalk : public QObject
         world.write("../outside", "infected");
         world.directory("d");
         world.write("d/near");
-        const std::pair<const char*, const char*> links[] = {
-            {"../outside", "a-file"}, {"../elsewhere", "b-dir"}, {"../elsewhere", "c-again"},
-            {"..", "d/up"},           {".", "d/self"},           {"nowhere", "dangling"},
-            {"circle2", "circle1"},   {"circle1", "circle2"},    {"/proc/self/status", "pseudo"},
-            {"/dev/null", "device"}};
+        const std::pair<const char*, const char*> links[] = {{"../outside", "a-file"},
+                                                             {"../elsewhere", "b-dir"},
+                                                             {"../elsewhere", "c-again"},
+                                                             {"..", "d/up"},
+                                                             {".", "d/self"},
+                                                             {"nowhere", "dangling"},
+                                                             {"circle2", "circle1"},
+                                                             {"circle1", "circle2"},
+                                                             {"/proc/self/status", "pseudo"},
+                                                             {"/dev/null", "device"},
+                                                             {"../outside", "z-file"},
+                                                             {"d/near", "a-near"},
+                                                             {"../z", "d/z"},
+                                                             {"../elsewhere/far", "a-far"}};
+        world.write("z");
         for (const auto& [target, name] : links)
             QCOMPARE(::symlink(target, world.path(name).constData()), 0);
         QCOMPARE(world.scan(), 0);
-        QCOMPARE(world.files(true), Names{"d/near 1"});
+        QCOMPARE(world.files(true), Names({"d/near 1", "z 1"}));
         QCOMPARE(world.directories(), Names({"", "/d"}));
         world.walk.followLinks = true;
         QCOMPARE(world.scan(), 0);
-        QCOMPARE(world.files(true), Names({world.path("../outside") + " 2", "b-dir/far 1", "d/near 1"}));
+        QCOMPARE(world.files(true), Names({world.path("../elsewhere/far") + " 1",
+                                           world.path("../outside") + " 2", "d/near 1", "z 1"}));
         QCOMPARE(world.directories(), Names({"", "/b-dir", "/d"}));
     }
 
@@ -116,9 +157,36 @@ class TestWalk : public QObject
         world.walk.crossFileSystems = false;
         QCOMPARE(world.scan(), 0);
         QCOMPARE(world.files(), Names{});
+        QCOMPARE(world.find("link")->remark, std::string("not entered: another file system"));
         // The file system of a chosen object is never the wrong one, unless it holds no files.
         QCOMPARE(world.scan({other.path().toStdString()}), 0);
         QCOMPARE(world.statistics.scFiles, 1u);
+    }
+
+    /// Its files lie on other devices than its directories.
+    void overlays()
+    {
+        if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+            QSKIP("needs the right to mount");
+        ScanWorld world;
+        for (const char* name : {"../lower", "../upper"}) {
+            world.directory(name);
+            QCOMPARE(::mount("none", world.path(name).constData(), "tmpfs", 0, ""), 0);
+        }
+        for (const char* name : {"../upper/files", "../upper/work", "../lower/d"})
+            world.directory(name);
+        for (const char* name : {"../lower/a", "../lower/d/b", "../upper/files/c"})
+            world.write(name);
+        const QByteArray layers = "lowerdir=" + world.path("../lower") +
+                                  ",upperdir=" + world.path("../upper/files") +
+                                  ",workdir=" + world.path("../upper/work");
+        if (::mount("none", world.path().constData(), "overlay", 0, layers.constData()) != 0)
+            QSKIP("overlay file systems cannot be mounted here");
+        const int result = world.scan();
+        for (const char* name : {"", "../upper", "../lower"})
+            ::umount2(world.path(name).constData(), MNT_DETACH);
+        QCOMPARE(result, 0);
+        QCOMPARE(world.files(true), Names({"a 1", "c 1", "d/b 1"}));
     }
 
     void quarantineIsSkipped()
@@ -128,10 +196,21 @@ class TestWalk : public QObject
         world.directory("q");
         world.write("q/old", "infected");
         world.write("z");
-        QCOMPARE(::symlink("q", world.path("way-in").constData()), 0);
+        world.directory("q/deep");
+        world.write("q/deep/old", "infected");
+        for (const auto& [target, name] : {std::pair("q", "way-in"), {"q/old", "file"}, {"q/deep", "deep"}})
+            QCOMPARE(::symlink(target, world.path(name).constData()), 0);
         world.walk.followLinks = true;
+        world.plan.action = SCANACT_DELETE;
         QCOMPARE(world.scan(), 0);
         QCOMPARE(world.files(), Names{"z"});
+        std::vector<std::string> chosen;
+        for (const char* name : {"q/old", "q/deep/old", "q/deep", "q", "file"})
+            chosen.push_back(world.path(name).toStdString());
+        QCOMPARE(world.scan(chosen), 0);
+        QCOMPARE(world.statistics.scScanError, 5u);
+        QCOMPARE(world.find("q/old")->remark, std::string("not scanned: it is in quarantine"));
+        QCOMPARE(ScanWorld::list(world.path("q")), Names({"deep", "old"}));
     }
 
     /// What was chosen by name is meant. The settings' own test has the other filters.
@@ -201,6 +280,36 @@ class TestWalk : public QObject
         // Whatever was missed is told; nothing outside is taken for something inside.
         QVERIFY(world.find("branch/zz-last") || world.statistics.scScanError > 0);
         QVERIFY(!world.files().contains(world.path("../other/d")));
+    }
+
+    void callsThatBlockForEver()
+    {
+        for (const bool stop : {true, false}) {
+            ScanWorld world;
+            world.session.maxSeconds = 1;
+            world.directory("d");
+            for (const char* name : {"a", "d/b", "d/dead1", "d/e", "d/dead2", "d/f", "z"})
+                world.write(name);
+            serverIsDead = true;
+            QElapsedTimer asked;
+            world.onCall = [&](const Call& call) {
+                if (!stop || !call.name.empty())
+                    return static_cast<int>(CALLBACK_CONTINUE);
+                asked.start();
+                return static_cast<int>(CALLBACK_STOP);
+            };
+            const int result = world.scan();
+            const qint64 took = stop ? asked.elapsed() : 0;
+            serverIsDead = false;
+            QTRY_COMPARE(heldUp.load(), 0); // they unwind behind the scan's back
+            QCOMPARE(result, stop ? int(SCANRESULT_CANCELLED) : 0);
+            QVERIFY2(took < 250, QByteArray::number(took).constData());
+            if (stop)
+                continue;
+            QCOMPARE(world.files(true), Names({"a 1", "d/b 1", "d/dead1 8", "d/dead2 8", "d 8", "z 1"}));
+            QCOMPARE(world.find("d/dead1")->remark,
+                     std::string("not scanned: opening it takes longer than 1 s"));
+        }
     }
 
     void hardLinksAreScannedOnce()

@@ -1,24 +1,34 @@
 #include "tests/mainwindow/mainwindowtest.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QMetaMethod>
 #include <QStackedWidget>
 #include <QTest>
+#include <QtMath>
 
-/// What is to be seen of the window: its parts, their places and shapes.
+/// What is to be seen of the window: its parts, their places and shapes, and how it is swept away.
 class TestFrame : public MainWindowTest
 {
     Q_OBJECT
 
-  private slots:
-    void initTestCase()
+    int area() const
     {
-        scriptedEngine().setResult("GetQSAVInfo", -1);
-        openWindow();
+        int pixels = 0;
+        for (const QRect& rect : window->mask())
+            pixels += rect.width() * rect.height();
+        return pixels;
     }
 
-    void cleanupTestCase() { closeWindow(); }
+    bool sweeping() const
+    {
+        return window->mask().boundingRect().isValid() && !window->mask().contains({600, 250});
+    }
+
+  private slots:
+    void init() { openFresh(); }
+    void cleanup() { closeWindow(); }
 
     /// The close button, the product line and both dates end at the title area's edge.
     void titleAreaFitsAndEndsFlush()
@@ -28,17 +38,13 @@ class TestFrame : public MainWindowTest
             const QRect place = find<QWidget>(name)->geometry();
             return place.right() == area->rect().right() && area->rect().contains(place);
         };
-        for (const char* name : {"btnClose", "lblProductName", "lnkUpdateNow", "lblLastScan"})
-            QVERIFY2(endsFlush(name), name);
-        sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "21/11/2026 04:32\n");
-        click("btnScan");
-        QTRY_VERIFY(endsFlush("lnkLastScan"));
+        for (const char* name : {"btnClose", "lblProductName", "lnkUpdateNow", "lnkLastScan"})
+            QTRY_VERIFY2(endsFlush(name), name);
         // The other rows keep their places when the last one goes.
         const int above = find<QWidget>("lnkUpdateNow")->y();
         click("btnUpdate");
         QApplication::processEvents();
         QCOMPARE(find<QWidget>("lnkUpdateNow")->y(), above);
-        click("btnScan");
     }
 
     void noButtonIsDead()
@@ -76,61 +82,77 @@ class TestFrame : public MainWindowTest
                 QVERIFY2(widget->width() >= needed, qPrintable(widget->objectName()));
             }
         }
-        stack->setCurrentIndex(0);
     }
 
-    void cornersAreRound()
+    /// Of the window's own corners the kit has a test.
+    void titleHasRoundCorners()
     {
-        const struct
-        {
-            QRegion mask;
-            QList<QPoint> outside, inside;
-        } shapes[] = {
-            {window->mask(),
-             {{0, 0}, {723, 0}, {0, 563}, {723, 563}},
-             {{362, 0}, {0, 282}, {722, 282}, {362, 562}, {5, 5}}},
-            // The title has corners below.
-            {find<QLabel>("lblSelectedMenu")->mask(),
-             {{0, 0}, {2, 1}, {119, 0}, {117, 1}},
-             {{60, 0}, {0, 12}, {0, 26}, {119, 26}, {60, 26}, {4, 4}}},
-        };
-        for (const auto& [mask, outside, inside] : shapes) {
-            for (const QPoint point : outside)
-                QVERIFY(!mask.contains(point));
-            for (const QPoint point : inside)
-                QVERIFY(mask.contains(point));
-        }
+        const QRegion mask = find<QLabel>("lblSelectedMenu")->mask();
+        for (const QPoint point : {QPoint(0, 0), QPoint(2, 1), QPoint(119, 0), QPoint(117, 1)})
+            QVERIFY(!mask.contains(point));
+        for (const QPoint point :
+             {QPoint(60, 0), QPoint(0, 12), QPoint(0, 26), QPoint(119, 26), QPoint(4, 4)})
+            QVERIFY(mask.contains(point));
         QCOMPARE(window->mask().boundingRect(), QRect(0, 0, 723, 563));
     }
 
-    void percentagesOfTheTitleAreCutTo99()
+    void windowIsSweptAway()
     {
-        window->makeMenuLabelRound(300, 16);
-        const QRegion cut = find<QLabel>("lblSelectedMenu")->mask();
-        window->makeMenuLabelRound(99, 16);
-        QCOMPARE(find<QLabel>("lblSelectedMenu")->mask(), cut);
-        window->makeMenuLabelRound(16, 16);
-        QVERIFY(find<QLabel>("lblSelectedMenu")->mask() != cut);
+        QElapsedTimer time;
+        time.start();
+        QList<int> areas = {area()};
+        click("btnClose");
+        QVERIFY(window->isVisible());
+        while (window->isVisible() && !time.hasExpired(20'000)) {
+            QTest::qWait(5);
+            if (area() != areas.back())
+                areas << area();
+        }
+        QVERIFY(!window->isVisible());
+        QVERIFY2(time.elapsed() >= 880, qPrintable(QString::number(time.elapsed())));
+        QVERIFY(areas.size() > 5);
+        QVERIFY(areas.size() <= 18);
+        QVERIFY(std::is_sorted(areas.rbegin(), areas.rend()));
+        QVERIFY(boxes->seen().empty());
     }
 
-    void backgroundIsTheHandle()
+    void eachTickCutsTwentyDegrees()
     {
-        const QPoint start = window->pos();
-        const auto dragTo = [this](QWidget* grip, Qt::MouseButton button, QPoint by) {
-            QTest::mousePress(grip, button, {}, QPoint(3, 30));
-            const QPointF target = grip->mapToGlobal(QPoint(3, 30) + by);
-            QMouseEvent move(QEvent::MouseMove, grip->mapFromGlobal(target), target, Qt::NoButton, button,
-                             {});
-            QApplication::sendEvent(grip, &move);
-            QTest::mouseRelease(grip, button, {}, grip->mapFromGlobal(target.toPoint()));
+        const auto isVisible = [this](double degrees) {
+            const double angle = qDegreesToRadians(degrees);
+            return window->mask().contains({qRound(362 + 200 * cos(angle)), qRound(282 - 200 * sin(angle))});
         };
-        dragTo(window.get(), Qt::LeftButton, {40, -7});
-        QCOMPARE(window->pos(), start + QPoint(40, -7));
-        dragTo(window.get(), Qt::RightButton, {40, 40});
-        dragTo(find<QWidget>("btnScan"), Qt::LeftButton, {40, 40});
-        QCOMPARE(window->pos(), start + QPoint(40, -7));
+        for (int angle = 30; angle <= 350; angle += 20) {
+            QVERIFY(QMetaObject::invokeMethod(window.get(), "calculateRegion"));
+            QVERIFY(!isVisible(1) && !isVisible(angle - 2) && isVisible(angle + 2));
+        }
+    }
+
+    void secondRequestCutsTheSweepShort()
+    {
+        window->close();
+        QVERIFY(window->isVisible());
+        QTRY_VERIFY(sweeping());
+        QVERIFY(window->close());
+        QVERIFY(!window->isVisible());
+    }
+
+    void requestDuringAScanIsForgotten()
+    {
+        scriptedEngine().memoryScript = {scripted::run([this] {
+            click("btnClose");
+            click("btnClose");
+            QVERIFY(window->isVisible());
+        })};
+        boxes->answer(VMessageBox::BTN_OK);
+        click("lnkScanMem");
+        const int before = area();
+        QTest::qWait(200);
+        QCOMPARE(area(), before);
+        QVERIFY(window->isVisible());
+        QCOMPARE(boxes->seen().size(), 1U);
     }
 };
 
-VARDO_SANDBOX_TEST_MAIN(TestFrame, TEST_USER, TEST_GROUP)
+VARDO_SANDBOX_TEST_MAIN(TestFrame, 0, 0)
 #include "tst_frame.moc"

@@ -274,5 +274,5 @@ class TestLogPages : public MainWindowTest
     }
 };
 
-VARDO_SANDBOX_TEST_MAIN(TestLogPages, TEST_USER, TEST_GROUP)
+VARDO_SANDBOX_TEST_MAIN(TestLogPages, 1000, 1000)
 #include "tst_logpages.moc"

@@ -1,4 +1,6 @@
+#include "base/uniquefd.h"
 #include "quarantine/quarantined.h"
+#include "quarantine/restorenotes.h"
 #include "tests/mainwindow/mainwindowtest.h"
 
 #include <QApplication>
@@ -9,6 +11,7 @@
 
 #include <filesystem>
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,7 +42,7 @@ void putAway(std::initializer_list<const char*> names)
 
 } // namespace
 
-/// The list of quarantined files. Built for root and for an ordinary user.
+/// The list of quarantined files. Run as root and as an ordinary user.
 class TestQuarantinePage : public MainWindowTest
 {
     Q_OBJECT
@@ -218,6 +221,13 @@ class TestQuarantinePage : public MainWindowTest
     void deleteAllEmptiesTheRecords()
     {
         putAway({"a"});
+        const base::UniqueFd quarantined(::open(directory.c_str(), O_RDONLY | O_DIRECTORY));
+        const auto notes = quarantine::RestoreNotes::open(quarantined.get(), true);
+        for (const char* name : {"a", "stays"}) {
+            quarantine::RestoreNote note;
+            note.name = name;
+            notes.value().add(note).value().keep();
+        }
         fs::create_directory(directory / "stays");
         sandbox::writeFile(directory / "stays/file", "x");
         show(record("a") + record("stays"));
@@ -226,6 +236,7 @@ class TestQuarantinePage : public MainWindowTest
         answer("btnDeleteAllQuar", VMessageBox::BTN_YES);
         QCOMPARE(boxes->texts(), QStringList(2, "Do you want to delete all the quarantine Files?"));
         QVERIFY(!inQuarantine("a") && inQuarantine("stays"));
+        QVERIFY(notes.value().of("a").empty() && !notes.value().of("stays").empty());
         QCOMPARE(sandbox::readFile(records), "");
         QVERIFY(names().isEmpty());
         QCOMPARE(count(), "0");
@@ -334,5 +345,5 @@ class TestQuarantinePage : public MainWindowTest
     }
 };
 
-VARDO_SANDBOX_TEST_MAIN(TestQuarantinePage, TEST_USER, TEST_GROUP)
+VARDO_SANDBOX_TEST_MAIN(TestQuarantinePage, 0, 0)
 #include "tst_quarantinepage.moc"

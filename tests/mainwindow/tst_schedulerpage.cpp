@@ -190,5 +190,5 @@ class TestSchedulerPage : public MainWindowTest
     }
 };
 
-VARDO_SANDBOX_TEST_MAIN(TestSchedulerPage, TEST_USER, TEST_GROUP)
+VARDO_SANDBOX_TEST_MAIN(TestSchedulerPage, 0, 0)
 #include "tst_schedulerpage.moc"

@@ -78,354 +78,337 @@ class TestLifecycle : public QObject
     Q_OBJECT
 
   private slots:
-    void staysLoadedForTheNextCaller();
-    void simultaneousStartsGiveOneService();
-    void replacesNothingElse();
-    void serviceRefusesOtherUsers();
-    void clientRefusesOtherUsers();
-    void saysWhatIsMissing();
-    void leavesOutBadSignatureFiles();
-    void noticesNewSignatures();
-    void newSetComesBesideTheOldOne();
-    void newSetWaitsForMemory();
-    void exchangedProgramEndsNoScan();
-    void silentServiceIsReplaced();
-    void endsWhenIdle();
-    void endsWhenTold();
-    void waitingCanBeGivenUp();
-    void launchingCanBeGivenUp();
-};
+    void staysLoadedForTheNextCaller()
+    {
+        ServiceHome home;
+        QCOMPARE(home.start(), 2ul);
+        const pid_t first = home.pid();
+        QCOMPARE(home.start(), 2ul);
+        QCOMPARE(home.pid(), first);
+        struct stat info = {};
+        QCOMPARE(lstat(home.paths().socket.c_str(), &info), 0);
+        QCOMPARE(info.st_mode, mode_t(S_IFSOCK | 0600));
+        // What a dead one left is replaced.
+        kill(first, SIGKILL);
+        QVERIFY(ServiceHome::waitForEnd(first));
+        QVERIFY(exists(home.paths().socket) && exists(home.paths().pidFile));
+        QCOMPARE(home.start(), 2ul);
+        QVERIFY(home.pid() != first);
+    }
 
-void TestLifecycle::staysLoadedForTheNextCaller()
-{
-    ServiceHome home;
-    QCOMPARE(home.start(), 2ul);
-    const pid_t first = home.pid();
-    QCOMPARE(home.start(), 2ul);
-    QCOMPARE(home.pid(), first);
-    struct stat info = {};
-    QCOMPARE(lstat(home.paths().socket.c_str(), &info), 0);
-    QCOMPARE(info.st_mode, mode_t(S_IFSOCK | 0600));
-    // What a dead one left is replaced.
-    kill(first, SIGKILL);
-    QVERIFY(ServiceHome::waitForEnd(first));
-    QVERIFY(exists(home.paths().socket) && exists(home.paths().pidFile));
-    QCOMPARE(home.start(), 2ul);
-    QVERIFY(home.pid() != first);
-}
+    void simultaneousStartsGiveOneService()
+    {
+        ServiceHome home;
+        std::atomic<int> started = 0;
+        std::vector<std::thread> callers;
+        for (int i = 0; i < 6; ++i)
+            callers.emplace_back([&] { started += home.start() == 2 ? 1 : 0; });
+        for (std::thread& caller : callers)
+            caller.join();
+        QCOMPARE(started.load(), 6);
+        QProcess list;
+        list.start("pgrep", {"-f", "-c", "--", "--socket " + QString::fromStdString(home.paths().socket)});
+        QVERIFY(list.waitForFinished());
+        // The process that listens, and the one that holds the signatures.
+        QCOMPARE(list.readAllStandardOutput().trimmed(), QByteArray("2"));
+    }
 
-void TestLifecycle::simultaneousStartsGiveOneService()
-{
-    ServiceHome home;
-    std::atomic<int> started = 0;
-    std::vector<std::thread> callers;
-    for (int i = 0; i < 6; ++i)
-        callers.emplace_back([&] { started += home.start() == 2 ? 1 : 0; });
-    for (std::thread& caller : callers)
-        caller.join();
-    QCOMPARE(started.load(), 6);
-    QProcess list;
-    list.start("pgrep", {"-f", "-c", "--", "--socket " + QString::fromStdString(home.paths().socket)});
-    QVERIFY(list.waitForFinished());
-    // The process that listens, and the one that holds the signatures.
-    QCOMPARE(list.readAllStandardOutput().trimmed(), QByteArray("2"));
-}
-
-void TestLifecycle::replacesNothingElse()
-{
-    for (const bool link : {false, true}) {
-        for (const char* name : {"qsav", "qsav.pid"}) {
-            ServiceHome home;
-            const QString victim = home.write(link ? "victim" : name, "precious\n");
-            if (link)
-                QVERIFY(QFile::link(victim, home.path(name)));
-            const auto info = vardo::startService(home.paths(), true, {});
-            QVERIFY(!info && !info.error().text.empty());
-            QCOMPARE(content(victim), QByteArray("precious\n"));
-            // Nothing of its own is left.
-            QVERIFY(exists(home.path(name).toStdString()));
-            QVERIFY(exists(home.paths().socket) != exists(home.paths().pidFile));
+    void replacesNothingElse()
+    {
+        for (const bool link : {false, true}) {
+            for (const char* name : {"qsav", "qsav.pid"}) {
+                ServiceHome home;
+                const QString victim = home.write(link ? "victim" : name, "precious\n");
+                if (link)
+                    QVERIFY(QFile::link(victim, home.path(name)));
+                const auto info = vardo::startService(home.paths(), true, {});
+                QVERIFY(!info && !info.error().text.empty());
+                QCOMPARE(content(victim), QByteArray("precious\n"));
+                // Nothing of its own is left.
+                QVERIFY(exists(home.path(name).toStdString()));
+                QVERIFY(exists(home.paths().socket) != exists(home.paths().pidFile));
+            }
         }
     }
-}
 
-void TestLifecycle::serviceRefusesOtherUsers()
-{
-    if (geteuid() != 0)
-        QSKIP("needs root to become somebody else");
-    ServiceHome home;
-    QCOMPARE(home.start(), 2ul);
-    chmod(QFile::encodeName(home.path("")).constData(), 0755);
-    chmod(home.paths().socket.c_str(), 0666);
-    const auto greeted = [&] {
-        const ServiceSocket client(home);
-        qsavd::Message message;
-        if (!client.connect())
-            return 2;
-        return qsavd::receiveMessage(client.socket.get(), message) == qsavd::Receive::Message ? 1 : 0;
-    };
-    QCOMPARE(asNobody(greeted), 0);
-    QCOMPARE(home.start(), 2ul);
-}
-
-void TestLifecycle::clientRefusesOtherUsers()
-{
-    if (geteuid() != 0)
-        QSKIP("needs root to become somebody else");
-    ServiceHome home;
-    chmod(QFile::encodeName(home.path("")).constData(), 0777);
-    int ready[2];
-    QCOMPARE(pipe(ready), 0);
-    const pid_t impostor = fork();
-    if (impostor == 0) {
-        const ServiceSocket service(home);
-        if (isNobody() && service.listen() && write(ready[1], "x", 1) == 1)
-            pause();
-        _exit(1);
-    }
-    char byte = 0;
-    QCOMPARE(read(ready[0], &byte, 1), 1);
-    const auto info = vardo::startService(home.paths(), true, {});
-    kill(impostor, SIGKILL);
-    waitpid(impostor, nullptr, 0);
-    close(ready[0]);
-    close(ready[1]);
-    QVERIFY2(info.error().text.find("belongs to another user") != std::string::npos,
-             info.error().text.c_str());
-}
-
-void TestLifecycle::saysWhatIsMissing()
-{
-    ServiceHome home;
-    home.paths().signatureDirs = {home.path("nowhere").toStdString()};
-    const auto empty = vardo::startService(home.paths(), true, {});
-    QVERIFY(!empty);
-    QVERIFY2(empty.error().text.find("No signatures") != std::string::npos, empty.error().text.c_str());
-
-    ServiceHome other;
-    other.paths().program = other.path("no-such-program").toStdString();
-    QVERIFY(!vardo::startService(other.paths(), true, {}));
-    TestScan scan(other);
-    QVERIFY(!scan.error().empty());
-}
-
-void TestLifecycle::leavesOutBadSignatureFiles()
-{
-    ServiceHome home;
-    home.write("signatures/bad.ndb", "no:signature\n");
-    home.write("signatures/worse.cvd", QByteArray(600, 'c'));
-    home.write("signatures/notes.txt", "not a signature file at all");
-    QCOMPARE(mkfifo(QFile::encodeName(home.path("signatures/pipe.hdb")).constData(), 0600), 0);
-    QVERIFY(QFile::link("/dev/zero", home.path("signatures/endless.cvd")));
-    const auto info = vardo::startService(home.paths(), true, {});
-    QVERIFY(info);
-    QCOMPARE(info.value().signatures, 2ul);
-    for (const char* name : {"bad.ndb", "worse.cvd", "pipe.hdb", "endless.cvd"}) {
-        const std::string path = home.path("signatures/").toStdString() + name;
-        QVERIFY2(info.value().remark.find(path + " was left out: ") != std::string::npos,
-                 info.value().remark.c_str());
-        QVERIFY(std::ranges::count(info.value().leftOut, path) == 1);
-    }
-    QCOMPARE(scanOne(home, home.write("found", ServiceHome::marker())).status, int(SCANSTAT_INFECTED));
-    vardo::SessionOptions noPacked;
-    noPacked.packed = false;
-    QCOMPARE(scanOne(home, home.path("found"), noPacked).status, int(SCANSTAT_INFECTED));
-}
-
-void TestLifecycle::noticesNewSignatures()
-{
-    ServiceHome home;
-    QCOMPARE(home.start(), 2ul);
-    const QString sample = home.write("sample", "a newly known danger");
-    QCOMPARE(scanOne(home, sample).status, int(SCANSTAT_CLEAN));
-    home.addSignature("new.ndb", "Vardo.New", "newly known danger");
-    QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.New"));
-    QFile::remove(home.path("signatures/new.ndb"));
-    QTRY_COMPARE(home.start(), 2ul);
-    // As an update does it, and one at once upon another.
-    for (const char* virus : {"Vardo.One", "Vardo.Two", "Vardo.Three"}) {
-        QDir(home.path("")).mkdir("next");
-        home.write("next/new.ndb",
-                   QByteArray(virus) + ":0:*:" + QByteArray("newly known danger").toHex() + "\n");
-        QCOMPARE(renameat2(AT_FDCWD, QFile::encodeName(home.path("next")).constData(), AT_FDCWD,
-                           QFile::encodeName(home.path("signatures")).constData(), RENAME_EXCHANGE),
-                 0);
-        QVERIFY(QDir(home.path("next")).removeRecursively());
-    }
-    QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Three"));
-    // And where it cannot exchange the directory.
-    const QString next = QString("signatures/") + base::nextSet;
-    QDir(home.path("")).mkdir(next);
-    home.addSignature(base::nextSet + QString("/new.ndb"), "Vardo.Four", "newly known danger");
-    home.write(QString("signatures/") + base::installMarker, "");
-    QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Four"));
-}
-
-void TestLifecycle::newSetComesBesideTheOldOne()
-{
-    ServiceHome home;
-    const QString sample = home.write("sample", "a newly known danger");
-    TestScan running(home);
-    running.submit(sample);
-    QVERIFY(running.waitForAll());
-    const pid_t service = home.pid();
-    const QList<pid_t> before = home.holders();
-    home.addSignature("new.ndb", "Vardo.New", "newly known danger");
-    // Whoever scans meanwhile is served, by the old set or the new one, and the same process listens.
-    int scans = 0;
-    for (std::string virus; virus.empty() && scans < 10'000; ++scans) {
-        const vardo::Verdict verdict = scanOne(home, sample);
-        QVERIFY(verdict.status == SCANSTAT_CLEAN || verdict.status == SCANSTAT_INFECTED);
-        virus = verdict.virus;
-    }
-    QVERIFY2(scans > 1 && scans < 10'000, qPrintable(QString::number(scans)));
-    QCOMPARE(home.pid(), service);
-    running.submit(sample);
-    QVERIFY(running.waitForAll());
-    QCOMPARE(running.verdict(1).status, int(SCANSTAT_CLEAN));
-    QCOMPARE(home.holders().size(), 2);
-    running.abandon();
-    QTRY_COMPARE(home.holders().size(), 1);
-    QVERIFY(home.holders() != before);
-}
-
-void TestLifecycle::newSetWaitsForMemory()
-{
-    ServiceHome home;
-    QProcess service;
-    service.start(QString::fromStdString(home.paths().program),
-                  {"--socket", home.path("qsav"), "--pid-file", home.path("qsav.pid"), "--signatures",
-                   home.path("signatures"), "--spare-percent", "100000000", "--foreground"});
-    QVERIFY(service.waitForStarted());
-    QTRY_VERIFY(exists(home.paths().socket));
-    const QString sample = home.write("sample", "a newly known danger");
-    TestScan running(home);
-    home.addSignature("new.ndb", "Vardo.New", "newly known danger");
-    for (int i = 0; i < 10; ++i) {
-        QCOMPARE(scanOne(home, sample).status, int(SCANSTAT_CLEAN));
-        QTest::qWait(100);
-    }
-    QCOMPARE(home.holders().size(), 1);
-    running.abandon();
-    QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.New"));
-}
-
-void TestLifecycle::exchangedProgramEndsNoScan()
-{
-    ServiceHome home;
-    const QString copy = home.path("qsavd");
-    QVERIFY(QFile::copy(QString::fromStdString(home.paths().program), copy));
-    home.paths().program = copy.toStdString();
-    auto running = std::make_unique<TestScan>(home);
-    const pid_t before = home.pid();
-    QVERIFY(QFile::copy(copy, copy + ".new"));
-    QCOMPARE(rename(QFile::encodeName(copy + ".new").constData(), home.paths().program.c_str()), 0);
-    QCOMPARE(home.start(), 2ul);
-    const pid_t after = home.pid();
-    QVERIFY(after != before && exists(home.paths().socket));
-    running->submit(home.write("marked", ServiceHome::marker()));
-    QVERIFY(running->waitForAll());
-    QCOMPARE(running->verdict(0).status, int(SCANSTAT_INFECTED));
-    running.reset();
-    QVERIFY(ServiceHome::waitForEnd(before));
-    // So does the removal of the package, which leaves nothing behind.
-    running = std::make_unique<TestScan>(home);
-    kill(after, SIGHUP);
-    QTRY_VERIFY(!exists(home.paths().socket) && !exists(home.paths().pidFile));
-    running->submit(home.path("marked"));
-    QVERIFY(running->waitForAll());
-    QCOMPARE(running->verdict(0).status, int(SCANSTAT_INFECTED));
-    running.reset();
-    QVERIFY(ServiceHome::waitForEnd(after));
-}
-
-void TestLifecycle::silentServiceIsReplaced()
-{
-    ServiceHome home;
-    home.paths().patience = std::chrono::seconds(2);
-    QCOMPARE(home.start(), 2ul);
-    for (const bool listens : {true, false}) {
-        const pid_t silent = home.pid();
-        QCOMPARE(kill(listens ? silent : home.holders().value(0), SIGSTOP), 0);
-        QCOMPARE(home.start(), 2ul);
-        QVERIFY(home.pid() != silent);
-    }
-    ServiceHome other;
-    other.paths().patience = std::chrono::milliseconds(300);
-    const ServiceSocket mute(other);
-    QVERIFY(mute.listen());
-    const auto info = vardo::startService(other.paths(), true, {});
-    QVERIFY(!info);
-    QVERIFY2(info.error().text.find("does not answer") != std::string::npos, info.error().text.c_str());
-}
-
-void TestLifecycle::endsWhenIdle()
-{
-    ServiceHome home;
-    QProcess service;
-    service.start(QString::fromStdString(home.paths().program),
-                  {"--socket", home.path("qsav"), "--pid-file", home.path("qsav.pid"), "--signatures",
-                   home.path("signatures"), "--idle-seconds", "1", "--foreground"});
-    QVERIFY(service.waitForStarted());
-    QTRY_VERIFY(exists(home.paths().socket));
+    void serviceRefusesOtherUsers()
     {
-        TestScan session(home);
-        QVERIFY2(!service.waitForFinished(2500), "a session keeps it alive");
+        if (geteuid() != 0)
+            QSKIP("needs root to become somebody else");
+        ServiceHome home;
+        QCOMPARE(home.start(), 2ul);
+        chmod(QFile::encodeName(home.path("")).constData(), 0755);
+        chmod(home.paths().socket.c_str(), 0666);
+        const auto greeted = [&] {
+            const ServiceSocket client(home);
+            qsavd::Message message;
+            if (!client.connect())
+                return 2;
+            return qsavd::receiveMessage(client.socket.get(), message) == qsavd::Receive::Message ? 1 : 0;
+        };
+        QCOMPARE(asNobody(greeted), 0);
+        QCOMPARE(home.start(), 2ul);
     }
-    QVERIFY(service.waitForFinished());
-    QCOMPARE(service.exitCode(), 0);
-    QVERIFY(!exists(home.paths().socket) && !exists(home.paths().pidFile));
-}
 
-void TestLifecycle::endsWhenTold()
-{
-    ServiceHome home;
-    TestScan session(home);
-    QTRY_VERIFY(!home.workers().isEmpty());
-    const pid_t service = home.pid();
-    const QList<pid_t> workers = home.workers();
-    kill(service, SIGTERM);
-    QVERIFY(ServiceHome::waitForEnd(service));
-    for (const pid_t worker : workers)
-        QVERIFY(ServiceHome::waitForEnd(worker));
-    QVERIFY(!exists(home.paths().socket) && !exists(home.paths().pidFile));
-    QCOMPARE(home.start(), 2ul);
-}
+    void clientRefusesOtherUsers()
+    {
+        if (geteuid() != 0)
+            QSKIP("needs root to become somebody else");
+        ServiceHome home;
+        chmod(QFile::encodeName(home.path("")).constData(), 0777);
+        int ready[2];
+        QCOMPARE(pipe(ready), 0);
+        const pid_t impostor = fork();
+        if (impostor == 0) {
+            const ServiceSocket service(home);
+            if (isNobody() && service.listen() && write(ready[1], "x", 1) == 1)
+                pause();
+            _exit(1);
+        }
+        char byte = 0;
+        QCOMPARE(read(ready[0], &byte, 1), 1);
+        const auto info = vardo::startService(home.paths(), true, {});
+        kill(impostor, SIGKILL);
+        waitpid(impostor, nullptr, 0);
+        close(ready[0]);
+        close(ready[1]);
+        QVERIFY2(info.error().text.find("belongs to another user") != std::string::npos,
+                 info.error().text.c_str());
+    }
 
-void TestLifecycle::waitingCanBeGivenUp()
-{
-    // Somebody listens, and says nothing.
-    ServiceHome home;
-    const ServiceSocket mute(home);
-    QVERIFY(mute.listen());
-    int beats = 0;
-    const auto info = vardo::startService(home.paths(), true, [&] { return ++beats < 3; });
-    QVERIFY(!info);
-    QCOMPARE(info.error().code, ECANCELED);
-    QCOMPARE(beats, 3);
-    QVERIFY(vardo::startService(home.paths(), false, {})); // does not wait for it
-    beats = 0;
-    const auto session = vardo::ScanSession::open(home.paths(), {}, {}, [&] { return ++beats < 3; });
-    QVERIFY(!session);
-    QCOMPARE(session.error().code, ECANCELED);
-    QCOMPARE(beats, 3);
-}
+    void saysWhatIsMissing()
+    {
+        ServiceHome home;
+        home.paths().signatureDirs = {home.path("nowhere").toStdString()};
+        const auto empty = vardo::startService(home.paths(), true, {});
+        QVERIFY(!empty);
+        QVERIFY2(empty.error().text.find("No signatures") != std::string::npos, empty.error().text.c_str());
 
-void TestLifecycle::launchingCanBeGivenUp()
-{
-    ServiceHome home;
-    const QString hanging = home.write("hanging", "#!/bin/sh\nexec sleep 60\n");
-    QFile::setPermissions(hanging, QFile::ReadOwner | QFile::ExeOwner);
-    home.paths().program = hanging.toStdString();
-    int beats = 0;
-    QElapsedTimer timer;
-    timer.start();
-    const auto info = vardo::startService(home.paths(), true, [&] { return ++beats < 3; });
-    QVERIFY(timer.elapsed() < 5000);
-    QVERIFY(!info);
-    QCOMPARE(info.error().code, ECANCELED);
-    QCOMPARE(waitpid(-1, nullptr, WNOHANG), -1); // it was ended, and nothing is left to wait for
-}
+        ServiceHome other;
+        other.paths().program = other.path("no-such-program").toStdString();
+        QVERIFY(!vardo::startService(other.paths(), true, {}));
+        TestScan scan(other);
+        QVERIFY(!scan.error().empty());
+    }
+
+    void leavesOutBadSignatureFiles()
+    {
+        ServiceHome home;
+        home.write("signatures/bad.ndb", "no:signature\n");
+        home.write("signatures/worse.cvd", QByteArray(600, 'c'));
+        home.write("signatures/notes.txt", "not a signature file at all");
+        QCOMPARE(mkfifo(QFile::encodeName(home.path("signatures/pipe.hdb")).constData(), 0600), 0);
+        QVERIFY(QFile::link("/dev/zero", home.path("signatures/endless.cvd")));
+        const auto info = vardo::startService(home.paths(), true, {});
+        QVERIFY(info);
+        QCOMPARE(info.value().signatures, 2ul);
+        for (const char* name : {"bad.ndb", "worse.cvd", "pipe.hdb", "endless.cvd"}) {
+            const std::string path = home.path("signatures/").toStdString() + name;
+            QVERIFY2(info.value().remark.find(path + " was left out: ") != std::string::npos,
+                     info.value().remark.c_str());
+            QVERIFY(std::ranges::count(info.value().leftOut, path) == 1);
+        }
+        QCOMPARE(scanOne(home, home.write("found", ServiceHome::marker())).status, int(SCANSTAT_INFECTED));
+        vardo::SessionOptions noPacked;
+        noPacked.packed = false;
+        QCOMPARE(scanOne(home, home.path("found"), noPacked).status, int(SCANSTAT_INFECTED));
+    }
+
+    void noticesNewSignatures()
+    {
+        ServiceHome home;
+        QCOMPARE(home.start(), 2ul);
+        const QString sample = home.write("sample", "a newly known danger");
+        QCOMPARE(scanOne(home, sample).status, int(SCANSTAT_CLEAN));
+        home.addSignature("new.ndb", "Vardo.New", "newly known danger");
+        QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.New"));
+        QFile::remove(home.path("signatures/new.ndb"));
+        QTRY_COMPARE(home.start(), 2ul);
+        // As an update does it, and one at once upon another.
+        for (const char* virus : {"Vardo.One", "Vardo.Two", "Vardo.Three"}) {
+            QDir(home.path("")).mkdir("next");
+            home.write("next/new.ndb",
+                       QByteArray(virus) + ":0:*:" + QByteArray("newly known danger").toHex() + "\n");
+            QCOMPARE(renameat2(AT_FDCWD, QFile::encodeName(home.path("next")).constData(), AT_FDCWD,
+                               QFile::encodeName(home.path("signatures")).constData(), RENAME_EXCHANGE),
+                     0);
+            QVERIFY(QDir(home.path("next")).removeRecursively());
+        }
+        QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Three"));
+        // And where it cannot exchange the directory.
+        const QString next = QString("signatures/") + base::nextSet;
+        QDir(home.path("")).mkdir(next);
+        home.addSignature(base::nextSet + QString("/new.ndb"), "Vardo.Four", "newly known danger");
+        home.write(QString("signatures/") + base::installMarker, "");
+        QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Four"));
+    }
+
+    void newSetComesBesideTheOldOne()
+    {
+        ServiceHome home;
+        const QString sample = home.write("sample", "a newly known danger");
+        TestScan running(home);
+        running.submit(sample);
+        QVERIFY(running.waitForAll());
+        const pid_t service = home.pid();
+        const QList<pid_t> before = home.holders();
+        home.addSignature("new.ndb", "Vardo.New", "newly known danger");
+        // Whoever scans meanwhile is served, by the old set or the new one, and the same process listens.
+        int scans = 0;
+        for (std::string virus; virus.empty() && scans < 10'000; ++scans) {
+            const vardo::Verdict verdict = scanOne(home, sample);
+            QVERIFY(verdict.status == SCANSTAT_CLEAN || verdict.status == SCANSTAT_INFECTED);
+            virus = verdict.virus;
+        }
+        QVERIFY2(scans > 1 && scans < 10'000, qPrintable(QString::number(scans)));
+        QCOMPARE(home.pid(), service);
+        running.submit(sample);
+        QVERIFY(running.waitForAll());
+        QCOMPARE(running.verdict(1).status, int(SCANSTAT_CLEAN));
+        QCOMPARE(home.holders().size(), 2);
+        running.abandon();
+        QTRY_COMPARE(home.holders().size(), 1);
+        QVERIFY(home.holders() != before);
+    }
+
+    void newSetWaitsForMemory()
+    {
+        ServiceHome home;
+        QProcess service;
+        service.start(QString::fromStdString(home.paths().program),
+                      {"--socket", home.path("qsav"), "--pid-file", home.path("qsav.pid"), "--signatures",
+                       home.path("signatures"), "--spare-percent", "100000000", "--foreground"});
+        QVERIFY(service.waitForStarted());
+        QTRY_VERIFY(exists(home.paths().socket));
+        const QString sample = home.write("sample", "a newly known danger");
+        TestScan running(home);
+        home.addSignature("new.ndb", "Vardo.New", "newly known danger");
+        for (int i = 0; i < 10; ++i) {
+            QCOMPARE(scanOne(home, sample).status, int(SCANSTAT_CLEAN));
+            QTest::qWait(100);
+        }
+        QCOMPARE(home.holders().size(), 1);
+        running.abandon();
+        QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.New"));
+    }
+
+    void exchangedProgramEndsNoScan()
+    {
+        ServiceHome home;
+        const QString copy = home.path("qsavd");
+        QVERIFY(QFile::copy(QString::fromStdString(home.paths().program), copy));
+        home.paths().program = copy.toStdString();
+        auto running = std::make_unique<TestScan>(home);
+        const pid_t before = home.pid();
+        QVERIFY(QFile::copy(copy, copy + ".new"));
+        QCOMPARE(rename(QFile::encodeName(copy + ".new").constData(), home.paths().program.c_str()), 0);
+        QCOMPARE(home.start(), 2ul);
+        const pid_t after = home.pid();
+        QVERIFY(after != before && exists(home.paths().socket));
+        running->submit(home.write("marked", ServiceHome::marker()));
+        QVERIFY(running->waitForAll());
+        QCOMPARE(running->verdict(0).status, int(SCANSTAT_INFECTED));
+        running.reset();
+        QVERIFY(ServiceHome::waitForEnd(before));
+        // So does the removal of the package, which leaves nothing behind.
+        running = std::make_unique<TestScan>(home);
+        kill(after, SIGHUP);
+        QTRY_VERIFY(!exists(home.paths().socket) && !exists(home.paths().pidFile));
+        running->submit(home.path("marked"));
+        QVERIFY(running->waitForAll());
+        QCOMPARE(running->verdict(0).status, int(SCANSTAT_INFECTED));
+        running.reset();
+        QVERIFY(ServiceHome::waitForEnd(after));
+    }
+
+    void silentServiceIsReplaced()
+    {
+        ServiceHome home;
+        home.paths().patience = std::chrono::seconds(2);
+        QCOMPARE(home.start(), 2ul);
+        for (const bool listens : {true, false}) {
+            const pid_t silent = home.pid();
+            QCOMPARE(kill(listens ? silent : home.holders().value(0), SIGSTOP), 0);
+            QCOMPARE(home.start(), 2ul);
+            QVERIFY(home.pid() != silent);
+        }
+        ServiceHome other;
+        other.paths().patience = std::chrono::milliseconds(300);
+        const ServiceSocket mute(other);
+        QVERIFY(mute.listen());
+        const auto info = vardo::startService(other.paths(), true, {});
+        QVERIFY(!info);
+        QVERIFY2(info.error().text.find("does not answer") != std::string::npos, info.error().text.c_str());
+    }
+
+    void endsWhenIdle()
+    {
+        ServiceHome home;
+        QProcess service;
+        service.start(QString::fromStdString(home.paths().program),
+                      {"--socket", home.path("qsav"), "--pid-file", home.path("qsav.pid"), "--signatures",
+                       home.path("signatures"), "--idle-seconds", "1", "--foreground"});
+        QVERIFY(service.waitForStarted());
+        QTRY_VERIFY(exists(home.paths().socket));
+        {
+            TestScan session(home);
+            QVERIFY2(!service.waitForFinished(2500), "a session keeps it alive");
+        }
+        QVERIFY(service.waitForFinished());
+        QCOMPARE(service.exitCode(), 0);
+        QVERIFY(!exists(home.paths().socket) && !exists(home.paths().pidFile));
+    }
+
+    void endsWhenTold()
+    {
+        ServiceHome home;
+        TestScan session(home);
+        QTRY_VERIFY(!home.workers().isEmpty());
+        const pid_t service = home.pid();
+        const QList<pid_t> workers = home.workers();
+        kill(service, SIGTERM);
+        QVERIFY(ServiceHome::waitForEnd(service));
+        for (const pid_t worker : workers)
+            QVERIFY(ServiceHome::waitForEnd(worker));
+        QVERIFY(!exists(home.paths().socket) && !exists(home.paths().pidFile));
+        QCOMPARE(home.start(), 2ul);
+    }
+
+    void waitingCanBeGivenUp()
+    {
+        // Somebody listens, and says nothing.
+        ServiceHome home;
+        const ServiceSocket mute(home);
+        QVERIFY(mute.listen());
+        int beats = 0;
+        const auto info = vardo::startService(home.paths(), true, [&] { return ++beats < 3; });
+        QVERIFY(!info);
+        QCOMPARE(info.error().code, ECANCELED);
+        QCOMPARE(beats, 3);
+        QVERIFY(vardo::startService(home.paths(), false, {})); // does not wait for it
+        beats = 0;
+        const auto session = vardo::ScanSession::open(home.paths(), {}, {}, [&] { return ++beats < 3; });
+        QVERIFY(!session);
+        QCOMPARE(session.error().code, ECANCELED);
+        QCOMPARE(beats, 3);
+    }
+
+    void launchingCanBeGivenUp()
+    {
+        ServiceHome home;
+        const QString hanging = home.write("hanging", "#!/bin/sh\nexec sleep 60\n");
+        QFile::setPermissions(hanging, QFile::ReadOwner | QFile::ExeOwner);
+        home.paths().program = hanging.toStdString();
+        int beats = 0;
+        QElapsedTimer timer;
+        timer.start();
+        const auto info = vardo::startService(home.paths(), true, [&] { return ++beats < 3; });
+        QVERIFY(timer.elapsed() < 5000);
+        QVERIFY(!info);
+        QCOMPARE(info.error().code, ECANCELED);
+        QCOMPARE(waitpid(-1, nullptr, WNOHANG), -1); // it was ended, and nothing is left to wait for
+    }
+};
 
 QTEST_GUILESS_MAIN(TestLifecycle)
 #include "tst_lifecycle.moc"

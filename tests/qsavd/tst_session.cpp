@@ -165,69 +165,65 @@ class TestSession : public QObject
     Q_OBJECT
 
   private slots:
-    void believesNoLie();
-    void eachDeathCostsOneFile();
-    void workersThatNeverStartLoseTheSession();
-};
-
-void TestSession::believesNoLie()
-{
-    const auto clean = qsavd::Finding::Clean;
-    const std::pair<const char*, Answer> lies[] = {
-        {"unknown id", answer(77, clean, "", 0)},
-        {"id of a later file", answer(2, clean, "", 0)},
-        {"unknown finding", answer(0, qsavd::Finding(6), "", 0)},
-        {"negative finding", answer(0, qsavd::Finding(~0u), "", 0)},
-        {"text that is not there", answer(0, qsavd::Finding::Infected, "", 200)},
-        {"length that overflows", answer(0, qsavd::Finding::Infected, "x", ~0u)},
-        {"text that is too much", answer(0, clean, "xxxx", 3)},
-        {"torn", Answer(5)},
-        {"too long", Answer(200000)},
-    };
-    for (const auto& [name, lie] : lies) {
-        ServiceHome home;
-        FakeService service(home, [&told = lie](unsigned worker, std::uint64_t id) {
-            return worker == 0 ? told : goodAnswer(id);
-        });
-        TestScan scan(home);
-        for (int i = 0; i < 3; ++i)
-            scan.submit(QString("/dev/null"));
-        QVERIFY2(scan.waitForAll(), name);
-        QVERIFY2(scan.verdict(0).status == SCANSTAT_ERROR && !scan.verdict(0).remark.empty(), name);
-        for (const std::size_t other : {1, 2})
-            QVERIFY2(scan.verdict(other).status == SCANSTAT_CLEAN, name);
-        QVERIFY2(!scan.confused() && service.started() == 2, name);
+    void believesNoLie()
+    {
+        const auto clean = qsavd::Finding::Clean;
+        const std::pair<const char*, Answer> lies[] = {
+            {"unknown id", answer(77, clean, "", 0)},
+            {"id of a later file", answer(2, clean, "", 0)},
+            {"unknown finding", answer(0, qsavd::Finding(6), "", 0)},
+            {"negative finding", answer(0, qsavd::Finding(~0u), "", 0)},
+            {"text that is not there", answer(0, qsavd::Finding::Infected, "", 200)},
+            {"length that overflows", answer(0, qsavd::Finding::Infected, "x", ~0u)},
+            {"text that is too much", answer(0, clean, "xxxx", 3)},
+            {"torn", Answer(5)},
+            {"too long", Answer(200000)},
+        };
+        for (const auto& [name, lie] : lies) {
+            ServiceHome home;
+            FakeService service(home, [&told = lie](unsigned worker, std::uint64_t id) {
+                return worker == 0 ? told : goodAnswer(id);
+            });
+            TestScan scan(home);
+            for (int i = 0; i < 3; ++i)
+                scan.submit(QString("/dev/null"));
+            QVERIFY2(scan.waitForAll(), name);
+            QVERIFY2(scan.verdict(0).status == SCANSTAT_ERROR && !scan.verdict(0).remark.empty(), name);
+            for (const std::size_t other : {1, 2})
+                QVERIFY2(scan.verdict(other).status == SCANSTAT_CLEAN, name);
+            QVERIFY2(!scan.confused() && service.started() == 2, name);
+        }
     }
-}
 
-void TestSession::eachDeathCostsOneFile()
-{
-    ServiceHome home;
-    FakeService service(home,
-                        [](unsigned, std::uint64_t id) { return id % 3 == 0 ? Answer() : goodAnswer(id); });
-    TestScan scan(home);
-    constexpr std::size_t count = 1500; // more requests than the socket takes, while nobody reads
-    for (std::size_t i = 0; i < count; ++i)
-        scan.submit(QString("/dev/null"));
-    QVERIFY(scan.waitForAll());
-    for (std::size_t i = 0; i < count; ++i)
-        QCOMPARE(scan.verdict(i).status, i % 3 == 0 ? int(SCANSTAT_ERROR) : int(SCANSTAT_CLEAN));
-    QVERIFY(!scan.confused());
-    int kills = 0;
-    QTRY_COMPARE(kills += service.readKills(), int(count) / 3);
-}
+    void eachDeathCostsOneFile()
+    {
+        ServiceHome home;
+        FakeService service(
+            home, [](unsigned, std::uint64_t id) { return id % 3 == 0 ? Answer() : goodAnswer(id); });
+        TestScan scan(home);
+        constexpr std::size_t count = 1500; // more requests than the socket takes, while nobody reads
+        for (std::size_t i = 0; i < count; ++i)
+            scan.submit(QString("/dev/null"));
+        QVERIFY(scan.waitForAll());
+        for (std::size_t i = 0; i < count; ++i)
+            QCOMPARE(scan.verdict(i).status, i % 3 == 0 ? int(SCANSTAT_ERROR) : int(SCANSTAT_CLEAN));
+        QVERIFY(!scan.confused());
+        int kills = 0;
+        QTRY_COMPARE(kills += service.readKills(), int(count) / 3);
+    }
 
-void TestSession::workersThatNeverStartLoseTheSession()
-{
-    ServiceHome home;
-    FakeService service(home, {}, false);
-    TestScan scan(home);
-    for (int i = 0; i < 20; ++i)
+    void workersThatNeverStartLoseTheSession()
+    {
+        ServiceHome home;
+        FakeService service(home, {}, false);
+        TestScan scan(home);
+        for (int i = 0; i < 20; ++i)
+            scan.submit(QString("/dev/null"));
+        QTRY_VERIFY(!scan.lost().empty());
         scan.submit(QString("/dev/null"));
-    QTRY_VERIFY(!scan.lost().empty());
-    scan.submit(QString("/dev/null"));
-    QCOMPARE(scan.verdicts(), std::size_t(0)); // nothing is said about files that nobody looked at
-}
+        QCOMPARE(scan.verdicts(), std::size_t(0)); // nothing is said about files that nobody looked at
+    }
+};
 
 QTEST_GUILESS_MAIN(TestSession)
 #include "tst_session.moc"

@@ -36,17 +36,177 @@ class TestVerdicts : public QObject
     Q_OBJECT
 
   private slots:
-    void initTestCase();
-    void plainFiles();
-    void namesInsideArchives();
-    void everySampleIsFound();
-    void switchesOpenAndCloseFormats();
-    void encryptedAndBrokenFiles();
-    void whatIsNotScannedIsNeverClean();
-    void noRoomToUnpackIsNotClean();
-    void bombsEndInTime();
-    void onlyRegularFiles();
-    void changingFileIsNotClean();
+    void initTestCase()
+    {
+        QFile sample(QString(sampleDirectory) + "/clam.exe");
+        if (sample.open(QIODevice::ReadOnly)) {
+            const QByteArray content = sample.readAll();
+            home_.addSignature("sample.ndb", "Vardo.Sample",
+                               content.mid(content.indexOf("CLAMessageBoxA"), 64));
+        }
+        QVERIFY(home_.start() >= 2);
+    }
+
+    void namesInsideArchives()
+    {
+        const QByteArray inner = ZipWriter::single("report.txt", markedText());
+        QCOMPARE(scan(inner).inner, std::string("report.txt"));
+        const Verdict nested = scan(ZipWriter::single("inner.zip", QByteArray(2000, ' ') + inner));
+        QCOMPARE(nested.status, int(SCANSTAT_INFECTED));
+        QCOMPARE(nested.virus, std::string("Vardo.Marker"));
+        QVERIFY2(nested.inner.starts_with("inner.zip=>") && nested.inner.ends_with("report.txt"),
+                 nested.inner.c_str());
+        ZipWriter folders;
+        for (const char* folder : {"first", "second", "third"})
+            folders.add(folder + QByteArray("/report.txt"), *folder == 's' ? markedText() : "harmless");
+        QCOMPARE(scan(folders.finish()).inner, std::string("second/report.txt"));
+        // Any byte may stand in a name, and a very long one does no harm.
+        QCOMPARE(scan(ZipWriter::single("a\x1b[2J\n\xff.txt", markedText())).inner,
+                 std::string("a\x1b[2J\n\xff.txt"));
+        QCOMPARE(scan(ZipWriter::single(QByteArray(60000, 'n'), markedText())).status,
+                 int(SCANSTAT_INFECTED));
+    }
+
+    void everySampleIsFound()
+    {
+        const QFileInfoList samples = QDir(sampleDirectory).entryInfoList({"clam*"}, QDir::Files);
+        if (samples.isEmpty())
+            QSKIP("the package clamav-testfiles is not installed");
+        TestScan scan(home_);
+        for (const QFileInfo& sample : samples)
+            scan.submit(sample.filePath());
+        QVERIFY(scan.waitForAll());
+        for (qsizetype i = 0; i < samples.size(); ++i)
+            QVERIFY2(scan.verdict(std::size_t(i)).status == SCANSTAT_INFECTED,
+                     qPrintable(samples[i].fileName()));
+    }
+
+    void encryptedAndBrokenFiles()
+    {
+        const Verdict locked = scan(ZipWriter::single("secret.txt", QByteArray(500, 's'), true));
+        QCOMPARE(locked.status, int(SCANSTAT_ENCRYPTED));
+        QCOMPARE(locked.inner, std::string("secret.txt"));
+
+        ZipWriter both;
+        both.add("secret.txt", QByteArray(500, 's'), true);
+        both.add("open.txt", markedText());
+        QCOMPARE(scan(both.finish()).status, int(SCANSTAT_INFECTED)); // a real find goes before
+
+        QFile program(QString(sampleDirectory) + "/clam.ea05.exe");
+        if (!program.open(QIODevice::ReadOnly))
+            QSKIP("the package clamav-testfiles is not installed");
+        const QByteArray torn = program.read(5000);
+        QCOMPARE(scan(torn).status, int(SCANSTAT_CORRUPT));
+        SessionOptions plain;
+        plain.heuristics = false;
+        QCOMPARE(scan(torn, plain).status, int(SCANSTAT_CLEAN));
+    }
+
+    void whatIsNotScannedIsNeverClean()
+    {
+        constexpr int limit = 1 << 20;
+        ZipWriter sum, many;
+        for (int i = 0; i < 6; ++i)
+            sum.add("part" + QByteArray::number(i), QByteArray(limit - 100, char('a' + i)));
+        for (int i = 0; i < 30; ++i)
+            many.add("file" + QByteArray::number(i), QByteArray(500, char('a' + i % 26)));
+        QByteArray deep = markedText();
+        for (int i = 0; i < 8; ++i)
+            deep = ZipWriter::single("level" + QByteArray::number(i) + ".zip", deep);
+        const std::pair<QByteArray, std::string> files[] = {
+            {QByteArray(limit + 1, 'x'), "not scanned: larger than 1 MB"},
+            {ZipWriter::single("big", QByteArray(limit + 1, 'x') + markedText()),
+             "not wholly scanned: a part is larger than 1 MB"},
+            {sum.finish(), "not wholly scanned: holds more than 4 MB"},
+            {many.finish(), "not wholly scanned: holds more than 20 files"},
+            {deep, "not wholly scanned: nested deeper than 5 levels"},
+        };
+        SessionOptions options = withWorkers(1);
+        options.maxFileSize = limit;
+        options.maxScanSize = 4 * limit;
+        options.maxFiles = 20;
+        options.maxRecursion = 5;
+        for (const auto& [content, remark] : files) {
+            const Verdict verdict = scan(content, options);
+            QCOMPARE(verdict.remark, remark);
+            QCOMPARE(verdict.status, int(SCANSTAT_ERROR));
+        }
+    }
+
+    void noRoomToUnpackIsNotClean()
+    {
+        const QString zip = home_.write("harmless.zip", ZipWriter::single("text", QByteArray(2000, 'x')));
+        TestScan scan(home_, withWorkers(1));
+        scan.submit(zip);
+        QVERIFY(scan.waitForAll());
+        QCOMPARE(scan.verdict(0).status, int(SCANSTAT_CLEAN));
+        const QDir workspace(home_.workspace());
+        for (const QString& directory : workspace.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+            QCOMPARE(chmod(QFile::encodeName(workspace.filePath(directory)).constData(), 0500), 0);
+        scan.submit(zip);
+        QVERIFY(scan.waitForAll());
+        QCOMPARE(scan.verdict(1).status, int(SCANSTAT_ERROR));
+        QVERIFY2(scan.verdict(1).remark.starts_with("not wholly scanned: "), scan.verdict(1).remark.c_str());
+    }
+
+    void bombsEndInTime()
+    {
+        QByteArray level = QByteArray(8 << 20, '\0');
+        for (int i = 0; i < 4; ++i) {
+            ZipWriter zip;
+            for (int copy = 0; copy < 10; ++copy)
+                zip.add(QByteArray::number(copy) + ".zip", level);
+            level = zip.finish();
+        }
+        SessionOptions options = withWorkers(1);
+        options.maxSeconds = 1;
+        options.maxScanSize = 16ull << 30;
+        options.maxFiles = 1000000;
+        QElapsedTimer timer;
+        timer.start();
+        const Verdict verdict = scan(level, options);
+        QCOMPARE(verdict.status, int(SCANSTAT_ERROR));
+        QVERIFY2(verdict.remark.ends_with("took longer than 1 s"), verdict.remark.c_str());
+        QVERIFY(timer.elapsed() < 20000);
+    }
+
+    void onlyRegularFiles()
+    {
+        const QString fifo = home_.path("fifo");
+        QCOMPARE(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        TestScan scan(home_, withWorkers(1));
+        scan.submit(fifo);
+        scan.submit(home_.path(""));
+        scan.submit(QString("/dev/null"));
+        scan.submit(base::UniqueFd()); // not open at all
+        scan.submit(QString("/proc/self/status"));
+        base::UniqueFd memory(memfd_create("marked", MFD_CLOEXEC));
+        const QByteArray text = markedText();
+        QCOMPARE(write(memory.get(), text.constData(), std::size_t(text.size())), text.size());
+        scan.submit(std::move(memory), quint64(text.size()));
+        QVERIFY(scan.waitForAll());
+        for (std::size_t i = 0; i < 5; ++i) {
+            QCOMPARE(scan.verdict(i).status, int(SCANSTAT_ERROR));
+            QVERIFY2(scan.verdict(i).remark.starts_with("not scanned: "), scan.verdict(i).remark.c_str());
+        }
+        QCOMPARE(scan.verdict(5).status, int(SCANSTAT_INFECTED)); // copied memory is scanned like a file
+    }
+
+    void changingFileIsNotClean()
+    {
+        const QString path = home_.write("growing", QByteArray(4 << 20, 'x'));
+        std::atomic<bool> stop = false;
+        std::thread writer([&] {
+            for (qint64 size = 4 << 20; !stop; ++size)
+                if (truncate(QFile::encodeName(path).constData(), size) != 0)
+                    break;
+        });
+        const Verdict verdict = scanOne(home_, path, withWorkers(1));
+        stop = true;
+        writer.join();
+        QCOMPARE(verdict.status, int(SCANSTAT_ERROR));
+        QCOMPARE(verdict.remark, std::string("changed while it was scanned"));
+    }
 
   private:
     Verdict scan(const QByteArray& content, const SessionOptions& options = withWorkers(1)) const
@@ -56,209 +216,6 @@ class TestVerdicts : public QObject
 
     ServiceHome home_;
 };
-
-void TestVerdicts::initTestCase()
-{
-    QFile sample(QString(sampleDirectory) + "/clam.exe");
-    if (sample.open(QIODevice::ReadOnly)) {
-        const QByteArray content = sample.readAll();
-        home_.addSignature("sample.ndb", "Vardo.Sample", content.mid(content.indexOf("CLAMessageBoxA"), 64));
-    }
-    QVERIFY(home_.start() >= 2);
-}
-
-void TestVerdicts::plainFiles()
-{
-    QCOMPARE(scan("nothing in it").status, int(SCANSTAT_CLEAN));
-    QCOMPARE(scan("").status, int(SCANSTAT_CLEAN));
-    const Verdict found = scan(ServiceHome::testFile());
-    QCOMPARE(found.status, int(SCANSTAT_INFECTED));
-    QCOMPARE(found.virus, std::string("Vardo-Test-File"));
-    QCOMPARE(found.inner, std::string());
-    QCOMPARE(found.remark, std::string());
-}
-
-void TestVerdicts::namesInsideArchives()
-{
-    const QByteArray inner = ZipWriter::single("report.txt", markedText());
-    QCOMPARE(scan(inner).inner, std::string("report.txt"));
-    const Verdict nested = scan(ZipWriter::single("inner.zip", QByteArray(2000, ' ') + inner));
-    QCOMPARE(nested.status, int(SCANSTAT_INFECTED));
-    QCOMPARE(nested.virus, std::string("Vardo.Marker"));
-    QVERIFY2(nested.inner.starts_with("inner.zip=>") && nested.inner.ends_with("report.txt"),
-             nested.inner.c_str());
-    // Any byte may stand in a name, and a very long one does no harm.
-    QCOMPARE(scan(ZipWriter::single("a\x1b[2J\n\xff.txt", markedText())).inner,
-             std::string("a\x1b[2J\n\xff.txt"));
-    QCOMPARE(scan(ZipWriter::single(QByteArray(60000, 'n'), markedText())).status, int(SCANSTAT_INFECTED));
-}
-
-void TestVerdicts::everySampleIsFound()
-{
-    const QFileInfoList samples = QDir(sampleDirectory).entryInfoList({"clam*"}, QDir::Files);
-    if (samples.isEmpty())
-        QSKIP("the package clamav-testfiles is not installed");
-    TestScan scan(home_);
-    for (const QFileInfo& sample : samples)
-        scan.submit(sample.filePath());
-    QVERIFY(scan.waitForAll());
-    for (qsizetype i = 0; i < samples.size(); ++i)
-        QVERIFY2(scan.verdict(std::size_t(i)).status == SCANSTAT_INFECTED, qPrintable(samples[i].fileName()));
-}
-
-void TestVerdicts::switchesOpenAndCloseFormats()
-{
-    SessionOptions archives;
-    archives.archives = false;
-    const QByteArray zip = ZipWriter::single("report.txt", markedText());
-    QCOMPARE(scan(zip, archives).status, int(SCANSTAT_CLEAN));
-    QCOMPARE(scan(zip).status, int(SCANSTAT_INFECTED)); // nothing remembers that it was clean
-
-    SessionOptions mails;
-    mails.mails = false;
-    const QByteArray mail = "From: a@example.org\r\nTo: b@example.org\r\nSubject: x\r\nMIME-Version: 1.0\r\n"
-                            "Content-Type: application/octet-stream; name=\"x.bin\"\r\n"
-                            "Content-Transfer-Encoding: base64\r\n\r\n" +
-                            markedText().toBase64() + "\r\n";
-    QCOMPARE(scan(mail, mails).status, int(SCANSTAT_CLEAN));
-    QCOMPARE(scan(mail).status, int(SCANSTAT_INFECTED));
-
-    const QString packed = QString(sampleDirectory) + "/clam-upx.exe";
-    if (!QFile::exists(packed))
-        QSKIP("the package clamav-testfiles is not installed");
-    SessionOptions noPacked;
-    noPacked.packed = false;
-    QCOMPARE(scanOne(home_, packed, noPacked).status, int(SCANSTAT_CLEAN));
-    QCOMPARE(scanOne(home_, packed).status, int(SCANSTAT_INFECTED));
-    QCOMPARE(scan(ServiceHome::testFile(), noPacked).status, int(SCANSTAT_INFECTED));
-}
-
-void TestVerdicts::encryptedAndBrokenFiles()
-{
-    const Verdict locked = scan(ZipWriter::single("secret.txt", QByteArray(500, 's'), true));
-    QCOMPARE(locked.status, int(SCANSTAT_ENCRYPTED));
-    QCOMPARE(locked.inner, std::string("secret.txt"));
-
-    ZipWriter both;
-    both.add("secret.txt", QByteArray(500, 's'), true);
-    both.add("open.txt", markedText());
-    QCOMPARE(scan(both.finish()).status, int(SCANSTAT_INFECTED)); // a real find goes before
-
-    QFile program(QString(sampleDirectory) + "/clam.ea05.exe");
-    if (!program.open(QIODevice::ReadOnly))
-        QSKIP("the package clamav-testfiles is not installed");
-    const QByteArray torn = program.read(5000);
-    QCOMPARE(scan(torn).status, int(SCANSTAT_CORRUPT));
-    SessionOptions plain;
-    plain.heuristics = false;
-    QCOMPARE(scan(torn, plain).status, int(SCANSTAT_CLEAN));
-}
-
-void TestVerdicts::whatIsNotScannedIsNeverClean()
-{
-    constexpr int limit = 1 << 20;
-    ZipWriter sum, many;
-    for (int i = 0; i < 6; ++i)
-        sum.add("part" + QByteArray::number(i), QByteArray(limit - 100, char('a' + i)));
-    for (int i = 0; i < 30; ++i)
-        many.add("file" + QByteArray::number(i), QByteArray(500, char('a' + i % 26)));
-    QByteArray deep = markedText();
-    for (int i = 0; i < 8; ++i)
-        deep = ZipWriter::single("level" + QByteArray::number(i) + ".zip", deep);
-    const std::pair<QByteArray, std::string> files[] = {
-        {QByteArray(limit + 1, 'x'), "not scanned: larger than 1 MB"},
-        {ZipWriter::single("big", QByteArray(limit + 1, 'x') + markedText()),
-         "not wholly scanned: a part is larger than 1 MB"},
-        {sum.finish(), "not wholly scanned: holds more than 4 MB"},
-        {many.finish(), "not wholly scanned: holds more than 20 files"},
-        {deep, "not wholly scanned: nested deeper than 5 levels"},
-    };
-    SessionOptions options = withWorkers(1);
-    options.maxFileSize = limit;
-    options.maxScanSize = 4 * limit;
-    options.maxFiles = 20;
-    options.maxRecursion = 5;
-    for (const auto& [content, remark] : files) {
-        const Verdict verdict = scan(content, options);
-        QCOMPARE(verdict.remark, remark);
-        QCOMPARE(verdict.status, int(SCANSTAT_ERROR));
-    }
-}
-
-void TestVerdicts::noRoomToUnpackIsNotClean()
-{
-    const QString zip = home_.write("harmless.zip", ZipWriter::single("text", QByteArray(2000, 'x')));
-    TestScan scan(home_, withWorkers(1));
-    scan.submit(zip);
-    QVERIFY(scan.waitForAll());
-    QCOMPARE(scan.verdict(0).status, int(SCANSTAT_CLEAN));
-    const QDir workspace(home_.workspace());
-    for (const QString& directory : workspace.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
-        QCOMPARE(chmod(QFile::encodeName(workspace.filePath(directory)).constData(), 0500), 0);
-    scan.submit(zip);
-    QVERIFY(scan.waitForAll());
-    QCOMPARE(scan.verdict(1).status, int(SCANSTAT_ERROR));
-    QVERIFY2(scan.verdict(1).remark.starts_with("not wholly scanned: "), scan.verdict(1).remark.c_str());
-}
-
-void TestVerdicts::bombsEndInTime()
-{
-    QByteArray level = QByteArray(8 << 20, '\0');
-    for (int i = 0; i < 4; ++i) {
-        ZipWriter zip;
-        for (int copy = 0; copy < 10; ++copy)
-            zip.add(QByteArray::number(copy) + ".zip", level);
-        level = zip.finish();
-    }
-    SessionOptions options = withWorkers(1);
-    options.maxSeconds = 1;
-    options.maxScanSize = 16ull << 30;
-    options.maxFiles = 1000000;
-    QElapsedTimer timer;
-    timer.start();
-    const Verdict verdict = scan(level, options);
-    QCOMPARE(verdict.status, int(SCANSTAT_ERROR));
-    QVERIFY2(verdict.remark.ends_with("took longer than 1 s"), verdict.remark.c_str());
-    QVERIFY(timer.elapsed() < 20000);
-}
-
-void TestVerdicts::onlyRegularFiles()
-{
-    const QString fifo = home_.path("fifo");
-    QCOMPARE(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-    TestScan scan(home_, withWorkers(1));
-    scan.submit(fifo);
-    scan.submit(home_.path(""));
-    scan.submit(QString("/dev/null"));
-    scan.submit(base::UniqueFd()); // not open at all
-    scan.submit(QString("/proc/self/status"));
-    base::UniqueFd memory(memfd_create("marked", MFD_CLOEXEC));
-    const QByteArray text = markedText();
-    QCOMPARE(write(memory.get(), text.constData(), std::size_t(text.size())), text.size());
-    scan.submit(std::move(memory), quint64(text.size()));
-    QVERIFY(scan.waitForAll());
-    for (std::size_t i = 0; i < 5; ++i) {
-        QCOMPARE(scan.verdict(i).status, int(SCANSTAT_ERROR));
-        QVERIFY2(scan.verdict(i).remark.starts_with("not scanned: "), scan.verdict(i).remark.c_str());
-    }
-    QCOMPARE(scan.verdict(5).status, int(SCANSTAT_INFECTED)); // copied memory is scanned like a file
-}
-
-void TestVerdicts::changingFileIsNotClean()
-{
-    const QString path = home_.write("growing", QByteArray(4 << 20, 'x'));
-    std::atomic<bool> stop = false;
-    std::thread writer([&] {
-        for (qint64 size = 4 << 20; !stop; ++size)
-            if (truncate(QFile::encodeName(path).constData(), size) != 0)
-                break;
-    });
-    const Verdict verdict = scanOne(home_, path, withWorkers(1));
-    stop = true;
-    writer.join();
-    QCOMPARE(verdict.status, int(SCANSTAT_ERROR));
-    QCOMPARE(verdict.remark, std::string("changed while it was scanned"));
-}
 
 QTEST_GUILESS_MAIN(TestVerdicts)
 #include "tst_verdicts.moc"

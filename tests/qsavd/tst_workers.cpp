@@ -39,186 +39,133 @@ class TestWorkers : public QObject
     Q_OBJECT
 
   private slots:
-    void init();
-    void everyFileIsAnsweredOnce();
-    void workersHaveNoRights();
-    void deadWorkerCostsOneFile();
-    void stuckWorkerCostsOneFile();
-    void stopLeavesNothingBehind();
-    void lostServiceIsStartedAgain();
-    void twoSessionsDoNotDisturbEachOther();
+    void init()
+    {
+        home_ = std::make_unique<ServiceHome>();
+        QCOMPARE(home_->start(), 2ul);
+    }
+
+    void workersHaveNoRights()
+    {
+        TestScan scan(*home_, oneWorker());
+        scan.submit(home_->write("clean", "harmless"));
+        QVERIFY(scan.waitForAll());
+        const pid_t worker = onlyWorker();
+        QVERIFY(worker > 0);
+        QCOMPARE(statusField(worker, "NoNewPrivs"), QByteArray("1"));
+        QCOMPARE(statusField(worker, "Seccomp"), QByteArray("2")); // filtered
+        QCOMPARE(statusField(worker, "CapEff").toULongLong(nullptr, 16), 0ull);
+        // Nor has the process that reads the signatures.
+        for (const pid_t process : {worker, home_->holders().value(0)}) {
+            for (const char* field : {"Uid", "Gid"}) {
+                const QList<QByteArray> ids = statusField(process, field).split(' ');
+                QVERIFY(ids.size() == 4 && (geteuid() != 0 || !ids.contains("0")));
+            }
+            QCOMPARE(statusField(process, "CapPrm").toULongLong(nullptr, 16), 0ull);
+        }
+        if (geteuid() == 0) // others may not look into it
+            QCOMPARE(QDir(QString("/proc/%1/fd").arg(worker)).entryList(QDir::Files | QDir::System).size(),
+                     4);
+    }
+
+    void stuckWorkerCostsOneFile()
+    {
+        SessionOptions options = oneWorker();
+        options.maxSeconds = 1;
+        TestScan scan(*home_, options);
+        const pid_t worker = stopWorker(scan);
+        QVERIFY(worker > 0);
+        scan.submit(home_->path("clean"));
+        scan.submit(home_->path("clean"));
+        QVERIFY(scan.waitForAll());
+        QCOMPARE(scan.verdict(1).status, int(SCANSTAT_ERROR));
+        QCOMPARE(scan.verdict(1).remark, std::string("not scanned: took longer than 1 s"));
+        QCOMPARE(scan.verdict(2).status, int(SCANSTAT_CLEAN));
+        QVERIFY(ServiceHome::waitForEnd(worker));
+    }
+
+    void stopLeavesNothingBehind()
+    {
+        auto scan = std::make_unique<TestScan>(*home_, oneWorker());
+        QVERIFY(stopWorker(*scan) > 0);
+        for (int i = 0; i < 100; ++i)
+            scan->submit(home_->path("clean"));
+        QElapsedTimer timer;
+        timer.start();
+        scan.reset();
+        QVERIFY2(timer.elapsed() < 2000, "a stop waits for no worker");
+        QTRY_VERIFY(home_->workers().isEmpty());
+        const QString workspace = home_->workspace();
+        QCOMPARE(QDir(workspace).count(), uint(2)); // "." and ".."
+        const pid_t service = home_->pid();
+        home_.reset();
+        QVERIFY(ServiceHome::waitForEnd(service));
+        QVERIFY(!QFileInfo::exists(workspace));
+    }
+
+    void lostServiceIsStartedAgain()
+    {
+        TestScan scan(*home_, oneWorker());
+        for (const bool usable : {true, false}) {
+            const pid_t worker = stopWorker(scan);
+            QVERIFY(worker > 0);
+            for (int i = 0; i < 20; ++i)
+                scan.submit(home_->path("clean"));
+            const QString workspace = home_->workspace();
+            QVERIFY(QFileInfo::exists(workspace));
+            if (!usable)
+                QVERIFY(QDir(home_->path("signatures")).removeRecursively());
+            kill(home_->pid(), SIGKILL);
+            scan.submit(home_->path("clean"));
+            if (usable)
+                QVERIFY(scan.waitForAll());
+            else
+                QTRY_VERIFY(!scan.lost().empty());
+            QVERIFY2(ServiceHome::waitForEnd(worker), "a worker dies with its service");
+            QVERIFY2(!QFileInfo::exists(workspace), "the next service clears away");
+        }
+        // Not even the file in hand was lost the first time, and nothing was told about those after the
+        // second.
+        for (std::size_t i = 0; i < scan.verdicts(); ++i)
+            QCOMPARE(scan.verdict(i).status, int(SCANSTAT_CLEAN));
+        QCOMPARE(scan.verdicts(), std::size_t(23));
+        QVERIFY2(scan.lost().find("No signatures") != std::string::npos, scan.lost().c_str());
+    }
+
+    void twoSessionsDoNotDisturbEachOther()
+    {
+        const QString marked = home_->write("marked", ServiceHome::marker());
+        SessionOptions archivesOff = oneWorker();
+        archivesOff.archives = false;
+        TestScan one(*home_, oneWorker());
+        auto two = std::make_unique<TestScan>(*home_, archivesOff);
+        one.submit(marked);
+        two->submit(marked);
+        QVERIFY(one.waitForAll() && two->waitForAll());
+        two.reset();
+        QTRY_COMPARE(home_->workers().size(), 1);
+        one.submit(marked);
+        QVERIFY(one.waitForAll());
+        QCOMPARE(one.verdict(1).status, int(SCANSTAT_INFECTED));
+    }
 
   private:
-    pid_t onlyWorker() const;
+    pid_t onlyWorker() const
+    {
+        const QList<pid_t> workers = home_->workers();
+        return workers.size() == 1 ? workers.front() : 0;
+    }
+
     /// Scans a file, so that there is a worker, and stops that.
-    pid_t stopWorker(TestScan& scan) const;
+    pid_t stopWorker(TestScan& scan) const
+    {
+        scan.submit(home_->write("clean", "harmless"));
+        const pid_t worker = scan.waitForAll() ? onlyWorker() : 0;
+        return worker > 0 && kill(worker, SIGSTOP) == 0 ? worker : 0;
+    }
 
     std::unique_ptr<ServiceHome> home_;
 };
-
-void TestWorkers::init()
-{
-    home_ = std::make_unique<ServiceHome>();
-    QCOMPARE(home_->start(), 2ul);
-}
-
-pid_t TestWorkers::onlyWorker() const
-{
-    const QList<pid_t> workers = home_->workers();
-    return workers.size() == 1 ? workers.front() : 0;
-}
-
-pid_t TestWorkers::stopWorker(TestScan& scan) const
-{
-    scan.submit(home_->write("clean", "harmless"));
-    const pid_t worker = scan.waitForAll() ? onlyWorker() : 0;
-    return worker > 0 && kill(worker, SIGSTOP) == 0 ? worker : 0;
-}
-
-void TestWorkers::everyFileIsAnsweredOnce()
-{
-    constexpr int count = 2000;
-    const QString clean = home_->write("clean", "harmless");
-    const QString marked = home_->write("marked", ServiceHome::marker());
-    TestScan scan(*home_);
-    for (int i = 0; i < count; ++i) {
-        scan.submit(i % 7 == 0 ? marked : clean);
-        if (i % 200 == 199)
-            QVERIFY(scan.waitForAll());
-    }
-    QVERIFY(scan.waitForAll());
-    for (int i = 0; i < count; ++i)
-        QCOMPARE(scan.verdict(std::size_t(i)).status,
-                 i % 7 == 0 ? int(SCANSTAT_INFECTED) : int(SCANSTAT_CLEAN));
-    QVERIFY(!scan.confused());
-}
-
-void TestWorkers::workersHaveNoRights()
-{
-    TestScan scan(*home_, oneWorker());
-    scan.submit(home_->write("clean", "harmless"));
-    QVERIFY(scan.waitForAll());
-    const pid_t worker = onlyWorker();
-    QVERIFY(worker > 0);
-    QCOMPARE(statusField(worker, "NoNewPrivs"), QByteArray("1"));
-    QCOMPARE(statusField(worker, "Seccomp"), QByteArray("2")); // filtered
-    QCOMPARE(statusField(worker, "CapEff").toULongLong(nullptr, 16), 0ull);
-    // Nor has the process that reads the signatures.
-    for (const pid_t process : {worker, home_->holders().value(0)}) {
-        for (const char* field : {"Uid", "Gid"}) {
-            const QList<QByteArray> ids = statusField(process, field).split(' ');
-            QVERIFY(ids.size() == 4 && (geteuid() != 0 || !ids.contains("0")));
-        }
-        QCOMPARE(statusField(process, "CapPrm").toULongLong(nullptr, 16), 0ull);
-    }
-    if (geteuid() == 0) // others may not look into it
-        QCOMPARE(QDir(QString("/proc/%1/fd").arg(worker)).entryList(QDir::Files | QDir::System).size(), 4);
-}
-
-void TestWorkers::deadWorkerCostsOneFile()
-{
-    const QString marked = home_->write("marked", ServiceHome::marker());
-    TestScan scan(*home_, oneWorker());
-    // The file is given to the stopped worker a moment after it was submitted: try until it was.
-    std::size_t first = 0;
-    bool killedInTime = false;
-    for (int attempt = 0; attempt < 20 && !killedInTime; ++attempt) {
-        first = scan.verdicts();
-        const pid_t worker = stopWorker(scan);
-        QVERIFY(worker > 0);
-        for (int i = 0; i < 30; ++i)
-            scan.submit(marked);
-        QTest::qWait(50 << attempt / 4);
-        kill(worker, SIGKILL);
-        QVERIFY(scan.waitForAll());
-        killedInTime = scan.verdict(first + 1).status == SCANSTAT_ERROR;
-    }
-    QVERIFY(killedInTime);
-    QVERIFY(!scan.verdict(first + 1).remark.empty());
-    for (std::size_t i = first + 2; i <= first + 30; ++i)
-        QCOMPARE(scan.verdict(i).status, int(SCANSTAT_INFECTED));
-    QVERIFY(!scan.confused());
-}
-
-void TestWorkers::stuckWorkerCostsOneFile()
-{
-    SessionOptions options = oneWorker();
-    options.maxSeconds = 1;
-    TestScan scan(*home_, options);
-    const pid_t worker = stopWorker(scan);
-    QVERIFY(worker > 0);
-    scan.submit(home_->path("clean"));
-    scan.submit(home_->path("clean"));
-    QVERIFY(scan.waitForAll());
-    QCOMPARE(scan.verdict(1).status, int(SCANSTAT_ERROR));
-    QCOMPARE(scan.verdict(1).remark, std::string("not scanned: took longer than 1 s"));
-    QCOMPARE(scan.verdict(2).status, int(SCANSTAT_CLEAN));
-    QVERIFY(ServiceHome::waitForEnd(worker));
-}
-
-void TestWorkers::stopLeavesNothingBehind()
-{
-    auto scan = std::make_unique<TestScan>(*home_, oneWorker());
-    QVERIFY(stopWorker(*scan) > 0);
-    for (int i = 0; i < 100; ++i)
-        scan->submit(home_->path("clean"));
-    QElapsedTimer timer;
-    timer.start();
-    scan.reset();
-    QVERIFY2(timer.elapsed() < 2000, "a stop waits for no worker");
-    QTRY_VERIFY(home_->workers().isEmpty());
-    const QString workspace = home_->workspace();
-    QCOMPARE(QDir(workspace).count(), uint(2)); // "." and ".."
-    const pid_t service = home_->pid();
-    home_.reset();
-    QVERIFY(ServiceHome::waitForEnd(service));
-    QVERIFY(!QFileInfo::exists(workspace));
-}
-
-void TestWorkers::lostServiceIsStartedAgain()
-{
-    TestScan scan(*home_, oneWorker());
-    for (const bool usable : {true, false}) {
-        const pid_t worker = stopWorker(scan);
-        QVERIFY(worker > 0);
-        for (int i = 0; i < 20; ++i)
-            scan.submit(home_->path("clean"));
-        const QString workspace = home_->workspace();
-        QVERIFY(QFileInfo::exists(workspace));
-        if (!usable)
-            QVERIFY(QDir(home_->path("signatures")).removeRecursively());
-        kill(home_->pid(), SIGKILL);
-        scan.submit(home_->path("clean"));
-        if (usable)
-            QVERIFY(scan.waitForAll());
-        else
-            QTRY_VERIFY(!scan.lost().empty());
-        QVERIFY2(ServiceHome::waitForEnd(worker), "a worker dies with its service");
-        QVERIFY2(!QFileInfo::exists(workspace), "the next service clears away");
-    }
-    // Not even the file in hand was lost the first time, and nothing was told about those after the second.
-    for (std::size_t i = 0; i < scan.verdicts(); ++i)
-        QCOMPARE(scan.verdict(i).status, int(SCANSTAT_CLEAN));
-    QCOMPARE(scan.verdicts(), std::size_t(23));
-    QVERIFY2(scan.lost().find("No signatures") != std::string::npos, scan.lost().c_str());
-}
-
-void TestWorkers::twoSessionsDoNotDisturbEachOther()
-{
-    const QString marked = home_->write("marked", ServiceHome::marker());
-    SessionOptions archivesOff = oneWorker();
-    archivesOff.archives = false;
-    TestScan one(*home_, oneWorker());
-    auto two = std::make_unique<TestScan>(*home_, archivesOff);
-    one.submit(marked);
-    two->submit(marked);
-    QVERIFY(one.waitForAll() && two->waitForAll());
-    two.reset();
-    QTRY_COMPARE(home_->workers().size(), 1);
-    one.submit(marked);
-    QVERIFY(one.waitForAll());
-    QCOMPARE(one.verdict(1).status, int(SCANSTAT_INFECTED));
-}
 
 QTEST_GUILESS_MAIN(TestWorkers)
 #include "tst_workers.moc"

@@ -1,6 +1,7 @@
 #include "base/paths.h"
 #include "quarantine/quarantined.h"
 #include "quarantine/recordfile.h"
+#include "quarantine/store.h"
 #include "tests/support/sandbox.h"
 
 #include <QApplication>
@@ -94,6 +95,21 @@ class TestQuarantineRecord : public QObject
         putAway(kept, 1, 0);
         QVERIFY(recordQuarantined(("/x/" + kept + "more").c_str(), "v"));
         QCOMPARE(lastRecord().name, kept);
+        const std::string second = kept.substr(2) + "-0"; // the second one of this name
+        putAway(second, 1, 0);
+        QVERIFY(recordQuarantined(("/y/" + kept).c_str(), "v"));
+        QCOMPARE(lastRecord().name, second);
+    }
+
+    void whatCannotBeLookedIntoStaysRecorded()
+    {
+        putAway("here", 1, 0);
+        QVERIFY(recordQuarantined("/here", "v"));
+        const std::string before = sandbox::readFile(records);
+        fs::rename(directory, directory.string() + ".real");
+        fs::create_symlink(directory.string() + ".real", directory); // which root did not make
+        QVERIFY(!quarantine::load());
+        QCOMPARE(sandbox::readFile(records), before);
     }
 
     void sizesAreBytesOrWholeKilobytes()

@@ -39,7 +39,7 @@ Step clickLater(QWidget& window, const char* button)
 } // namespace
 
 /// The window of a scan, and what each call of the engine leads to on the screen, in the log and for the
-/// engine. Built for root and for an ordinary user.
+/// engine. Run as root and as an ordinary user.
 class TestProgressWidget : public QObject
 {
     Q_OBJECT
@@ -424,5 +424,5 @@ class TestProgressWidget : public QObject
     }
 };
 
-VARDO_SANDBOX_TEST_MAIN(TestProgressWidget, TEST_USER, TEST_USER)
+VARDO_SANDBOX_TEST_MAIN(TestProgressWidget, 0, 0)
 #include "tst_progresswidget.moc"

@@ -141,6 +141,10 @@ class TestScanDialogs : public QObject
             QCOMPARE(label(dialog, "lblObjectName")->text(), name + "...");
             QCOMPARE(shownToolTip(dialog), name + 'x');
         });
+        // A character is shown as a whole or not at all.
+        prompt(name.left(26) + "\U0001F600", [&](QWidget* dialog) {
+            QCOMPARE(label(dialog, "lblObjectName")->text(), name.left(26) + "...");
+        });
         prompt(nullptr, [](QWidget* dialog) {
             QCOMPARE(label(dialog, "lblObjectName")->text() + shownToolTip(dialog), "");
         });

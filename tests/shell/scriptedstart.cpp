@@ -13,6 +13,9 @@
 #include <string>
 #include <utility>
 
+#include <langinfo.h>
+#include <locale.h>
+
 /// Drives the window program of the start-up tests from within: the scripted engine is set up from the
 /// file $START_SCRIPT, boxes are answered, the window is closed again (or kept, with the word "hold"),
 /// and at the end the journal, with boxes and window in it, goes to $START_REPORT.
@@ -78,6 +81,9 @@ void note(const VMainWidget& window)
         text << " fixed";
     if (!window.mask().isEmpty() && !window.mask().contains(QPoint(0, 0)))
         text << " rounded";
+    // Of a number, as the user's desktop has it, and as the program writes it.
+    text << " " << nl_langinfo_l(RADIXCHAR, newlocale(LC_ALL_MASK, "", nullptr))
+         << localeconv()->decimal_point;
     scriptedEngine().call(text.str());
 }
 

@@ -35,6 +35,8 @@ class Start
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("QT_QPA_PLATFORM", "offscreen:configfile=" + screenFile(screen));
         environment.insert("START_SCRIPT", "/tmp/script");
+        environment.insert("LOCPATH", "/tmp/locale");
+        environment.insert("LC_ALL", "de_DE.UTF-8");
         environment.insert("START_REPORT", reportFile);
         process_.setProcessEnvironment(environment);
         process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
@@ -121,6 +123,13 @@ class TestStartup : public QObject
     Q_OBJECT
 
   private slots:
+    void initTestCase()
+    {
+        fs::create_directory("/tmp/locale"); // a desktop that writes 1,5
+        QCOMPARE(QProcess::execute("localedef", {"-i", "de_DE", "-f", "UTF-8", "/tmp/locale/de_DE.UTF-8"}),
+                 0);
+    }
+
     void init() { sandbox::makeInstallation(); }
 
     void goesThroughTheStepsInOrder()
@@ -142,7 +151,7 @@ class TestStartup : public QObject
         };
         const QStringList report = start.report();
         QCOMPARE(report.mid(0, expected.size()), expected);
-        QCOMPARE(start.windows(), QStringList("window 38,18 724x564 fixed rounded"));
+        QCOMPARE(start.windows(), QStringList("window 38,18 724x564 fixed rounded ,."));
         QCOMPARE(report.mid(report.size() - 3), QStringList({"~window", "~Vardo", "~application"}));
         QVERIFY(!fs::exists(paths::guardFile));
     }
@@ -174,7 +183,7 @@ class TestStartup : public QObject
     {
         Start start(root, "", {724, 564});
         QCOMPARE(start.exitCode(), 0);
-        QCOMPARE(start.windows(), QStringList("window 0,0 724x564 fixed rounded"));
+        QCOMPARE(start.windows(), QStringList("window 0,0 724x564 fixed rounded ,."));
     }
 
     void ownExtensionsStay()

@@ -166,6 +166,13 @@ int enterThrough(std::vector<std::string> command, char** argv, Ids ids)
 
 } // namespace
 
+Ids wantedIds(Ids usual)
+{
+    if (const char* ids = std::getenv("VARDO_TEST_IDS"))
+        std::sscanf(ids, "%u:%u", &usual.user, &usual.group);
+    return usual;
+}
+
 bool inside()
 {
     return std::getenv(marker) != nullptr;

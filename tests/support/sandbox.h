@@ -18,6 +18,9 @@ struct Ids
     unsigned int group = 0;
 };
 
+/// The ids in VARDO_TEST_IDS ("1000:0"), else the usual ones.
+Ids wantedIds(Ids usual);
+
 /// True in a program that enter() has started.
 bool inside();
 
@@ -49,12 +52,12 @@ void writeFile(const std::filesystem::path& path, const std::string& content);
 
 } // namespace sandbox
 
-/// QTEST_MAIN for a class that runs inside the sandbox with these ids.
+/// QTEST_MAIN for a class that runs inside the sandbox with these ids, or those that CTest sets.
 #define VARDO_SANDBOX_TEST_MAIN(Class, uid, gid)                                                             \
     int main(int argc, char** argv)                                                                          \
     {                                                                                                        \
         if (!sandbox::inside())                                                                              \
-            return sandbox::enter(argv, {uid, gid});                                                         \
+            return sandbox::enter(argv, sandbox::wantedIds({uid, gid}));                                     \
         sandbox::makeInstallation();                                                                         \
         QTEST_SET_MAIN_SOURCE_PATH                                                                           \
         QApplication application(argc, argv);                                                                \

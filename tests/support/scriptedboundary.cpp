@@ -33,6 +33,15 @@ int call(std::string name, const Args&... args)
     return scriptedEngine().call(name);
 }
 
+/// `result`, after what a call that succeeds does.
+template <class Action>
+int after(int result, const Action& action)
+{
+    if (result >= 0)
+        action();
+    return result;
+}
+
 /// Moves an option's value between `field` and the caller's memory.
 template <class T>
 void move(T& field, void* value, bool set)
@@ -118,18 +127,14 @@ ScanConfig::~ScanConfig()
 
 int ScanConfig::ReadConfiguration(const char* file)
 {
-    const int result = call("ReadConfiguration", shown(file));
-    if (result >= 0)
-        scriptedEngine().held = scriptedEngine().saved;
-    return result;
+    return after(call("ReadConfiguration", shown(file)),
+                 [&] { scriptedEngine().held = scriptedEngine().saved; });
 }
 
 int ScanConfig::SaveConfiguration(const char* file)
 {
-    const int result = call("SaveConfiguration", shown(file));
-    if (result >= 0)
-        scriptedEngine().saved = scriptedEngine().held;
-    return result;
+    return after(call("SaveConfiguration", shown(file)),
+                 [&] { scriptedEngine().saved = scriptedEngine().held; });
 }
 
 const char* ScanConfig::getConfigFile() const
@@ -140,18 +145,12 @@ const char* ScanConfig::getConfigFile() const
 
 int ScanConfig::SetScanOption(unsigned int bit)
 {
-    const int result = call("SetScanOption", hex(bit));
-    if (result >= 0)
-        scriptedEngine().held.scanOpts |= bit;
-    return result;
+    return after(call("SetScanOption", hex(bit)), [&] { scriptedEngine().held.scanOpts |= bit; });
 }
 
 int ScanConfig::UnsetScanOption(unsigned int bit)
 {
-    const int result = call("UnsetScanOption", hex(bit));
-    if (result >= 0)
-        scriptedEngine().held.scanOpts &= ~bit;
-    return result;
+    return after(call("UnsetScanOption", hex(bit)), [&] { scriptedEngine().held.scanOpts &= ~bit; });
 }
 
 int ScanConfig::SetOption(unsigned int id, void* value)
@@ -229,10 +228,7 @@ int Vardo::SetActionData(const char* actData, const char* extension, bool save)
 
 int Vardo::LogInit(const char* file, int level)
 {
-    const int outcome = call("LogInit", shown(file), std::to_string(level));
-    if (outcome >= 0)
-        scriptedEngine().openLog();
-    return outcome;
+    return after(call("LogInit", shown(file), std::to_string(level)), [&] { scriptedEngine().openLog(); });
 }
 
 bool Vardo::VardoIsAVLoaded()
@@ -286,24 +282,19 @@ QS_SystemType QS_GetSystemType()
 
 int GetQSAVInfo(QS_SystemType type, const char* avConf, struct_qsavinfo& info)
 {
-    const int result = call("GetQSAVInfo", std::to_string(type), shown(avConf));
-    if (result >= 0)
-        info = scriptedEngine().info;
-    return result;
+    return after(call("GetQSAVInfo", std::to_string(type), shown(avConf)),
+                 [&] { info = scriptedEngine().info; });
 }
 
 void LogMe(unsigned char level, const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-    std::vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
+    char* text = nullptr;
+    const int length = vasprintf(&text, format, arguments);
     va_end(arguments);
-    scriptedEngine().logMessage(level, std::move(text));
+    scriptedEngine().logMessage(level, length < 0 ? "" : text);
+    std::free(text);
 }
 
 void CloseLog()
@@ -330,10 +321,8 @@ int vUpdateConf::ReadConfiguration(int part, const char* file)
 
 int vUpdateConf::SaveConfiguration(const char* file)
 {
-    const int result = call("vUpdate::SaveConfiguration", shown(file));
-    if (result >= 0)
-        scriptedEngine().updateSaved = scriptedEngine().updateHeld;
-    return result;
+    return after(call("vUpdate::SaveConfiguration", shown(file)),
+                 [&] { scriptedEngine().updateSaved = scriptedEngine().updateHeld; });
 }
 
 vUpdate::vUpdate(const char* qsavConf, const char* updateConf)

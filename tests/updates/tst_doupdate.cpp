@@ -104,6 +104,13 @@ class DoUpdateTest : public QObject
     void goesByWhatIsInMemory();
 
   private:
+    /// For a thread beside a run: returns when the run has reached the server.
+    void waitForRequest() const
+    {
+        for (int i = 0; i < 1000 && mirror.requests().isEmpty(); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+
     Mirror mirror;
 };
 
@@ -189,8 +196,8 @@ void DoUpdateTest::stopsWithinHalfASecond()
             return code == UPDATE_PROGRESS ? 2 : 0;
         };
     } else {
-        stopper = std::thread([&timer] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(400));
+        stopper = std::thread([this, &timer] {
+            waitForRequest();
             timer.start();
             signal_update_term(1);
         });
@@ -203,8 +210,8 @@ void DoUpdateTest::stopsWithinHalfASecond()
     QVERIFY2(elapsed >= 0 && elapsed < 500, qPrintable(QString::number(elapsed)));
     QVERIFY(!session.order().contains("11"));
     QCOMPARE(machine.version(), 1);
+    QTRY_COMPARE(updateProcesses(), 0);
     QCOMPARE(machine.leftovers(), "");
-    QCOMPARE(updateProcesses(), 0);
 }
 
 void DoUpdateTest::survivesItsProgram()
@@ -212,8 +219,8 @@ void DoUpdateTest::survivesItsProgram()
     const Machine machine(mirror.address());
     mirror.behave("cvd hang");
     Session session(machine);
-    std::thread killer([] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    std::thread killer([this] {
+        waitForRequest();
         QProcess::execute("pkill", {"-KILL", "-x", "updatenow"}); // in a sandbox with processes of its own
     });
     const int result = session.run();

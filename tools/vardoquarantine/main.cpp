@@ -1,7 +1,9 @@
+#include "tools/membership.h"
 #include "tools/vardoquarantine/options.h"
 #include "tools/vardoquarantine/output.h"
 #include "tools/vardoquarantine/store.h"
 
+#include <cerrno>
 #include <cstdio>
 
 namespace {
@@ -51,7 +53,9 @@ int run(const Options& options)
     Output output(options.json);
     const auto opened = Store::open(options.quarantineDir);
     if (!opened) {
-        output.failure({}, "cannot open the quarantine: " + opened.error().text);
+        const std::string hint = opened.error().code == EACCES ? membershipHint() : "";
+        output.failure({}, "cannot open the quarantine: " + opened.error().text +
+                               (hint.empty() ? "" : ": " + hint));
         return SomethingWrong;
     }
     const Store& store = opened.value();

@@ -6,6 +6,7 @@
 #include "quarantine/directorylist.h"
 #include "quarantine/recordfile.h"
 #include "quarantine/restore.h"
+#include "quarantine/storedirectory.h"
 
 #include <map>
 #include <set>
@@ -35,8 +36,7 @@ bool canBeRecorded(const std::string& name)
 base::Result<Store> Store::open(const std::string& path)
 {
     const char* standard = paths::quarantine;
-    base::UniqueFd directory(
-        ::open(path.empty() ? standard : path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    base::UniqueFd directory = quarantine::openStore(path.empty() ? standard : path);
     struct stat here = {};
     struct stat windows = {};
     if (!directory || ::fstat(directory.get(), &here) != 0)
@@ -159,7 +159,7 @@ std::string Store::mendedRecords(const std::string& records, std::vector<Repair>
     std::set<std::string> recorded;
     std::string mended;
     for (const Record& record : quarantine::parseRecords(records)) {
-        if (statusOf(record.name) && recorded.insert(record.name).second)
+        if (!quarantine::isGone(directory_.get(), record.name) && recorded.insert(record.name).second)
             mended += quarantine::toLine(record);
         else
             repairs.push_back({Repair::Kind::RecordDropped, record.name});
@@ -203,7 +203,7 @@ void Store::repairNotes(std::vector<Repair>& repairs) const
         repairs.push_back({Repair::Kind::UnfinishedRemoved, {}});
     // Not the notes about what merely looks different now: whoever puts that right needs them.
     for (const StoredNote& stored : notes.value().all()) {
-        if (!statusOf(stored.note.name) && notes.value().drop(stored))
+        if (quarantine::isGone(directory_.get(), stored.note.name) && notes.value().drop(stored))
             repairs.push_back({Repair::Kind::NoteDropped, stored.note.name});
     }
 }

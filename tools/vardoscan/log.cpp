@@ -32,16 +32,18 @@ void logObject(const char* name, int type, int status, const char* virus, const 
         scanlog::writeObject(scanlog::objectLine(name, type, status, virus, remark), status);
 }
 
-void endLog(Vardo& engine, const Options& options, int result)
+bool endLog(Vardo& engine, const Options& options, int result)
 {
+    const std::string ended = engine.ScanError();
     const char* error = options.memory ? scanlog::memoryScanError : scanlog::scanError;
     if (result == SCANRESULT_CANCELLED)
         scanlog::writeLine(scanlog::cancelled);
     else if (result < 0)
-        scanlog::writeLine((std::string(error) + engine.ScanError()).c_str());
+        scanlog::writeLine((error + ended).c_str());
     else if (options.memory)
         scanlog::writeLine(scanlog::memoryScanDone);
     else
         scanlog::writeStatistics(*engine.GetStatistics());
     CloseLog();
+    return engine.ScanError() == ended;
 }

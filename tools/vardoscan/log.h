@@ -16,5 +16,6 @@ bool startLog(Vardo& engine, const Options& options);
 /// Writes the line of one result callback; a beat has none.
 void logObject(const char* name, int type, int status, const char* virus, const char* remark);
 
-/// Writes how a scan with this result of the engine went, and closes the log.
-void endLog(Vardo& engine, const Options& options, int result);
+/// Writes how a scan with this result of the engine went, and closes the log. False when the log has not all
+/// of it: the engine's ScanError() tells why.
+bool endLog(Vardo& engine, const Options& options, int result);

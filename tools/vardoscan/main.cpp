@@ -32,6 +32,29 @@ int scanByHand(Options& options)
     return result.exitCode;
 }
 
+/// Does what is asked for, apart from looking at whether all of it could be printed.
+int run(Options& options)
+{
+    switch (options.task) {
+    case Options::Task::Help:
+        std::fputs(usage(), stdout);
+        return NothingFound;
+    case Options::Task::Version:
+        return printVersion(options);
+    case Options::Task::Schedule:
+        return runSchedule(options);
+    case Options::Task::Missed:
+        return runMissed(options);
+    case Options::Task::ListSchedules:
+        return listSchedules(options);
+    case Options::Task::RemakeCron:
+        return remakeCron();
+    case Options::Task::Scan:
+        break;
+    }
+    return scanByHand(options);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -53,22 +76,6 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "Try 'vardoscan --help'.\n");
         return SomethingWrong;
     }
-    switch (options->task) {
-    case Options::Task::Help:
-        std::fputs(usage(), stdout);
-        return NothingFound;
-    case Options::Task::Version:
-        return printVersion(*options);
-    case Options::Task::Schedule:
-        return runSchedule(*options);
-    case Options::Task::Missed:
-        return runMissed(*options);
-    case Options::Task::ListSchedules:
-        return listSchedules(*options);
-    case Options::Task::RemakeCron:
-        return remakeCron();
-    case Options::Task::Scan:
-        break;
-    }
-    return scanByHand(*options);
+    const int code = run(*options);
+    return outputIsWhole() ? code : static_cast<int>(SomethingWrong);
 }

@@ -39,6 +39,8 @@ enum Id : int {
     Switch, // the first of the table below
 };
 
+constexpr std::size_t longestExtension = 64; // that the engine takes
+
 /// An option that only sets or clears bits.
 struct BitSwitch
 {
@@ -195,7 +197,7 @@ bool takeArgument(int id, const char* argument, Options& options)
         return argument[0] == '/';
     case RenameExtension:
         options.extension = argument;
-        return *argument && !std::strchr(argument, '/');
+        return *argument && options.extension.size() <= longestExtension && !std::strchr(argument, '/');
     case Log:
         options.log = true;
         options.logLocation = argument;
@@ -215,6 +217,30 @@ bool takeArgument(int id, const char* argument, Options& options)
         return takeExcludedDirectory(argument, options);
     default:
         return takeLimit(id, argument, options);
+    }
+}
+
+/// What the argument of an option should have been.
+const char* expectation(int id)
+{
+    switch (id) {
+    case Action:
+        return "log, delete, rename or quarantine";
+    case QuarantineDir:
+    case Log:
+        return "an absolute path";
+    case RenameExtension:
+        return "1 to 64 characters without a slash";
+    case LogLevel:
+        return "minimum, infected or all";
+    case Schedule:
+        return "the id of a scheduled scan";
+    case ExcludeDir:
+        return "an absolute path without commas and semicolons";
+    case MaxSize:
+        return "a number of bytes, or with K, M or G behind it, below 2^64 bytes";
+    default:
+        return "a number from 0 to 255";
     }
 }
 
@@ -307,7 +333,7 @@ std::optional<Options> parseOptions(int argc, char** argv, std::string& error)
             takeSwitch(id, options);
         } else if (!takeArgument(id, optarg, options)) {
             error = std::string("bad argument of --") + table[static_cast<std::size_t>(index)].name + ": " +
-                    optarg;
+                    optarg + " (should be " + expectation(id) + ")";
             return std::nullopt;
         }
     }

@@ -69,6 +69,8 @@ Report::~Report()
 
 void Report::object(const char* name, int type, int status, const char* virus, const char* remark)
 {
+    if (type == OBJTYPE_FILE && status == 0 && *name && remark)
+        return notEntered(name, remark);
     if (type == OBJTYPE_DIRECTORY || !scanlog::hasStatus(status))
         return showProgress(name);
     ++objects_;
@@ -82,6 +84,20 @@ void Report::object(const char* name, int type, int status, const char* virus, c
         std::fflush(stdout);
     }
     showProgress(name);
+}
+
+/// The text output has it at the end, where it cannot be overlooked.
+void Report::notEntered(const char* name, const char* remark)
+{
+    if (!options_.json) {
+        notEntered_.emplace_back(name);
+    } else if (!options_.quiet) {
+        hideProgress();
+        std::printf("{\"type\":\"not_entered\"");
+        printMember("name", name);
+        printMember("remark", remark);
+        std::printf("}\n");
+    }
 }
 
 void Report::noteFound(const char* name, const char* virus)
@@ -128,6 +144,8 @@ void Report::summaryText(const QS_InterfaceScanStatistics& statistics, const Sca
         if (counter.always || statistics.*counter.value)
             std::printf("%-20s %u\n", counter.text, statistics.*counter.value);
     }
+    for (const std::string& name : notEntered_)
+        std::printf("%-20s %s\n", "Not entered", escapeForTerminal(name).c_str());
     std::printf("%-20s %lld s\n", "Time", static_cast<long long>(ending.duration.count()));
     if (!ending.complete)
         std::printf("The scan was stopped before completion.\n");

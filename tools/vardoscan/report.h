@@ -41,6 +41,7 @@ class Report
     void objectJson(const char* name, int type, int status, const char* virus, const char* remark);
     void summaryText(const QS_InterfaceScanStatistics& statistics, const ScanEnding& ending);
     void summaryJson(const QS_InterfaceScanStatistics& statistics, const ScanEnding& ending);
+    void notEntered(const char* name, const char* remark);
     void showProgress(const char* name);
     void hideProgress();
 
@@ -51,6 +52,7 @@ class Report
     std::vector<std::string> found_;
     bool errors_ = false;
     unsigned long objects_ = 0;
+    std::vector<std::string> notEntered_;
     std::string current_; ///< last name seen, for the progress
     std::chrono::steady_clock::time_point lastProgress_;
 };

@@ -1,13 +1,16 @@
 #include "tools/vardoscan/scan.h"
 
 #include "base/paths.h"
+#include "base/systemerror.h"
 #include "engine/vardo.h"
 #include "quarantine/quarantined.h"
 #include "tools/escape.h"
+#include "tools/membership.h"
 #include "tools/vardoscan/log.h"
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/report.h"
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -105,20 +108,18 @@ unsigned addPaths(Vardo& engine, const std::vector<std::string>& paths)
     return missing;
 }
 
+/// What somebody who is no member should know, with a text ahead of it; empty for members.
+std::string hintBehind(const char* text)
+{
+    const std::string hint = membershipHint();
+    return hint.empty() ? hint : text + hint;
+}
+
 ScanResult failed(ScanResult result, const std::string& error)
 {
     result.exitCode = fail(error);
     result.error = error;
     return result;
-}
-
-int exitCode(const ScanResult& result, const Report& report, const ScanEnding& ending)
-{
-    if (report.foundSomething())
-        return SomethingFound;
-    const bool wrong =
-        result.missing > 0 || report.hadErrors() || !ending.complete || !ending.leftOut.empty();
-    return wrong ? SomethingWrong : NothingFound;
 }
 
 /// The scan itself, by an engine that is ready.
@@ -136,16 +137,26 @@ void perform(Vardo& engine, const Options& options, ScanResult& result)
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
     ending.complete = code == 0;
     ending.error = code < 0 ? engine.ScanError() : "";
-    endLog(engine, options, code);
+    const std::string unlisted = code < 0 ? "" : engine.ScanError(); // in the quarantine
+    if (!endLog(engine, options, code)) {
+        fail("the scan log is not whole: " + std::string(engine.ScanError()));
+        result.unlogged = true;
+    }
     result.statistics = *engine.GetStatistics();
     result.found = watched.report.found();
     result.error = ending.complete ? ending.leftOut : ending.error;
     if (code >= 0)
         result.end = ending.complete ? ScanResult::End::Complete : ScanResult::End::Stopped;
     watched.report.summary(result.statistics, ending);
-    if (*engine.ScanError())
-        fail(engine.ScanError()); // besides failures what is not in the quarantine's list
-    result.exitCode = exitCode(result, watched.report, ending);
+    const bool denied = options.action == SCANACT_QUARANTINE && result.statistics.scActionError > 0;
+    const std::string hint = denied ? hintBehind("quarantine: ") : "";
+    for (const std::string& problem : {ending.error, unlisted, hint}) {
+        if (!problem.empty())
+            fail(problem);
+    }
+    const bool wrong = result.missing > 0 || watched.report.hadErrors() || !ending.complete ||
+                       !ending.leftOut.empty() || !unlisted.empty();
+    result.exitCode = exitCode({watched.report.foundSomething(), wrong, result.unlogged});
 }
 
 } // namespace
@@ -164,6 +175,16 @@ int fail(const std::string& text)
 {
     std::fprintf(stderr, "vardoscan: %s\n", escapeForTerminal(text).c_str());
     return SomethingWrong;
+}
+
+bool outputIsWhole()
+{
+    errno = 0;
+    const bool whole = std::fflush(stdout) == 0 && !std::ferror(stdout);
+    // Nobody needs to hear that they read no further.
+    if (!whole && errno != EPIPE)
+        fail("cannot write the output" + (errno ? ": " + base::describeError(errno) : std::string()));
+    return whole;
 }
 
 void chooseConfiguration(Options& options)
@@ -185,9 +206,10 @@ ScanResult scan(Options& options)
     ScanResult result;
     if (!configure(engine, options))
         return failed(std::move(result), "cannot use " + options.scanConf);
-    const bool unlogged = options.log && !startLog(engine, options);
-    if (unlogged)
-        fail("cannot write a scan log below " + logLocation(engine));
+    result.unlogged = options.log && !startLog(engine, options);
+    if (result.unlogged)
+        fail("cannot write a scan log below " + logLocation(engine) +
+             (logLocation(engine) == paths::logs ? hintBehind(": ") : ""));
     else if (options.log)
         result.logLocation = logLocation(engine);
     result.missing = addPaths(engine, options.paths);
@@ -202,7 +224,5 @@ ScanResult scan(Options& options)
         return failed(std::move(result), interrupted ? "interrupted" : engine.ScanError());
     }
     perform(engine, options, result);
-    if (unlogged && result.exitCode == NothingFound)
-        result.exitCode = SomethingWrong;
     return result;
 }

@@ -1,13 +1,12 @@
 #pragma once
 
 #include "engine/interface.h"
+#include "tools/vardoscan/exitcode.h"
 
 #include <string>
 #include <vector>
 
 struct Options;
-
-enum ExitCode : int { NothingFound = 0, SomethingFound = 1, SomethingWrong = 2 };
 
 /// What came of a scan.
 struct ScanResult
@@ -18,6 +17,7 @@ struct ScanResult
     End end = End::Failed;
     QS_InterfaceScanStatistics statistics = {};
     unsigned missing = 0;           ///< paths to scan that are not there
+    bool unlogged = false;          ///< the log that was wanted is missing or not whole
     std::string error;              ///< why it failed
     std::string logLocation;        ///< the directory of its log; empty without one
     std::vector<std::string> found; ///< the first names of what is infected or suspicious, with the viruses
@@ -38,3 +38,6 @@ bool wasInterrupted();
 
 /// Prints an error; SomethingWrong.
 int fail(const std::string& text);
+
+/// False, once told, when something that was printed has got lost.
+bool outputIsWhole();

@@ -55,6 +55,7 @@ Scheduled scans, which the window makes:
   -h, --help                   this text
   -V, --version                version and signatures
 
-Exit status: 0 nothing found, 1 something found, 2 something went wrong.
+Exit status: 0 nothing found, 1 something found, 2 something went wrong and
+nothing was found, or the output or the log could not be written.
 )";
 }

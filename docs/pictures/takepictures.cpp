@@ -7,6 +7,8 @@
 #include <QDateTime>
 #include <QFile>
 #include <QImage>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QPainter>
 
 #include <csignal>
@@ -21,8 +23,35 @@ namespace {
 constexpr char settings[] = "[Scan]\nAction=quarantine\n[Log]\nLevel=all\n"
                             "[Limits]\nMaxScanMB=16000\nMaxFiles=1000000\nMaxSeconds=600\n";
 
+class Window : public RealWindow
+{
+  public:
+    using RealWindow::RealWindow;
+
+    /// Clicks the first column of the row whose first text is `row`, `x` from its left edge.
+    bool clickRow(const QString& list, const QString& row, int x = 10)
+    {
+        QRect where;
+        const auto shown = [&] {
+            for (const QJsonValue& widget : widgets()) {
+                if (widget["window"].toString() + '/' + widget["name"].toString() != list)
+                    continue;
+                for (const QJsonValue& candidate : widget["rows"].toArray()) {
+                    if (candidate["texts"][0] == row)
+                        where = rectOf(candidate["rect"]);
+                }
+            }
+            return where.isValid() && find(list).reachable;
+        };
+        if (!waitUntil(list + ", row " + row, shown))
+            return false;
+        clickAt(where.topLeft() + QPoint(x, where.height() / 2));
+        return true;
+    }
+};
+
 /// The picture of a window with the look of its corners.
-QImage pictureOf(RealWindow& window, const QString& name, int xRnd, int yRnd)
+QImage pictureOf(Window& window, const QString& name, int xRnd, int yRnd)
 {
     const QString whole = VARDO_PICTURES "/screen.png";
     QTest::qWait(400); // for what is animated
@@ -49,7 +78,7 @@ void must(bool done)
         qFatal("cannot go on");
 }
 
-QImage box(RealWindow& window)
+QImage box(Window& window)
 {
     must(window.waitFor("VMessageBox") &&
          QTest::qWaitFor([&] { return window.find("VMessageBox/btnClose").reachable; }));
@@ -73,7 +102,7 @@ void makeHome()
 /// The main window, a scan without and with details, and the question before it is stopped.
 QList<QImage> takeScan()
 {
-    RealWindow window;
+    Window window;
     must(window.waitFor("VMainWidget"));
     save(pictureOf(window, "VMainWidget", 3, 3), "main.png");
     must(window.click("VMainWidget/lnkScanHome") && window.waitFor("VProgressWidget"));
@@ -92,7 +121,7 @@ QList<QImage> takeScan()
 /// A scan that fails.
 QImage takeWarning()
 {
-    RealWindow window;
+    Window window;
     must(window.waitFor("VMainWidget"));
     ::kill(product::service(), SIGKILL);
     fs::remove("/opt/Quillstone/sbin/qsavd");
@@ -105,14 +134,14 @@ QImage takeRefusal()
 {
     sandbox::writeFile("/opt/Quillstone/sbin/qsavd", "#!/bin/false\n");
     fs::permissions("/opt/Quillstone/sbin/qsavd", fs::perms(0755));
-    RealWindow window;
+    Window window;
     return box(window);
 }
 
 void takeMemoryScan()
 {
     product::install(QByteArray(settings) + "[Scan]\nScanMemoryAtStart=yes\n");
-    RealWindow window;
+    Window window;
     must(QTest::qWaitFor([&] { return window.find("AVInitializer/btnStop").reachable; }, 20'000));
     save(pictureOf(window, "AVInitializer", 5, 10), "memoryscan.png");
 }
@@ -121,7 +150,7 @@ void takeHelp()
 {
     product::install(settings);
     sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "1.0.0 TIER-A\n");
-    RealWindow window;
+    Window window;
     must(window.click("VMainWidget/lnkHelp") && window.waitFor("VMainWidget/lblLiveChat"));
     save(pictureOf(window, "VMainWidget", 3, 3), "help.png");
 }
@@ -144,7 +173,7 @@ void takeQuarantine()
         fs::create_directories(path.parent_path());
         sandbox::writeFile(path, bad + std::string(size - bad.size(), ' '));
     }
-    RealWindow window;
+    Window window;
     must(window.click("VMainWidget/lnkScanHome") && window.waitFor("VScanStatisticsDialog") &&
          window.click("VScanStatisticsDialog/btnOk") && window.waitForEnd("VProgressWidget"));
     must(window.click("VMainWidget/lnkQuarantine") && window.waitFor("VMainWidget/lstQuarantine") &&
@@ -160,7 +189,7 @@ void takeLogs()
     product::install(settings);
     sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "1.0.0 TIER-A\n");
     fs::copy("/usr/include/x86_64-linux-gnu/sys", "/root/headers", fs::copy_options::recursive);
-    RealWindow window;
+    Window window;
     must(window.click("VMainWidget/lnkScanHome") && window.click("VScanStatisticsDialog/btnOk") &&
          window.waitForEnd("VProgressWidget"));
     const std::string log = product::onlyLog().toStdString();
@@ -201,7 +230,7 @@ void takeTree()
     ::mkfifo((home / "Documents/pipe").c_str(), 0600);
     fs::permissions(home / "Private", fs::perms::none);
 
-    RealWindow window({1000, 1000});
+    Window window({1000, 1000});
     const QString tree = "VObjectSelectionDialog/lstDirView";
     constexpr int expander = -10;
     must(window.click("VMainWidget/lnkSelect"));
