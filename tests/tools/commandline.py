@@ -94,9 +94,11 @@ class Place:
         return int(self.read("qsav.pid"))
 
     def workers(self) -> list[int]:
-        """The process ids of the service's children."""
-        pid = self.service()
-        return [int(child) for child in pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text().split()]
+        """The process ids of the workers: children of the service's children, which hold signatures."""
+        def children(pid):
+            return map(int, pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text().split())
+
+        return [worker for holder in children(self.service()) for worker in children(holder)]
 
     def start(self, *arguments, by=(), **options) -> subprocess.Popen:
         """Starts the scanner, by a command if wanted; in its arguments "%" stands for the home."""
