@@ -16,6 +16,25 @@ namespace {
 
 constexpr char cronDirectory[] = "/etc/cron.d";
 
+// clang-format off
+constexpr char hostileStore[] = R"sh(cd vardo; rm -f schedule.conf; cat >schedule.conf <<'END'
+[x; touch /tmp/owned]
+Frequency = "daily"
+Minute = "* * * * * root touch /tmp/owned #"
+Hour = "3%touch /tmp/owned"
+Object1 = "/home/tester/files; touch /tmp/owned"
+Object2 = "$(touch /tmp/owned)"
+[`touch /tmp/owned`]
+Frequency = "daily\n* * * * * root touch /tmp/owned"
+Object1 = "/home/tester/files"
+[%0A* * * * * root touch /tmp/owned]
+Frequency = "hourly"
+Minute = "0"
+Object1 = "/home/tester/files"
+END
+)sh";
+// clang-format on
+
 /// Debian's cron, whose clock starts short of three in the morning and goes `speed` times as fast.
 class Cron
 {
@@ -88,15 +107,7 @@ void TestCron::membersHaveRootRunNothing_data()
 {
     QTest::addColumn<QString>("script");
     const std::pair<const char*, const char*> rows[] = {
-        {"names, times and objects that are commands",
-         R"sh(cd vardo; rm -f schedule.conf; printf '%s\n' '[x; touch /tmp/owned]' 'Frequency = "daily"' \
-            'Minute = "* * * * * root touch /tmp/owned #"' 'Hour = "3%touch /tmp/owned"' \
-            'Object1 = "/home/tester/files; touch /tmp/owned"' 'Object2 = "$(touch /tmp/owned)" ' \
-            '[`touch / tmp / owned`] ' ' Frequency = "daily
-                                                     * ****root touch / tmp / owned "' 'Object1 = " / home /
-                                                     tester / files "' \
-            '[%0A* * * * * root touch /tmp/owned]' 'Frequency = " hourly "' 'Minute = " 0 "' \
-            'Object1 = " / home / tester / files "' >schedule.conf)sh"},
+        {"names, times and objects that are commands", hostileStore},
         {"a cron file in the place of the store's",
          R"sh(cd vardo; rm -f qsschedule.cron; echo '* * * * * root touch /tmp/owned' >qsschedule.cron
             cp qsschedule.cron schedule.conf.new; mv schedule.conf.new schedule.conf)sh"},
