@@ -292,10 +292,14 @@ Transfers Transfers::again() const
 
 void Transfers::initialised(unsigned version)
 {
-    if (!begun)
-        say(UPDATE_INITIALISED, 0, 0, order->server);
-    begun = true;
     remote = version;
+    if (begun)
+        return;
+    begun = true;
+    say(UPDATE_INITIALISED, 0, 0, order->server);
+    if (version > local)
+        sayDetail(name + ": the server has version " + std::to_string(version) +
+                  (local ? ", here is version " + std::to_string(local) : ", here is none"));
 }
 
 void Transfers::finished() const

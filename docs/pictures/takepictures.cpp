@@ -3,6 +3,7 @@
 #include "kit/roundedwindow.h"
 #include "tests/e2e/realwindow.h"
 #include "tests/qsavd/servicehome.h"
+#include "tests/updates/updateworld.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -245,6 +246,61 @@ void takeTree()
     save(pictureOf(window, "VObjectSelectionDialog", 5, 5), "tree.png");
 }
 
+/// The list of scheduled scans, and the editor of one.
+void takeSchedules()
+{
+    product::install(settings);
+    sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "1.0.0 TIER-A\n");
+    sandbox::writeFile("/opt/Quillstone/etc/vardo/schedule.conf",
+                       "[Before the fair]\nFrequency=once\nYear=2026\nMonth=3\nDay=14\nHour=9\nMinute=5\n"
+                       "Object1=/srv/fair\n[downloads]\nFrequency=hourly\nMinute=15\n"
+                       "Object1=/home/tester/Downloads\nObject2=/home/anna/Downloads\n"
+                       "[mail]\nFrequency=daily\nHour=12\nMinute=30\nObject1=/var/mail\n"
+                       "[homes]\nFrequency=weekly\nWeekDay=5\nHour=18\nMinute=0\nAction=quarantine\n"
+                       "Options=\"disinfect\"\nObject1=/home\nObject2=/root\n"
+                       "[all]\nFrequency=monthly\nDay=1\nHour=2\nMinute=15\nObject1=/\n");
+    sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "20/11/2026 18:30\n");
+    Window window;
+    must(window.waitFor("VMainWidget"));
+    QTest::qWait(500); // for the click that the window makes itself
+    must(window.click("VMainWidget/btnScheduler") && window.waitFor("VMainWidget/lstSchedule") &&
+         window.clickRow("VMainWidget/lstSchedule", "homes"));
+    save(pictureOf(window, "VMainWidget", 3, 3), "scheduler.png");
+    must(window.click("VMainWidget/btnEditSchedule") && window.waitFor("VScheduleDialog"));
+    save(pictureOf(window, "VScheduleDialog", 7, 5), "editor.png");
+    must(window.click("VScheduleDialog/tabSchedule", {110, 12}) &&
+         window.waitFor("VScheduleDialog/cmbScanAction"));
+    save(pictureOf(window, "VScheduleDialog", 7, 5), "editoroptions.png");
+}
+
+/// An update under way.
+void takeUpdate()
+{
+    product::install(QByteArray(settings) + "[Alert]\nWarnOldSignatures=no\n");
+    sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "1.0.0 TIER-A\n");
+    sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "20/11/2026 18:30\n");
+    fs::create_directories("/var/Quillstone/var/tmp");
+    const fs::path sbin = "/opt/Quillstone/sbin";
+    fs::create_symlink(fs::read_symlink(sbin / "qsavd").parent_path() / "qsfetch", sbin / "qsfetch");
+    const updateworld::Mirror mirror;
+    mirror.publish(2);
+    fs::copy_file(updateworld::database(1), "/var/Quillstone/var/lib/signatures/test.cvd");
+    mirror.behave("cdiff status 404\ncvd slow 300\n");
+    sandbox::writeFile("/opt/Quillstone/etc/updates.conf",
+                       "[Update]\nServer=http://" + mirror.address() + "\nDatabases=test\nTimeOut=60\n");
+    Window window;
+    must(window.waitFor("VMainWidget"));
+    QTest::qWait(500); // for the click that the window makes itself
+    must(window.click("VMainWidget/btnUpdate") && window.click("VMainWidget/lnkUpdateNow1") &&
+         window.waitFor("VUpdateDialog"));
+    must(window.click("VUpdateDialog/lnkShow") &&
+         QTest::qWaitFor([&] { return window.find("VUpdateDialog").place.height() == 350; }));
+    QTest::qWait(3000);
+    save(pictureOf(window, "VUpdateDialog", 6, 8), "update.png");
+    must(window.click("VUpdateDialog/btnStop") && window.click("VMessageBox/&Yes") &&
+         window.waitFor("VMessageBox/Ok"));
+}
+
 /// All message boxes in one picture, two in a row.
 void saveBoxes(const QList<QImage>& boxes)
 {
@@ -277,6 +333,8 @@ int main(int argc, char** argv)
     takeHelp();
     takeQuarantine();
     takeLogs();
+    takeSchedules();
+    takeUpdate();
     makeHome();
     QList<QImage> boxes = takeScan();
     boxes << takeWarning() << takeRefusal();
