@@ -1,5 +1,6 @@
 #include "base/paths.h"
 #include "tests/support/sandbox.h"
+#include "tests/tools/cron.h"
 #include "tests/tools/desktop.h"
 #include "tests/tools/schedulehome.h"
 
@@ -34,34 +35,6 @@ Object1 = "/home/tester/files"
 END
 )sh";
 // clang-format on
-
-/// Debian's cron, whose clock starts short of three in the morning and goes `speed` times as fast.
-class Cron
-{
-  public:
-    explicit Cron(int speed)
-    {
-        for (const char* directory : {"/run", "/var/run", "/var/spool/cron/crontabs", "/etc/pam.d"})
-            fs::create_directories(directory);
-        sandbox::writeFile("/etc/pam.d/cron", "auth required pam_permit.so\naccount required pam_permit.so\n"
-                                              "session required pam_permit.so\n");
-        fs::remove("/run/crond.reboot");
-        QProcessEnvironment environment;
-        environment.insert("LD_PRELOAD", "/usr/$LIB/faketime/libfaketime.so.1");
-        environment.insert("FAKETIME", "@2027-03-01 02:59:56 x" + QString::number(speed));
-        cron_.setProcessEnvironment(environment);
-        cron_.start("/usr/sbin/cron", {"-f"});
-        cron_.waitForStarted();
-    }
-    ~Cron()
-    {
-        cron_.kill();
-        cron_.waitForFinished();
-    }
-
-  private:
-    QProcess cron_;
-};
 
 /// The lines of cron's file that are not what they should be.
 QStringList strangeLines()
