@@ -114,8 +114,7 @@ int VMainWidget::showBrowser(const char* url)
 void VMainWidget::openPage(const char* url)
 {
     if (showBrowser(url) < 0)
-        vMessage(this, tr("Could not open browser!"), VMessageBox::Information,
-                 VMessageBox::BTN_OK | VMessageBox::BTN_DEFAULT);
+        vMessage(this, tr("Could not open browser!"), VMessageBox::Information, okDefault);
 }
 
 void VMainWidget::showWiki()

@@ -21,8 +21,7 @@ void alertAboutAge(Vardo& engine)
         return;
     }
     const QString question = age + QObject::tr(" days older.\nShould the virus signatures be updated now?");
-    if (vMessage(nullptr, question, VMessageBox::Question, VMessageBox::BTN_YES | VMessageBox::BTN_DEFAULT,
-                 VMessageBox::BTN_NO) != VMessageBox::BTN_YES)
+    if (!vAsk(nullptr, question, yesDefault))
         return;
     auto dialog = std::make_unique<VUpdateDialog>(nullptr, nullptr, true, FRAMELESS_FLAGS);
     const int result = dialog->exec();

@@ -2,7 +2,9 @@
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/scan.h"
 #include "tools/vardoscan/schedule.h"
+#include "tools/vardoscan/schedulelist.h"
 #include "tools/vardoscan/telling.h"
+#include "tools/vardoscan/usage.h"
 
 #include <csignal>
 #include <cstdio>

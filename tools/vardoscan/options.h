@@ -44,6 +44,3 @@ struct Options
 
 /// Understands the command line. Without a result, `error` says for a person what is wrong.
 std::optional<Options> parseOptions(int argc, char** argv, std::string& error);
-
-/// The text that --help prints.
-const char* usage();

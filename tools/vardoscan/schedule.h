@@ -10,8 +10,5 @@ int runSchedule(const Options& options);
 /// Runs those that were due while the machine was off, one after the other.
 int runMissed(const Options& options);
 
-/// Prints all of them. For everybody who may read the store; last results are for root.
-int listSchedules(const Options& options);
-
 /// Makes the file of cron anew.
 int remakeCron();

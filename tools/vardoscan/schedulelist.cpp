@@ -1,3 +1,5 @@
+#include "tools/vardoscan/schedulelist.h"
+
 #include "base/paths.h"
 #include "jobs/due.h"
 #include "jobs/stamps.h"
@@ -5,7 +7,6 @@
 #include "tools/escape.h"
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/scan.h"
-#include "tools/vardoscan/schedule.h"
 
 #include <algorithm>
 #include <array>

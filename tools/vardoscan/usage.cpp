@@ -1,4 +1,4 @@
-#include "tools/vardoscan/options.h"
+#include "tools/vardoscan/usage.h"
 
 const char* usage()
 {

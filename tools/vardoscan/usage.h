@@ -1,0 +1,4 @@
+#pragma once
+
+/// The text that --help prints.
+const char* usage();
