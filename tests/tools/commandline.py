@@ -101,11 +101,14 @@ class Place:
         return [worker for holder in children(self.service()) for worker in children(holder)]
 
     def start(self, *arguments, by=(), **options) -> subprocess.Popen:
-        """Starts the scanner, by a command if wanted; in its arguments "%" stands for the home."""
+        """Starts the scanner, by a command if wanted; in its arguments "%" stands for the home.
+
+        Its output is not buffered here: communicate() would lose what readline() read ahead.
+        """
         words = [os.fsencode(word).replace(b"%", self.home) for word in arguments]
         return subprocess.Popen([*by, os.environb[b"VARDOSCAN"], b"--engine-config=" + self.path("qsav.conf"),
                                  b"--config=" + self.path("vardo.conf"), *words],
-                                **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE} | options)
+                                **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "bufsize": 0} | options)
 
     def run(self, *arguments, on=("%/tree",)) -> Outcome:
         return Outcome(self.start(*arguments, *on))
