@@ -60,8 +60,12 @@ EngineSettings loadEngineSettings(const char* avConf, const char* scanConf)
     const ConfFile av = readOr(avConf, paths::qsavConf);
     const ConfFile scan = readOr(scanConf, paths::vardoConf);
     EngineSettings settings{servicePaths(av), limits(scan),
-                            av.safePath("path:QuarantinePath", paths::quarantine), false};
+                            av.safePath("path:QuarantinePath", paths::quarantine)};
     constexpr ConfWord mailFolderWords[] = {{"report", 0}, {"act", 1}, {nullptr, 0}};
+    settings.remembers = scan.flag("Scan:Remember", true);
+    settings.remember.directory = av.safePath("path:RememberPath", paths::rememberedFiles);
+    takeNumber<unsigned>(scan, "Scan:RescanDays", 0, 365, settings.remember.rescanDays);
+    settings.gentle = scan.flag("Scan:Gentle", false);
     settings.mailFolders = scan.word("Scan:MailFolders", mailFolderWords, 0) == 1;
     takeNumber<unsigned>(scan, "Service:IdleMinutes", 1, 1440, settings.service.idleMinutes);
     return settings;

@@ -14,8 +14,9 @@ constexpr std::size_t mostItems = 8192;
 
 } // namespace
 
-ScanPipeline::ScanPipeline(std::size_t window)
+ScanPipeline::ScanPipeline(std::size_t window, Remembering remembering)
     : window_(window)
+    , remembering_(std::move(remembering))
 {
 }
 
@@ -27,6 +28,7 @@ ScanPipeline::~ScanPipeline()
 base::Result<bool> ScanPipeline::open(const SessionFactory& factory, const SessionOptions& options)
 {
     ScanSession::Handlers handlers;
+    handlers.opened = [this](const ServiceInfo& service) { remembering_.setService(service); };
     handlers.done = [this](std::uint64_t id, Verdict verdict) { done(id, std::move(verdict)); };
     handlers.lost = [this](std::string why) { lost(std::move(why)); };
     auto opened = factory(options, std::move(handlers), [this] { return !stopped_; });
@@ -177,6 +179,8 @@ void ScanPipeline::done(std::uint64_t id, Verdict verdict)
     if (verdict.status == SCANSTAT_CLEAN &&
         (::fstat(item.fd.get(), &status) != 0 || fileId(status) != item.id))
         verdict = {SCANSTAT_ERROR, {}, {}, "changed while it was scanned"};
+    if (verdict.status == SCANSTAT_CLEAN && verdict.remark.empty())
+        remembering_.add(item.key);
 
     base::UniqueFd file;
     std::shared_ptr<const base::UniqueFd> parent;

@@ -195,4 +195,5 @@ void Vardo::ResetResult()
 {
     *result = {};
     stateOf(handle).error.clear();
+    stateOf(handle).remembered = 0;
 }

@@ -3,6 +3,7 @@
 #include "tools/vardoscan/scan.h"
 #include "tools/vardoscan/schedule.h"
 #include "tools/vardoscan/schedulelist.h"
+#include "tools/vardoscan/standback.h"
 #include "tools/vardoscan/telling.h"
 #include "tools/vardoscan/usage.h"
 
@@ -26,8 +27,18 @@ int printVersion(Options& options)
     return NothingFound;
 }
 
+int forget(Options& options)
+{
+    chooseConfiguration(options);
+    Vardo engine(options.scanConf.c_str());
+    return engine.ForgetFiles(options.avConf.c_str()) < 0 ? fail(engine.ScanError())
+                                                          : static_cast<int>(NothingFound);
+}
+
 int scanByHand(Options& options)
 {
+    if (options.gentle)
+        standBack({});
     const ScanResult result = scan(options);
     if (const auto message = options.notify ? messageAbout(result, "") : std::nullopt)
         tell(*message);
@@ -51,6 +62,8 @@ int run(Options& options)
         return listSchedules(options);
     case Options::Task::RemakeCron:
         return remakeCron();
+    case Options::Task::Forget:
+        return forget(options);
     case Options::Task::Scan:
         break;
     }

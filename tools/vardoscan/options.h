@@ -9,11 +9,13 @@
 /// What the command line asks for. What it leaves open stays as the configuration file has it.
 struct Options
 {
-    enum class Task { Scan, Help, Version, Schedule, Missed, ListSchedules, RemakeCron };
+    enum class Task { Scan, Help, Version, Schedule, Missed, ListSchedules, RemakeCron, Forget };
 
     Task task = Task::Scan;
     std::vector<std::string> paths;
     bool memory = false;
+    bool remembers = true; ///< what was clean and has not changed is left out
+    bool gentle = false;   ///< leaves in memory only what was there before
     std::string scanConf;
     std::string avConf;
 

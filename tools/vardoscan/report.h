@@ -13,6 +13,7 @@ struct ScanEnding
 {
     std::chrono::seconds duration{0};
     bool complete = true;
+    unsigned remembered = 0; ///< objects that were clean before and were not scanned again
     std::string error;   ///< why it could not go on; empty normally
     std::string leftOut; ///< signatures that it was without; empty normally
 };
