@@ -22,6 +22,7 @@ constexpr std::size_t bucketSize = 16;
 constexpr std::size_t buckets = Store::mostEntries / bucketSize;
 constexpr std::size_t setCount = 256;
 constexpr int attempts = 3;
+constexpr int keptDays = 30; // before an entry of the present set gives way to another one
 
 /// The head of the file.
 struct Head
@@ -187,34 +188,38 @@ Entry Store::find(std::uint64_t place) const
 
 void Store::put(const Entry& entry)
 {
-    write(entriesOffset + roomFor(entry.place) * sizeof entry, std::as_bytes(std::span(&entry, 1)));
+    if (const auto room = roomFor(entry))
+        write(entriesOffset + *room * sizeof entry, std::as_bytes(std::span(&entry, 1)));
 }
 
-std::size_t Store::roomFor(std::uint64_t place) const
+/// Of two buckets the emptier one fills up first, so that hardly anything finds no room before all are full.
+std::optional<std::size_t> Store::roomFor(const Entry& entry) const
 {
-    std::array<std::size_t, 2> used{};
-    std::size_t oldest = bucketsOf(place)[0] + place % bucketSize;
-    std::uint16_t day = entryAt(oldest).day;
-    for (std::size_t which = 0; which < 2; ++which) {
-        const std::size_t bucket = bucketsOf(place)[which];
+    std::optional<std::size_t> free, old;
+    std::size_t leastUsed = bucketSize;
+    int oldest = entry.day - keptDays;
+    for (const std::size_t bucket : bucketsOf(entry.place)) {
+        std::size_t used = 0;
+        std::optional<std::size_t> gap;
         for (std::size_t i = bucket; i < bucket + bucketSize; ++i) {
-            const Entry entry = entryAt(i);
-            if (entry.place == place)
+            const Entry present = entryAt(i);
+            if (present.place == entry.place)
                 return i;
-            used[which] += entry.place != 0;
-            if (entry.day < day) {
-                day = entry.day;
-                oldest = i;
+            used += present.place != 0;
+            if (present.place == 0)
+                gap = i;
+            const int day = present.set == entry.set ? present.day : present.day - keptDays;
+            if (day < oldest) {
+                oldest = day;
+                old = i;
             }
         }
+        if (used < leastUsed) {
+            leastUsed = used;
+            free = gap;
+        }
     }
-    // Both fill up alike, so that next to nothing is pushed out before all are full.
-    const std::size_t emptier = used[1] < used[0] ? 1 : 0;
-    const std::size_t bucket = bucketsOf(place)[emptier];
-    for (std::size_t i = bucket; i < bucket + bucketSize && used[emptier] < bucketSize; ++i)
-        if (entryAt(i).place == 0)
-            return i;
-    return oldest;
+    return free ? free : old;
 }
 
 std::uint8_t Store::numberOf(const Digest& set)

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -47,7 +48,8 @@ class Store
 
     /// The entry at `place`; one of place 0 when there is none.
     Entry find(std::uint64_t place) const;
-    /// Puts `entry` over one of its place, else where there is room, else over the oldest one near.
+    /// Puts `entry` over one of its place, else where there is room, else over one near of another set or of long
+    /// ago. Where there is none of these, it is not kept: then the store is full of what is worth as much.
     void put(const Entry& entry);
 
     /// Number of a signature set, which may once become that of another one.
@@ -69,7 +71,7 @@ class Store
     static std::unique_ptr<Store> openFile(int directory);
     static bool makeFile(int directory);
     Entry entryAt(std::size_t index) const;
-    std::size_t roomFor(std::uint64_t place) const;
+    std::optional<std::size_t> roomFor(const Entry& entry) const;
     void write(std::size_t offset, std::span<const std::byte> data) const;
 
     const base::UniqueFd directory_;

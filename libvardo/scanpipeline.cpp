@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::uint64_t mostMemory = 64 << 20;
 constexpr std::size_t mostItems = 8192;
+constexpr std::size_t wakeAfter = 64; // items that need no session; waking costs more than what one of them does
 
 } // namespace
 
@@ -48,6 +49,8 @@ std::shared_ptr<ScanOutcome> ScanPipeline::push(ScanItem item)
     const auto size = static_cast<std::uint64_t>(item.id.size);
 
     std::unique_lock lock(mutex_);
+    if (!hasRoom(item))
+        changed_.notify_all();
     changed_.wait(lock, [this, &item] { return stopped_ || hasRoom(item); });
     if (stopped_) {
         lock.unlock();
@@ -60,11 +63,13 @@ std::shared_ptr<ScanOutcome> ScanPipeline::push(ScanItem item)
     items_.push_back(std::move(item));
     if (submits)
         pending_.emplace(id, Pending{outcome, &items_.back()});
+    // Whoever waits looks again soon.
+    const bool wakes = !submits && items_.size() % wakeAfter == 0;
     lock.unlock();
     // The item cannot leave, nor its descriptor close, before the session has answered.
     if (submits)
         session_->submit(id, fd, size);
-    else
+    else if (wakes)
         changed_.notify_all();
     return outcome;
 }
@@ -74,6 +79,7 @@ bool ScanPipeline::waitForRoom()
     std::unique_lock lock(mutex_);
     if (items_.empty())
         return false;
+    changed_.notify_all();
     changed_.wait(lock, [this, before = taken_] { return stopped_ || taken_ != before; });
     return !stopped_;
 }
