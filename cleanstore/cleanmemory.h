@@ -12,10 +12,10 @@
 
 namespace cleanstore {
 
-/// Remembers which files were clean, from scan to scan. A file counts as remembered as long as it has not been
-/// touched since, and is looked at with the same engine, options, limits and signatures. Nothing is remembered
-/// of a file that was changed less than a minute before it was scanned: what writes it may not be done, and
-/// the clock may be behind.
+/// Remembers which files were clean, from scan to scan. A file counts as remembered as long as it has not
+/// been touched since, and is looked at with the same engine, options, limits and signatures. Nothing is
+/// remembered of a file that was changed less than a minute before it was scanned: what writes it may not be
+/// done, and the clock may be behind.
 ///
 /// May be used by several threads. Times are those of the machine's clock, in nanoseconds since the epoch.
 class CleanMemory
@@ -39,8 +39,8 @@ class CleanMemory
 
     /// True when the file is worth adding after a scan that begins now.
     static bool isOldEnough(const FileKey& file, Time now);
-    /// Notes that the file was wholly scanned and clean. It was old enough, and its key was the same before and
-    /// afterwards.
+    /// Notes that the file was wholly scanned and clean. It was old enough, and its key was the same before
+    /// and afterwards.
     void add(const FileKey& file, Time now);
 
     /// The machine's time.
@@ -57,7 +57,7 @@ class CleanMemory
     std::mutex mutex_;
     std::unique_ptr<Store> store_; ///< null once it cannot be relied upon
     const unsigned rescanDays_;
-    Time latest_;    ///< that was seen
+    Time latest_;      ///< that was seen
     Digest scanner_{}; ///< zeros: none, nothing is remembered
     Digest set_{};
     std::uint8_t setNumber_ = 0;

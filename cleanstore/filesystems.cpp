@@ -65,8 +65,8 @@ std::optional<FileSystem> FileSystems::of(int fd, const struct statfs& told, con
         system.id[3] = boot[0];
         system.id[4] = boot[1];
     }
-    // Written by way of a mapping, a file on tmpfs keeps its times. On xfs and f2fs whoever may write two files
-    // can exchange parts of them (XFS_IOC_SWAPEXT, F2FS_IOC_MOVE_RANGE), which leaves the times too.
+    // Written by way of a mapping, a file on tmpfs keeps its times. On xfs and f2fs whoever may write two
+    // files can exchange parts of them (XFS_IOC_SWAPEXT, F2FS_IOC_MOVE_RANGE), which leaves the times too.
     system.ownFilesOnly = type == TMPFS_MAGIC || type == xfsMagic || type == F2FS_SUPER_MAGIC;
     auto known = known_.find(system.id);
     if (known == known_.end())
@@ -76,8 +76,8 @@ std::optional<FileSystem> FileSystems::of(int fd, const struct statfs& told, con
 
 std::optional<FileKey> keyOf(const FileSystem& system, const struct stat& status)
 {
-    const bool own = (status.st_uid == 0 || status.st_uid == ::geteuid()) &&
-                     !(status.st_mode & (S_IWGRP | S_IWOTH));
+    const bool own =
+        (status.st_uid == 0 || status.st_uid == ::geteuid()) && !(status.st_mode & (S_IWGRP | S_IWOTH));
     // Where times are whole seconds, two changes may have the same.
     if (status.st_dev != system.device || !S_ISREG(status.st_mode) || status.st_ctim.tv_nsec == 0 ||
         (system.ownFilesOnly && !own))

@@ -24,9 +24,10 @@ struct FileKey
 /// A file system whose change times can be believed: local, written by this machine's kernel alone.
 struct FileSystem
 {
-    std::array<std::uint64_t, 5> id{}; ///< kind, its own number, device; and the boot where nothing outlives it
-    std::uint64_t device = 0;          ///< of the files on it
-    bool ownFilesOnly = false;         ///< whoever may write a file there can do so without a change of times
+    std::array<std::uint64_t, 5>
+        id{};                  ///< kind, its own number, device; and the boot where nothing outlives it
+    std::uint64_t device = 0;  ///< of the files on it
+    bool ownFilesOnly = false; ///< whoever may write a file there can do so without a change of times
 };
 
 /// Tells which file systems can be believed. Those are ext4, xfs, btrfs and f2fs on disks of the machine, and

@@ -19,9 +19,9 @@ struct [[gnu::packed]] Entry
 {
     std::uint64_t place = 0; ///< from a digest of the file; 0: no entry
     std::uint64_t check = 0;
-    std::uint16_t day = 0;   ///< of the scan, since the epoch
-    std::uint8_t set = 0;    ///< number of the signature set
-    std::uint8_t twice = 0;  ///< 1: it was clean under two sets
+    std::uint16_t day = 0;  ///< of the scan, since the epoch
+    std::uint8_t set = 0;   ///< number of the signature set
+    std::uint8_t twice = 0; ///< 1: it was clean under two sets
 };
 static_assert(sizeof(Entry) == 20);
 
@@ -48,8 +48,9 @@ class Store
 
     /// The entry at `place`; one of place 0 when there is none.
     Entry find(std::uint64_t place) const;
-    /// Puts `entry` over one of its place, else where there is room, else over one near of another set or of long
-    /// ago. Where there is none of these, it is not kept: then the store is full of what is worth as much.
+    /// Puts `entry` over one of its place, else where there is room, else over one near of another set or of
+    /// long ago. Where there is none of these, it is not kept: then the store is full of what is worth as
+    /// much.
     void put(const Entry& entry);
 
     /// Number of a signature set, which may once become that of another one.

@@ -44,8 +44,8 @@ std::string settingsDirectory()
     return hasHome ? std::string(user->pw_dir) + "/.vardo" : std::string();
 }
 
-/// Empty for root, and for who has no home. A user whose windows run on the installation's settings has none of
-/// those, and gets no socket where they would be.
+/// Empty for root, and for who has no home. A user whose windows run on the installation's settings has none
+/// of those, and gets no socket where they would be.
 std::string ownDirectory()
 {
     const std::string settings = settingsDirectory();

@@ -12,9 +12,9 @@ namespace {
 /// All that decides what is looked into, and how far.
 std::array<std::uint64_t, 9> conditionsOf(const SessionOptions& options)
 {
-    return {options.archives,     options.mails,    options.packed,
+    return {options.archives,     options.mails,       options.packed,
             options.heuristics,   options.maxFileSize, options.maxScanSize,
-            options.maxRecursion, options.maxFiles, options.maxSeconds};
+            options.maxRecursion, options.maxFiles,    options.maxSeconds};
 }
 
 } // namespace
@@ -72,8 +72,8 @@ Remembering::Key Remembering::prepare(const Key& key, int fd, CallWatch& watch)
     using cleanstore::CleanMemory;
     if (!memory_ || !key || !CleanMemory::isOldEnough(*key, CleanMemory::clock()))
         return std::nullopt;
-    // A page that was written by way of a mapping takes further writes, without a new time, until it is on the
-    // disk.
+    // A page that was written by way of a mapping takes further writes, without a new time, until it is on
+    // the disk.
     constexpr unsigned wholly =
         SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
     return watch.run([fd] { return ::sync_file_range(fd, 0, 0, wholly); }) == 0 ? key : std::nullopt;

@@ -19,7 +19,8 @@ struct RememberSettings
     unsigned rescanDays = 0; ///< as CleanMemory has it
 };
 
-/// The memory of clean files as a scan uses it. A scan without one, or whose memory cannot be used, scans all.
+/// The memory of clean files as a scan uses it. A scan without one, or whose memory cannot be used, scans
+/// all.
 class Remembering
 {
   public:
@@ -42,8 +43,8 @@ class Remembering
     /// True when the file was clean and has not changed since. Walking side.
     bool knows(const Key& key);
 
-    /// Before a file open as `fd` is scanned: the key by which it may be remembered afterwards, if at all. What
-    /// was written to the file until now, and what will be, shows in its times. Walking side.
+    /// Before a file open as `fd` is scanned: the key by which it may be remembered afterwards, if at all.
+    /// What was written to the file until now, and what will be, shows in its times. Walking side.
     Key prepare(const Key& key, int fd, CallWatch& watch);
     /// After it was found clean, wholly scanned and the same. On any thread.
     void add(const Key& key);

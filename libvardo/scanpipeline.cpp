@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::uint64_t mostMemory = 64 << 20;
 constexpr std::size_t mostItems = 8192;
-constexpr std::size_t wakeAfter = 64; // items that need no session; waking costs more than what one of them does
+constexpr std::size_t wakeAfter =
+    64; // items that need no session; waking costs more than what one of them does
 
 } // namespace
 

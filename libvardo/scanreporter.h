@@ -44,7 +44,8 @@ class ScanReporter
 
     /// How often the front-end answered that it could not note a quarantined file.
     unsigned recordFailures() const { return recordFailures_; }
-    /// How many objects were not scanned as they were clean before; processes of which that is true of all parts.
+    /// How many objects were not scanned as they were clean before; processes of which that is true of all
+    /// parts.
     unsigned remembered() const { return remembered_; }
 
   private:

@@ -135,12 +135,9 @@ std::string bytesOf(const std::uint8_t (&identity)[qsavd::identitySize])
 
 ServiceInfo infoOf(const qsavd::Hello& hello)
 {
-    ServiceInfo info{hello.usable != 0,
-                     hello.signatures,
-                     std::string(qsavd::getText(hello.text)),
-                     {},
-                     bytesOf(hello.engine),
-                     bytesOf(hello.signatureSet)};
+    ServiceInfo info{
+        hello.usable != 0,     hello.signatures,           std::string(qsavd::getText(hello.text)), {},
+        bytesOf(hello.engine), bytesOf(hello.signatureSet)};
     std::istringstream lines{std::string(qsavd::getText(hello.leftOut))};
     for (std::string path; std::getline(lines, path);)
         info.leftOut.push_back(path);

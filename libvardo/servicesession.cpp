@@ -26,7 +26,8 @@ constexpr unsigned maxFailedStarts = 8; ///< in a row, then the session counts a
 constexpr unsigned maxLosses = 3;       ///< in a row, then no more is scanned
 constexpr std::uint64_t largeFile = qsavd::maxBatchBytes / 4;
 constexpr std::size_t fewFiles = 16; // for each worker, as at the end of a scan
-constexpr std::size_t manyFiles = 96; // for any number of workers; fewer are open at once than would be needed
+constexpr std::size_t manyFiles =
+    96; // for any number of workers; fewer are open at once than would be needed
 constexpr std::uint64_t mostOvertaken = 256; ///< files that are begun before one that was there earlier
 
 constexpr const char* crashedRemark = "not scanned: the scanner failed on this file";
@@ -196,10 +197,11 @@ void ServiceSession::dispatch()
     retrySoon_ = false;
     while (!queue_.empty()) {
         const bool many = manyWait();
-        const auto worker = std::min_element(
-            workers_.begin(), workers_.end(), [many](const WorkerLink& a, const WorkerLink& b) {
-                return std::pair(!a.hungry(many), a.outstanding()) < std::pair(!b.hungry(many), b.outstanding());
-            });
+        const auto worker = std::min_element(workers_.begin(), workers_.end(),
+                                             [many](const WorkerLink& a, const WorkerLink& b) {
+                                                 return std::pair(!a.hungry(many), a.outstanding()) <
+                                                        std::pair(!b.hungry(many), b.outstanding());
+                                             });
         if (worker == workers_.end() || !worker->hungry(many))
             return;
         const std::vector<ScanJob> batch = takeBatch();
@@ -225,8 +227,8 @@ bool ServiceSession::manyWait() const
     return queue_.size() > std::min(fewFiles * workers_.size(), manyFiles);
 }
 
-/// The largest file first, so that none of them is begun when there is nothing else left to do. But results are
-/// told in the order of the walk, so nothing waits too long.
+/// The largest file first, so that none of them is begun when there is nothing else left to do. But results
+/// are told in the order of the walk, so nothing waits too long.
 ScanJob ServiceSession::takeNext()
 {
     auto next = queue_.begin();

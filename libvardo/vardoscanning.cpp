@@ -131,8 +131,8 @@ base::Result<vardo::ScanEnd> scanned(EngineState& state, const vardo::EngineSett
                                      const vardo::SessionOptions& options, const vardo::SourceFactory& source,
                                      vardo::ScanReporter& reporter)
 {
-    const auto end = vardo::runScan(sessionFactory(settings.service, state.leftOut), options, source, reporter,
-                                    settings.remember);
+    const auto end = vardo::runScan(sessionFactory(settings.service, state.leftOut), options, source,
+                                    reporter, settings.remember);
     state.remembered += reporter.remembered();
     return end;
 }
@@ -223,8 +223,8 @@ int Vardo::DoMemoryScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, bool al
     return bounded(state, *result, [&] {
         const vardo::EngineSettings settings = settingsOf(*this, state);
         vardo::ScanReporter reporter({cb, ctx, nullptr}, {}, result->scanStatistics);
-        return scanned(state, settings, sessionOptions(settings.limits, scanOpts),
-                       vardo::processSource(all), reporter);
+        return scanned(state, settings, sessionOptions(settings.limits, scanOpts), vardo::processSource(all),
+                       reporter);
     });
 }
 

@@ -66,7 +66,7 @@ class Walker
         std::size_t pathLength = 0; ///< of path_ outside
         bool byLink = false;
         std::optional<cleanstore::FileSystem> fileSystem; ///< of its files; none when nothing is remembered
-        unsigned stuck = 0; ///< how often a thread was given up in it
+        unsigned stuck = 0;                               ///< how often a thread was given up in it
     };
     enum class Reached { ByName, ByLink };
 

@@ -55,8 +55,8 @@ struct Hello
     Kind kind = Kind::Hello;
     std::uint32_t version = protocolVersion;
     std::uint64_t signatures = 0;
-    std::uint32_t usable = 0;    ///< 0: `text` says why nothing can be scanned
-    std::uint8_t engine[identitySize]{};     ///< tells the programs that scan from others; zeros: not known
+    std::uint32_t usable = 0;                  ///< 0: `text` says why nothing can be scanned
+    std::uint8_t engine[identitySize]{};       ///< tells the programs that scan from others; zeros: not known
     std::uint8_t signatureSet[identitySize]{}; ///< tells what was loaded from other sets; zeros: not known
     char text[maxText + 1]{};    ///< terminated; what was left out, or why nothing can be scanned
     char leftOut[maxText + 1]{}; ///< terminated; the paths of what was left out, as many as fit, a line each

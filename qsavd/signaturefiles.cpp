@@ -113,9 +113,12 @@ std::string fingerprint(const SignatureDirectory& directory)
 std::string lastingFingerprint(const SignatureDirectory& directory)
 {
     return printOf(directory, [](const struct stat& info) {
-        return std::vector<long long>{static_cast<long long>(info.st_ino), info.st_size,
-                                      info.st_mtim.tv_sec,  info.st_mtim.tv_nsec,
-                                      info.st_ctim.tv_sec,  info.st_ctim.tv_nsec};
+        return std::vector<long long>{static_cast<long long>(info.st_ino),
+                                      info.st_size,
+                                      info.st_mtim.tv_sec,
+                                      info.st_mtim.tv_nsec,
+                                      info.st_ctim.tv_sec,
+                                      info.st_ctim.tv_nsec};
     });
 }
 
