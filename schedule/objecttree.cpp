@@ -1,6 +1,7 @@
 #include "schedule/objecttree.h"
 
 #include "kit/palettes.h"
+#include "schedule/accessibletree.h"
 
 #include <QHeaderView>
 #include <QKeyEvent>
@@ -10,6 +11,7 @@
 ObjectTree::ObjectTree(QWidget* parent, const char* name)
     : QTreeWidget(parent)
 {
+    installAccessibleTree();
     setObjectName(QLatin1StringView(name));
     setPalette(contentPalette());
     setColumnCount(ObjectRow::ColumnCount);
@@ -36,6 +38,13 @@ void ObjectTree::addRows(ObjectRow& parent, QList<QTreeWidgetItem*> rows)
                          : rowOf(two).comesBefore(rowOf(one), column);
     });
     parent.addChildren(rows);
+}
+
+void ObjectTree::currentChanged(const QModelIndex& current, const QModelIndex& previous)
+{
+    QTreeWidget::currentChanged(current, previous);
+    if (hasFocus())
+        announceRow(*this, current, QAccessible::Focus);
 }
 
 void ObjectTree::keyPressEvent(QKeyEvent* event)

@@ -29,6 +29,7 @@ class ObjectTree : public QTreeWidget
     void spacePressed(QTreeWidgetItem* item);
 
   protected:
+    void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
     void keyPressEvent(QKeyEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
 

@@ -6,6 +6,7 @@
 #include "kit/texts.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
+#include "schedule/accessibletree.h"
 #include "schedule/objecttree.h"
 
 #include <QLabel>
@@ -37,9 +38,12 @@ bool anyBelow(const QTreeWidgetItem& row, const Visitor& visit)
 QPixmap besideCheckBox(const QString& name)
 {
     const QPixmap picture = vardoPixmap(name);
-    QPixmap wide(ObjectTree::pictureSize);
+    const double ratio = picture.devicePixelRatio();
+    QPixmap wide((QSizeF(ObjectTree::pictureSize) * ratio).toSize());
+    wide.setDevicePixelRatio(ratio);
     wide.fill(Qt::transparent);
-    QPainter(&wide).drawPixmap(wide.width() - picture.width(), 0, picture);
+    const QPointF place(ObjectTree::pictureSize.width() - picture.deviceIndependentSize().width(), 0);
+    QPainter(&wide).drawPixmap(place, picture);
     return wide;
 }
 
@@ -97,6 +101,7 @@ void VObjectSelectionDialog::connectWidgets()
 void VObjectSelectionDialog::languageChange()
 {
     setWindowTitle(tr("Vardo"));
+    lstDirView->setAccessibleName(tr("Select files / directory to scan"));
     lstDirView->setHeaderLabels({tr("Name"), tr("Type"), tr("Size")});
     setTexts(tr, {
                      {lblTitle, "Select files / directory to scan"},
@@ -215,6 +220,7 @@ void VObjectSelectionDialog::setRow(ObjectRow& row, int state)
 void VObjectSelectionDialog::itemCheck(QTreeWidgetItem* item, int state)
 {
     setRow(rowOf(item), state);
+    announceRow(*lstDirView, lstDirView->indexFromItem(item), QAccessible::StateChanged);
     lstDirView->viewport()->update();
 }
 
