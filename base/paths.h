@@ -18,6 +18,7 @@ inline constexpr char newQuarantineRecords[] = "/opt/Quillstone/etc/vardo/.quara
 inline constexpr char quarantineOpener[] = "/opt/Quillstone/etc/vardo/.rnWM.sh";
 inline constexpr char runAsRoot[] = "/opt/Quillstone/sbin/runasroot";
 inline constexpr char vardoScan[] = "/opt/Quillstone/usr/bin/vardoscan";
+inline constexpr char vardoQuarantine[] = "/opt/Quillstone/usr/bin/vardoquarantine";
 inline constexpr char updateNow[] = "/opt/Quillstone/usr/bin/updatenow";
 inline constexpr char serviceSocket[] = "/opt/Quillstone/var/run/qsav";
 inline constexpr char servicePid[] = "/opt/Quillstone/var/run/qsav.pid";
