@@ -217,6 +217,7 @@ void VMainWidget::showQuarantineMenu(const QPoint& place)
     if (names.empty())
         return;
     auto* menu = new QMenu(this);
+    menu->setObjectName(QLatin1StringView("mnuQuarantine"));
     menu->setAttribute(Qt::WA_DeleteOnClose);
     const bool mayRestore = std::ranges::any_of(names, quarantinelist::mayRestore);
     menu->addAction(tr("&Restore"), this, &VMainWidget::slotRestoreQuarantine)

@@ -66,8 +66,8 @@ QString AccessibleRow::text(QAccessible::Text kind) const
         return {};
     if (kind == QAccessible::Name)
         return index_.data().toString();
-    const QString type = index().siblingAtColumn(ObjectRow::TypeColumn).data().toString();
-    return (type + u' ' + index().siblingAtColumn(ObjectRow::SizeColumn).data().toString()).trimmed();
+    const QString type = index().siblingAtColumn(TypeColumn).data().toString();
+    return (type + u' ' + index().siblingAtColumn(SizeColumn).data().toString()).trimmed();
 }
 
 QRect AccessibleRow::rect() const

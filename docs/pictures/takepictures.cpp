@@ -184,7 +184,7 @@ void takeQuarantine()
     must(window.click("VMainWidget/lnkQuarantine") && window.waitFor("VMainWidget/lstQuarantine") &&
          window.clickRow("VMainWidget/lstQuarantine", "setup_2026.exe"));
     save(pictureOf(window, "VMainWidget", 3, 3), "quarantine.png");
-    must(window.clickRow("VMainWidget/lstQuarantine", "setup_2026.exe", 30, 3) && window.waitFor("QMenu"));
+    must(window.clickRow("VMainWidget/lstQuarantine", "setup_2026.exe", 30, 3) && window.waitFor("mnuQuarantine"));
     save(pictureOf(window, "VMainWidget", 3, 3), "quarantinemenu.png");
 }
 
