@@ -2,7 +2,6 @@
 
 #include "base/paths.h"
 #include "libvardo/conffile.h"
-#include "libvardo/signatureinfo.h"
 
 #include <algorithm>
 
@@ -21,10 +20,10 @@ ServicePaths servicePaths(const ConfFile& conf)
     paths.socket = conf.safePath("path:LocalSocketPath", paths::serviceSocket);
     paths.pidFile = conf.safePath("path:AVSpidPATH", paths::servicePid);
     paths.signatureDirs = {conf.safePath("path:SignaturePath", paths::signatures)};
-    // The distribution's set stands in until our first update has brought one of our own.
+    // The distribution's set, until our first update has brought one of our own.
     const std::string system = conf.text("path:SystemSignaturePath").value_or(paths::systemSignatures);
-    if (system.starts_with('/') && !hasUpdatedSet(paths.signatureDirs.front()))
-        paths.signatureDirs.push_back(conf.safePath("path:SystemSignaturePath", paths::systemSignatures));
+    if (system.starts_with('/'))
+        paths.substituteDir = conf.safePath("path:SystemSignaturePath", paths::systemSignatures);
     return paths;
 }
 

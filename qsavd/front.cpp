@@ -40,7 +40,7 @@ Front::Front(Listener& listener, PidFile& pidFile, int signals, FrontSettings se
     , pidFile_(pidFile)
     , signals_(signals)
     , settings_(std::move(settings))
-    , watch_(settings_.signatureDirectories)
+    , watch_(settings_.signatures)
     , lastUse_(Clock::now())
 {
 }
@@ -272,7 +272,7 @@ bool Front::haveMemoryForTwo() const
 
 void Front::load()
 {
-    auto holder = Holder::start(settings_.signatureDirectories);
+    auto holder = Holder::start(settings_.signatures);
     if (holder) {
         holders_.push_back(std::move(holder).value());
         // The first set is loaded at the pace of whoever started us; what comes then is for others too.

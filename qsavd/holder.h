@@ -3,6 +3,7 @@
 #include "base/result.h"
 #include "base/uniquefd.h"
 #include "qsavd/channel.h"
+#include "qsavd/signaturefiles.h"
 #include "qsavd/workspace.h"
 
 #include <chrono>
@@ -22,7 +23,7 @@ class Holder
     using Clock = std::chrono::steady_clock;
 
     /// Starts one for what is in `directories` now. The error says why not.
-    static base::Result<std::unique_ptr<Holder>> start(const std::vector<std::string>& directories);
+    static base::Result<std::unique_ptr<Holder>> start(const SignaturePlaces& places);
     /// The process must be gone.
     ~Holder();
     Holder(const Holder&) = delete;

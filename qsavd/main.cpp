@@ -28,7 +28,7 @@ struct Settings
 
 constexpr const char* usage =
     "usage: qsavd --socket PATH --pid-file PATH --signatures DIR [--signatures DIR]...\n"
-    "             [--idle-seconds N] [--spare-percent N] [--foreground]\n"
+    "             [--substitute DIR] [--idle-seconds N] [--spare-percent N] [--foreground]\n"
     "Holds the signatures and scans for the programs of one user. Started by them.\n";
 
 std::optional<unsigned> readNumber(std::string_view text)
@@ -42,13 +42,11 @@ std::optional<unsigned> readNumber(std::string_view text)
 
 std::optional<Settings> readArguments(int argc, char** argv)
 {
-    constexpr option options[] = {{"socket", required_argument, nullptr, 's'},
-                                  {"pid-file", required_argument, nullptr, 'p'},
-                                  {"signatures", required_argument, nullptr, 'd'},
-                                  {"idle-seconds", required_argument, nullptr, 'i'},
-                                  {"foreground", no_argument, nullptr, 'f'},
-                                  {"spare-percent", required_argument, nullptr, 'm'},
-                                  {nullptr, 0, nullptr, 0}};
+    constexpr option options[] = {
+        {"socket", required_argument, nullptr, 's'},        {"pid-file", required_argument, nullptr, 'p'},
+        {"signatures", required_argument, nullptr, 'd'},    {"substitute", required_argument, nullptr, 'u'},
+        {"idle-seconds", required_argument, nullptr, 'i'},  {"foreground", no_argument, nullptr, 'f'},
+        {"spare-percent", required_argument, nullptr, 'm'}, {nullptr, 0, nullptr, 0}};
     Settings settings;
     for (int choice = 0; (choice = getopt_long(argc, argv, "", options, nullptr)) != -1;) {
         const bool counts = choice == 'i' || choice == 'm';
@@ -61,7 +59,9 @@ std::optional<Settings> readArguments(int argc, char** argv)
         else if (choice == 'p')
             settings.pidFile = optarg;
         else if (choice == 'd')
-            settings.front.signatureDirectories.emplace_back(optarg);
+            settings.front.signatures.directories.emplace_back(optarg);
+        else if (choice == 'u')
+            settings.front.signatures.substitute = optarg;
         else if (choice == 'i')
             settings.front.idleLimit = std::chrono::seconds(count);
         else if (choice == 'm')

@@ -277,14 +277,8 @@ class TestConfig : public QObject
         QCOMPARE(settings.limits.maxScanSize, 16000ull << 20);
         QCOMPARE(settings.limits.maxFiles, 10000u);
         QCOMPARE(settings.limits.workers, 3u);
-
-        // The distribution's signatures stand in only until there is a database of our own.
-        const std::vector<std::string> both = {dir_->path().toStdString(), "/sys/sig"};
-        QCOMPARE(settings.service.signatureDirs, both);
-        write("", "own.ndb");
-        QCOMPARE(vardo::loadServicePaths(path().c_str()).signatureDirs, both);
-        write("", "daily.cld");
-        QCOMPARE(vardo::loadServicePaths(path().c_str()).signatureDirs.size(), 1u);
+        QCOMPARE(settings.service.signatureDirs, std::vector{dir_->path().toStdString()});
+        QCOMPARE(settings.service.substituteDir, "/sys/sig");
     }
 
     /// A group may write the settings, and must not have root put files where it may not itself.
