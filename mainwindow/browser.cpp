@@ -1,37 +1,62 @@
 #include "mainwindow/browser.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QStringList>
+
+#include <array>
+#include <climits>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-/// Whether root alone can change what `path`, which has no links in it, stands for. In a directory with the
-/// sticky bit nobody else can replace what belongs to root.
-bool isRootsAlone(QString path)
+/// Whether nobody but root can change what `info` tells of, in a directory of root's alone or one with the
+/// sticky bit, where only its owner can replace it. What a link's own mode says means nothing.
+bool isRootsAlone(const struct stat& info)
 {
-    for (;; path = QFileInfo(path).path()) {
-        struct stat info;
-        if (lstat(QFile::encodeName(path), &info) != 0 || info.st_uid != 0)
-            return false;
-        const bool sticky = S_ISDIR(info.st_mode) && (info.st_mode & S_ISVTX);
-        if ((info.st_mode & (S_IWGRP | S_IWOTH)) && !sticky)
-            return false;
-        if (path == u'/')
-            return true;
-    }
+    const bool sticky = S_ISDIR(info.st_mode) && (info.st_mode & S_ISVTX);
+    return info.st_uid == 0 && (S_ISLNK(info.st_mode) || sticky || !(info.st_mode & (S_IWGRP | S_IWOTH)));
 }
 
-/// The file that root runs for `program`; empty when there is none that root may run.
+/// Whether nobody but root can change what the absolute `path` leads to: every directory, link and file on
+/// the way there.
+bool leadsToRoots(const QString& path)
+{
+    constexpr int mostLinks = 40; // as the kernel has it: path_resolution(7)
+    QStringList ahead = path.split(u'/', Qt::SkipEmptyParts);
+    QString place(u'/');
+    for (int links = 0; links <= mostLinks;) {
+        struct stat info = {};
+        if (lstat(QFile::encodeName(place), &info) != 0 || !isRootsAlone(info))
+            return false;
+        if (S_ISLNK(info.st_mode)) {
+            std::array<char, PATH_MAX> text{};
+            if (readlink(QFile::encodeName(place), text.data(), text.size() - 1) <= 0)
+                return false;
+            const QString target = QFile::decodeName(text.data());
+            ++links;
+            ahead = target.split(u'/', Qt::SkipEmptyParts) + ahead;
+            place = target.startsWith(u'/') ? QStringLiteral("/") : QFileInfo(place).path();
+        } else if (ahead.isEmpty()) {
+            return true;
+        } else {
+            place = QDir::cleanPath(place + u'/' + ahead.takeFirst());
+        }
+    }
+    return false;
+}
+
+/// The path by which root runs `program`, whose name a launcher may go by; empty when there is none that
+/// root may run.
 QString rootsProgram(const QString& program)
 {
     const bool relative = program.contains(u'/') && !program.startsWith(u'/');
     const QString found = relative ? QString() : QStandardPaths::findExecutable(program);
-    const QString file = QFileInfo(found).canonicalFilePath();
-    return !found.isEmpty() && isRootsAlone(file) ? file : QString();
+    return !found.isEmpty() && leadsToRoots(found) ? found : QString();
 }
 
 } // namespace
