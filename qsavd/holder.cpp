@@ -71,7 +71,8 @@ Holder::Holder(Workspace workspace, base::UniqueFd channel)
 
 Holder::~Holder() = default;
 
-base::Result<std::unique_ptr<Holder>> Holder::start(const std::vector<std::string>& directories)
+base::Result<std::unique_ptr<Holder>> Holder::start(const std::vector<std::string>& directories,
+                                                    unsigned roomKilobytes)
 {
     auto workspace = Workspace::create();
     if (!workspace)
@@ -90,6 +91,7 @@ base::Result<std::unique_ptr<Holder>> Holder::start(const std::vector<std::strin
         signal(SIGHUP, SIG_IGN);
         letSignalsEnd(SIG_UNBLOCK);
         const int channel = keepOnly(other.get());
+        holder->workspace_.makePrivate(roomKilobytes);
         SignatureSet signatures(directories, holder->workspace_.path());
         _exit(holdSet(channel, front, signatures, holder->workspace_));
     }

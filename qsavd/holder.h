@@ -21,8 +21,10 @@ class Holder
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// Starts one for what is in `directories` now. The error says why not.
-    static base::Result<std::unique_ptr<Holder>> start(const std::vector<std::string>& directories);
+    /// Starts one for what is in `directories` now, with so much room for unpacking (see mountOwn()). The
+    /// error says why not.
+    static base::Result<std::unique_ptr<Holder>> start(const std::vector<std::string>& directories,
+                                                       unsigned roomKilobytes);
     /// The process must be gone.
     ~Holder();
     Holder(const Holder&) = delete;

@@ -1,5 +1,6 @@
 #include "qsavd/endpoint.h"
 #include "qsavd/front.h"
+#include "qsavd/unpacking.h"
 
 #include <charconv>
 #include <csignal>
@@ -28,7 +29,8 @@ struct Settings
 
 constexpr const char* usage =
     "usage: qsavd --socket PATH --pid-file PATH --signatures DIR [--signatures DIR]...\n"
-    "             [--idle-seconds N] [--spare-percent N] [--foreground]\n"
+    "             [--idle-seconds N] [--load-seconds N] [--spare-percent N] [--room-kilobytes N]\n"
+    "             [--foreground]\n"
     "Holds the signatures and scans for the programs of one user. Started by them.\n";
 
 std::optional<unsigned> readNumber(std::string_view text)
@@ -48,10 +50,12 @@ std::optional<Settings> readArguments(int argc, char** argv)
                                   {"idle-seconds", required_argument, nullptr, 'i'},
                                   {"foreground", no_argument, nullptr, 'f'},
                                   {"spare-percent", required_argument, nullptr, 'm'},
+                                  {"load-seconds", required_argument, nullptr, 'l'},
+                                  {"room-kilobytes", required_argument, nullptr, 'r'},
                                   {nullptr, 0, nullptr, 0}};
     Settings settings;
     for (int choice = 0; (choice = getopt_long(argc, argv, "", options, nullptr)) != -1;) {
-        const bool counts = choice == 'i' || choice == 'm';
+        const bool counts = choice == 'i' || choice == 'm' || choice == 'l' || choice == 'r';
         const auto number = counts ? readNumber(optarg) : std::nullopt;
         if (choice == '?' || (counts && !number))
             return std::nullopt;
@@ -66,6 +70,10 @@ std::optional<Settings> readArguments(int argc, char** argv)
             settings.front.idleLimit = std::chrono::seconds(count);
         else if (choice == 'm')
             settings.front.sparePercent = count;
+        else if (choice == 'l')
+            settings.front.loadLimit = std::chrono::seconds(count);
+        else if (choice == 'r')
+            settings.front.roomKilobytes = count;
         else
             settings.foreground = true;
     }
@@ -101,6 +109,10 @@ sigset_t servedSignals()
 
 int runService(const Settings& settings)
 {
+    if (!seesWrites()) {
+        announce("The scanning library cannot be watched.");
+        return EXIT_FAILURE;
+    }
     auto pidFile = PidFile::acquire(settings.pidFile);
     if (!pidFile && pidFile.error().code == EWOULDBLOCK) {
         announce("running");
