@@ -1,3 +1,4 @@
+#include "base/begin.h"
 #include "qsavd/endpoint.h"
 #include "qsavd/front.h"
 #include "qsavd/unpacking.h"
@@ -142,6 +143,7 @@ int runService(const Settings& settings)
 
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     const auto settings = readArguments(argc, argv);
     if (!settings) {
         std::fputs(usage, stderr);
