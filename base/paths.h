@@ -30,6 +30,7 @@ inline constexpr char updateBackup[] = "/var/Quillstone/var/lib/signatures.old";
 inline constexpr char quarantine[] = "/var/Quillstone/var/quarantine/vardo";
 inline constexpr char logs[] = "/var/Quillstone/var/log";
 inline constexpr char logFolder[] = "vardo"; // of scans, in there or in the place that is configured
+inline constexpr char logMark[] = ".chosen"; // in the folder: root wants it there
 inline constexpr char updateLog[] = "/var/Quillstone/var/log/updates.log";
 inline constexpr char autoUpdateLog[] = "/var/Quillstone/var/log/autoupdate.log";
 

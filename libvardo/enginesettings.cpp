@@ -71,8 +71,9 @@ SessionOptions limits(const ConfFile& conf)
 bool logLocationCounts(const ConfFile& conf)
 {
     const std::string location = conf.path("Log:Location", paths::logs);
+    const std::string folder = location + "/" + paths::logFolder;
     return !conf.foreign() || location == paths::logs ||
-           (base::isRootsDirectory(location) && base::isRootsDirectory(location + "/" + paths::logFolder));
+           (base::isRootsDirectory(folder) && ::access((folder + "/" + paths::logMark).c_str(), F_OK) == 0);
 }
 
 ServicePaths loadServicePaths(const char* avConf)

@@ -25,8 +25,8 @@ struct EngineSettings
 EngineSettings loadEngineSettings(const char* avConf, const char* scanConf);
 
 /// True when logs go where `conf`, a scan configuration, says. Root's go there only if nobody else can have
-/// said so, or if only root may write there and has made the folder: elsewhere root would make folders and
-/// files that others want to be there.
+/// said so, or if only root may write there and has chosen it before: else root would make folders and
+/// files where others want them.
 bool logLocationCounts(const ConfFile& conf);
 
 /// The paths alone, with the default for what `scanConf` says of the service.

@@ -180,9 +180,9 @@ int ScanConfig::SaveConfiguration(const char* file)
     conf->set("Log:Location", logLocation ? logLocation : "");
     conf->setFlag("Alert:WarnOldSignatures", Alert);
     conf->set("Alert:Days", std::to_string(AlertDays));
-    // Root's own choice has its folder from now on, whoever may write the file that it stands in.
+    // Root's own choice counts from now on, whoever may write the file that it stands in.
     if (::geteuid() == 0 && logLocation && base::isRootsDirectory(logLocation))
-        vardo::makeLogFolder(logLocation);
+        vardo::markLogFolder(logLocation);
     return conf->save(path) ? 0 : -1;
 }
 

@@ -157,9 +157,10 @@ bool openScanLog(const std::string& directory, unsigned level)
     return true;
 }
 
-void makeLogFolder(const std::string& directory)
+void markLogFolder(const std::string& directory)
 {
-    openLogFolder(directory);
+    const base::UniqueFd folder = openLogFolder(directory);
+    base::openOrMakePlainFile(folder.get(), paths::logMark, O_RDONLY, 0644);
 }
 
 std::string takeLogFailure()

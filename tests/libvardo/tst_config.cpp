@@ -337,16 +337,17 @@ class TestConfig : public QObject
         if (::geteuid() != 0)
             QSKIP("only root must be careful");
         for (const uid_t owner : {0u, 1234u}) {
-            write("");
-            QVERIFY(QDir(dir_->path()).mkdir("logs"));
-            QCOMPARE(::chown(path("logs").c_str(), owner, 0), 0);
+            init();
+            write("[Log]\nLocation = " + QFile::encodeName(dir_->filePath("logs")));
+            QVERIFY(QDir(dir_->path()).mkpath("logs/vardo"));
+            QCOMPARE(::chown(path("logs").c_str(), owner, 0) | ::chown(path().c_str(), 1234, 1234), 0);
             ScanConfig config(path().c_str());
+            QCOMPARE(config.ReadConfiguration(nullptr), 0);
+            QCOMPARE(textOf(config, SCANOPT_LOGLOCATION), "/var/Quillstone/var/log");
             QCOMPARE(setText(config, SCANOPT_LOGLOCATION, path("logs")), 0);
             QCOMPARE(config.SaveConfiguration(nullptr), 0);
-            QCOMPARE(::chown(path().c_str(), 1234, 1234), 0);
             QCOMPARE(config.ReadConfiguration(nullptr), 0);
             QCOMPARE(textOf(config, SCANOPT_LOGLOCATION), owner ? "/var/Quillstone/var/log" : path("logs"));
-            init();
         }
     }
 
