@@ -1,5 +1,8 @@
 #include "qsavd/filescanner.h"
 
+#include "base/systemerror.h"
+#include "qsavd/unpacking.h"
+
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -243,6 +246,7 @@ FileFinding FileScanner::scan(int file)
     ScanTrace trace;
     trace.partLimit = limits_.maxFileSize;
     runningScan = &trace;
+    forgetFailedWrites();
     const char* virus = nullptr;
     unsigned long scanned = 0;
     const cl_error_t code = cl_scandesc_callback(file, nullptr, &virus, &scanned, engine_, &options_, &trace);
@@ -254,6 +258,8 @@ FileFinding FileScanner::scan(int file)
         return failure("changed while it was scanned");
     if (!trace.failure.empty())
         return failure("not wholly scanned: " + std::string(trace.failure));
+    if (const int why = failedWrite(); why != 0)
+        return failure("not wholly scanned: it cannot be unpacked (" + base::describeError(why) + ")");
     if (!trace.begun && before.st_size > smallestScanned)
         return failure("not scanned: the scanner could not begin");
     if (trace.partTooLarge)

@@ -22,8 +22,9 @@ class Holder
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// Starts one for what is in `directories` now. The error says why not.
-    static base::Result<std::unique_ptr<Holder>> start(const SignaturePlaces& places);
+    /// Starts one for what is in these places now, with so much room for unpacking (see mountOwn()). The
+    /// error says why not.
+    static base::Result<std::unique_ptr<Holder>> start(const SignaturePlaces& places, unsigned roomKilobytes);
     /// The process must be gone.
     ~Holder();
     Holder(const Holder&) = delete;

@@ -93,6 +93,15 @@ class TestScanLog : public QObject
             {"one\ntwo %s\n", "x", "one\ntwo x\n"},
             {"one\ntwo %s\n", "x\ny", "one\\ntwo x\\ny\n"},
             {"%s\n", "\x1b[2J\r\x7f\b", "\\x1b[2J\\x0d\\x7f\\x08\n"},
+            // An order of the terminal in both ways, one byte alone in it, and a text turned around.
+            {"%s\n",
+             "\x9b"
+             "2J\xc2\x9b\xc3\x9b",
+             "\\x9b2J\\xc2\\x9b\xc3\x9b\n"},
+            {"%s\n",
+             "\xe2\x80\xae"
+             "fdp.exe\xd8\x9c",
+             "\\xe2\\x80\\xaefdp.exe\\xd8\\x9c\n"},
         };
         for (const auto& [format, argument, expected] : lines) {
             init();

@@ -215,6 +215,15 @@ class TestLifecycle : public QObject
         QCOMPARE(scanOne(home, home.path("found"), noPacked).status, int(SCANSTAT_INFECTED));
     }
 
+    void loadingHasALimit()
+    {
+        ServiceHome home;
+        QProcess service;
+        home.startIn(service, {"--load-seconds", "0"});
+        const auto info = vardo::startService(home.paths(), true, {});
+        QVERIFY(!info && info.error().text.find("takes too long") != std::string::npos);
+    }
+
     void noticesNewSignatures()
     {
         ServiceHome home;
@@ -292,11 +301,7 @@ class TestLifecycle : public QObject
     {
         ServiceHome home;
         QProcess service;
-        service.start(QString::fromStdString(home.paths().program),
-                      {"--socket", home.path("qsav"), "--pid-file", home.path("qsav.pid"), "--signatures",
-                       home.path("signatures"), "--spare-percent", "100000000", "--foreground"});
-        QVERIFY(service.waitForStarted());
-        QTRY_VERIFY(exists(home.paths().socket));
+        home.startIn(service, {"--spare-percent", "100000000"});
         const QString sample = home.write("sample", "a newly known danger");
         TestScan running(home);
         home.addSignature("new.ndb", "Vardo.New", "newly known danger");

@@ -88,7 +88,7 @@ class Arguments
 
 void addSystem(Arguments& bwrap)
 {
-    for (const char* top : {"/etc", "/opt", "/var"})
+    for (const char* top : {"/etc", "/opt", "/run", "/var"})
         bwrap.directory(top);
     for (const char* top : {"/usr", "/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"}) {
         std::error_code none;

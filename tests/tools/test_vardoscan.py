@@ -2,6 +2,7 @@
 """The command line scanner as a process, on real files and with the built service."""
 import base64
 import ctypes
+import fcntl
 import json
 import mmap
 import os
@@ -116,7 +117,6 @@ class TestVardoscan(CommandLineTest):
         """Neither may pass for whole, even though something was found."""
         def write_little():
             resource.setrlimit(resource.RLIMIT_FSIZE, (700, 700))
-            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
 
         self.place.write("bad", MARKER)
         for option, output, says in (("--all", "/dev/full", b"vardoscan: cannot write the output"),
@@ -125,6 +125,27 @@ class TestVardoscan(CommandLineTest):
                 outcome = Outcome(self.place.start(option, "%/tree", stdout=stdout, preexec_fn=write_little))
                 self.assertEqual(outcome.code, 2)
                 self.assertTrue(outcome.err.startswith(says), outcome.err)
+
+    def test_closed_descriptors_take_no_file(self):
+        self.place.write("bad", MARKER)
+        Outcome(self.place.start("--log", "%/tree", preexec_fn=lambda: os.close(1)))
+        self.assertEqual(self.place.take_log().count(b"bad INFECTED"), 1)
+
+    def test_leaves_access_times(self):
+        self.place.write("bad", MARKER)
+        paths = [self.place.tree, os.path.join(self.place.tree, b"bad")]
+        for path in paths:
+            os.utime(path, (1000, 2000))
+        self.assertEqual(self.place.run().code, 1)
+        self.assertEqual([os.stat(path).st_atime for path in paths], [1000, 1000])
+
+    def test_waits_for_a_lease(self):
+        """As a file server takes one on what it has given to others."""
+        self.place.write("bad", MARKER)
+        with open(os.path.join(self.place.tree, b"bad"), "r+b") as file:
+            signal.signal(signal.SIGIO, lambda *_: fcntl.fcntl(file, fcntl.F_SETLEASE, fcntl.F_UNLCK))
+            fcntl.fcntl(file, fcntl.F_SETLEASE, fcntl.F_WRLCK)
+            self.assertEqual(self.place.run().code, 1)
 
     def test_damaged_signatures_are_told(self):
         place = self.place
