@@ -182,6 +182,8 @@ class TestQuarantine(unittest.TestCase):
         self.assertEqual(repaired(), ([], []))
 
         RECORDS.unlink()
+        (RECORDS / "planted").mkdir(parents=True)
+        (ETC / "vardo/.quarantined_tmp/planted").mkdir(parents=True)
         self.assertEqual([len(lines) for lines in repaired()], [1, 2])
         self.assertEqual(state(), "fine stray un#recordable unrecorded | 3 | unrecorded fine stray")
         # Nothing is listed of a directory elsewhere.
@@ -200,6 +202,13 @@ class TestQuarantine(unittest.TestCase):
         self.assertRegex(quarantine("list").stdout, r"back .* \(still there, too\)\nkilled .* \(still there, too\)")
         self.assertEqual(sorted(repaired()[0]), ["left where it was, too: back", "removed from where it was: killed"])
         self.assertEqual((files(HOME), state()), (["back"], "back killed | 2 | killed back"))
+
+    def test_repairs_what_is_no_record(self):
+        for name in ("\n", "bad"):
+            put_away(name)
+        RECORDS.write_bytes(b"\nbad~\0bad~1~2~\n")
+        self.assertEqual((quarantine("repair").returncode, quarantine("list").returncode), (0, 0))
+        self.assertEqual((quarantine("repair").stdout, state()), ("", "\n bad | 2 | bad"))
 
     def test_mends_what_was_recorded_by_mistake(self):
         """After a gap in a series another file is recorded than the engine has taken."""

@@ -25,11 +25,27 @@ constexpr mode_t lockedMode = 0600;
 /// For a file of which only its existence is known.
 constexpr char unknownVirus[] = "unknown";
 
-/// A record cannot hold every name.
+/// A record cannot hold every name or virus.
+bool canBeWritten(const Record& record)
+{
+    const std::string line = quarantine::toLine(record);
+    const std::vector<Record> records = quarantine::parseRecords(line);
+    return records.size() == 1 && records.front().name == record.name &&
+           quarantine::toLine(records.front()) == line;
+}
+
 bool canBeRecorded(const std::string& name)
 {
-    const std::vector<Record> records = quarantine::parseRecords(quarantine::toLine({name, "", "", ""}));
-    return records.size() == 1 && records.front().name == name;
+    return canBeWritten({name, "date", "size", unknownVirus});
+}
+
+std::string lineAbout(const Item& item)
+{
+    const std::string virus = item.note ? item.note->virus : unknownVirus;
+    Record record = quarantine::makeRecord(item.name, *item.file, virus);
+    if (!canBeWritten(record))
+        record.virus = unknownVirus;
+    return quarantine::toLine(record);
 }
 
 } // namespace
@@ -169,17 +185,17 @@ std::string Store::mendedRecords(const std::string& records, std::vector<Repair>
     std::set<std::string> recorded;
     std::string mended;
     for (const Record& record : quarantine::parseRecords(records)) {
-        if (!quarantine::isGone(directory_.get(), record.name) && recorded.insert(record.name).second)
+        if (!quarantine::isGone(directory_.get(), record.name) && canBeWritten(record) &&
+            record.name != quarantine::notesDirectory && recorded.insert(record.name).second)
             mended += quarantine::toLine(record);
         else
             repairs.push_back({Repair::Kind::RecordDropped, record.name});
     }
-    for (const Item& item : itemsWith(records)) {
+    for (const Item& item : itemsWith(mended)) {
         // The notes about other people's files cannot be read, so leave those to them or to root.
         if (isRecorded(item) || !item.isFile() || (!item.note && ::geteuid() != 0))
             continue;
-        const std::string virus = item.note ? item.note->virus : unknownVirus;
-        mended += quarantine::toLine(quarantine::makeRecord(item.name, *item.file, virus));
+        mended += lineAbout(item);
         repairs.push_back({Repair::Kind::Recorded, item.name});
     }
     return mended;
