@@ -58,18 +58,50 @@ struct Told
     std::binary_semaphore lost{0};
 };
 
+void checkVerdict(const vardo::Verdict& verdict)
+{
+    demand((verdict.status & (SCANSTAT_CLEAN | SCANSTAT_INFECTED | SCANSTAT_SUSPECTED | SCANSTAT_ENCRYPTED |
+                              SCANSTAT_CORRUPT | SCANSTAT_ERROR)) != 0 &&
+               verdict.virus.size() + verdict.inner.size() + verdict.remark.size() < qsavd::maxMessage,
+           "no verdict");
+}
+
 vardo::ScanSession::Handlers handlersOf(Told& told)
 {
     vardo::ScanSession::Handlers handlers;
-    handlers.done = [&told](std::uint64_t id, vardo::Verdict verdict) {
+    handlers.done = [&told](std::uint64_t id, const vardo::Verdict& verdict) {
         demand(id < files && told.ids.insert(id).second, "a verdict on nothing, or a second one");
-        demand((verdict.status & (SCANSTAT_CLEAN | SCANSTAT_INFECTED | SCANSTAT_SUSPECTED |
-                                  SCANSTAT_ENCRYPTED | SCANSTAT_CORRUPT | SCANSTAT_ERROR)) != 0 &&
-                   verdict.virus.size() + verdict.inner.size() + verdict.remark.size() < qsavd::maxMessage,
-               "no verdict");
+        checkVerdict(verdict);
     };
     handlers.lost = [&told](const std::string&) { told.lost.release(); };
     return handlers;
+}
+
+/// One worker alone, which is given files as soon as it is ready.
+void checkWorker(std::span<const std::uint8_t> input, int file)
+{
+    Ends ends;
+    forEachMessage(input, [&](unsigned who, std::span<const std::byte> bytes) {
+        if (who & 0x80)
+            qsavd::sendMessage(ends.ours.get(), bytes, {}, MSG_DONTWAIT);
+    });
+    vardo::WorkerLink link(0, std::move(ends.theirs));
+    std::uint64_t next = 0;
+    for (;;) {
+        std::uint64_t id = 0;
+        vardo::Verdict verdict;
+        switch (link.receive(id, verdict)) {
+        case vardo::WorkerLink::Event::Ready:
+            demand(link.send({{0, file}, {1, file}, {2, file}}) == 0, "not sent");
+            break;
+        case vardo::WorkerLink::Event::Finished:
+            demand(id == next++ && id < 3, "a verdict on nothing, or out of order");
+            checkVerdict(verdict);
+            break;
+        default:
+            return;
+        }
+    }
 }
 
 /// Workers say what is theirs as soon as they are there; the service introduces them.
@@ -94,6 +126,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const int file = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     checkLines({reinterpret_cast<const char*>(data), size});
+    checkWorker({data, size}, file);
     Told told;
     Ends control;
     send(control, {data, size});
