@@ -82,7 +82,8 @@ class TestVardoscan(CommandLineTest):
 
     def test_wrong_use(self):
         for arguments, says in (
-                ("", "nothing to scan"),
+                ("--quiet", "nothing to scan"),
+                ("/ ", "empty name"),
                 ("--sacn /", "unknown option: --sacn"),
                 ("--action=prompt /", "--action: prompt (should be log, delete, rename or quarantine)"),
                 ("--max-size=18014398509481984K /", "--max-size"),  # overflows
@@ -93,7 +94,7 @@ class TestVardoscan(CommandLineTest):
                 ("--memory /", "no paths"),
                 ("--config=/nonexistent /", "/nonexistent")):
             with self.subTest(arguments):
-                outcome = subprocess.run([os.environ["VARDOSCAN"], *arguments.split()],
+                outcome = subprocess.run([os.environ["VARDOSCAN"], *arguments.split(" ")],
                                          check=False, capture_output=True, text=True)
                 self.assertEqual((outcome.returncode, outcome.stdout), (2, ""))
                 self.assertTrue(outcome.stderr.startswith("vardoscan: ") and says in outcome.stderr)
