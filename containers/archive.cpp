@@ -47,6 +47,11 @@ constexpr Way ways[] = {
     {Format::Zstd, archive_read_support_filter_zstd, ARCHIVE_FILTER_ZSTD},
 };
 
+bool isStream(const Way& way)
+{
+    return way.filter != ARCHIVE_FILTER_NONE;
+}
+
 const Way* wayOf(Format format)
 {
     const auto* way =
@@ -60,24 +65,29 @@ struct ArchiveDeleter
 };
 using ArchivePtr = std::unique_ptr<archive, ArchiveDeleter>;
 
-/// Anything but ARCHIVE_OK at a setting means that an external program would be started.
-ArchivePtr openBy(const Way& way, Content content)
+/// Lets libarchive try one way. Anything but ARCHIVE_OK at a setting means that an external program would be
+/// started.
+ArchivePtr prepare(const Way& way)
 {
-    ArchivePtr opened(archive_read_new());
-    const bool stream = way.filter != ARCHIVE_FILTER_NONE;
-    if (!opened || way.setting(opened.get()) != ARCHIVE_OK ||
-        (stream && archive_read_support_format_raw(opened.get()) != ARCHIVE_OK) ||
-        archive_read_open_memory(opened.get(), content.data(), content.size()) != ARCHIVE_OK)
-        return nullptr;
-    if (stream && archive_filter_code(opened.get(), 0) != way.filter)
-        return nullptr;
-    return opened;
+    ArchivePtr archive(archive_read_new());
+    const bool good = archive && way.setting(archive.get()) == ARCHIVE_OK;
+    if (!good || (isStream(way) && archive_read_support_format_raw(archive.get()) != ARCHIVE_OK))
+        archive.reset();
+    return archive;
 }
 
-/// Not a link, a directory or a device.
+/// False when that is not the right way, or nothing can be read.
+bool begin(archive* opened, const Way& way, Content content)
+{
+    return opened && archive_read_open_memory(opened, content.data(), content.size()) == ARCHIVE_OK &&
+           (!isStream(way) || archive_filter_code(opened, 0) == way.filter);
+}
+
+/// Not a link, a directory or a device. Some archives do not tell the kind.
 bool isRegular(archive_entry* entry)
 {
-    return archive_entry_filetype(entry) == AE_IFREG && !archive_entry_hardlink(entry);
+    const auto kind = archive_entry_filetype(entry);
+    return (kind == AE_IFREG || kind == 0) && !archive_entry_hardlink(entry);
 }
 
 /// What went wrong, as far as libarchive's words tell.
@@ -88,9 +98,10 @@ Failure failureOf(archive& failed)
     const auto say = [&](std::string_view word) { return words.find(word) != words.npos; };
     if (archive_errno(&failed) == ENOMEM || say("allocate memory"))
         return Failure::NoMemory;
-    if (say("runcated") || say("end of file") || say("end of data"))
+    if (say("runcated") || say("end of file") || say("end of data") || say("No progress"))
         return Failure::CutShort;
-    return say("supported") || say("unavailable") ? Failure::UnknownMethod : Failure::Damaged;
+    return say("supported") || say("unavailable") || say("Unknown codec") ? Failure::UnknownMethod
+                                                                          : Failure::Damaged;
 }
 
 class Opening
@@ -101,7 +112,7 @@ class Opening
         , content_(content)
         , workshop_(workshop)
         , directory_(way.format == Format::Zip ? readZipDirectory(content) : ZipDirectory())
-        , archive_(openBy(way, content))
+        , archive_(prepare(way))
     {
     }
 
@@ -109,7 +120,8 @@ class Opening
     {
         archive_entry* entry = nullptr;
         int code = ARCHIVE_FATAL;
-        while (archive_ && isMember(code = archive_read_next_header(archive_.get(), &entry)))
+        const bool begun = begin(archive_.get(), way_, content_);
+        while (begun && isMember(code = archive_read_next_header(archive_.get(), &entry)))
             if (!takeEntry(entry))
                 return std::move(opened_);
         if (code != ARCHIVE_EOF)
@@ -122,7 +134,7 @@ class Opening
 
     bool takeEntry(archive_entry* entry)
     {
-        const char* path = way_.filter == ARCHIVE_FILTER_NONE ? archive_entry_pathname(entry) : nullptr;
+        const char* path = isStream(way_) ? nullptr : archive_entry_pathname(entry);
         const std::string name = path ? path : "";
         if (isRegular(entry) && archive_entry_is_data_encrypted(entry)) {
             opened_.encrypted = true;
@@ -160,8 +172,11 @@ class Opening
         return way_.format == Format::Zip && directory_.unpacked(name);
     }
 
+    /// The first failure says most.
     void fail()
     {
+        if (opened_.failure != Failure::None)
+            return;
         if (!archive_)
             opened_.failure = Failure::Damaged;
         else if (archive_read_has_encrypted_entries(archive_.get()) == 1)
@@ -198,11 +213,12 @@ Opened openArchive(Format format, Content content, const Workshop& workshop)
 
 std::optional<std::size_t> countArchiveMembers(Format format, Content content, std::uint64_t larger)
 {
-    const ArchivePtr archive = openBy(*wayOf(format), content);
+    const ArchivePtr archive = prepare(*wayOf(format));
+    const bool begun = begin(archive.get(), *wayOf(format), content);
     archive_entry* entry = nullptr;
     std::size_t count = 0;
     int code = ARCHIVE_FATAL;
-    while (archive &&
+    while (begun &&
            ((code = archive_read_next_header(archive.get(), &entry)) == ARCHIVE_OK || code == ARCHIVE_WARN))
         count += isRegular(entry) && static_cast<std::uint64_t>(archive_entry_size(entry)) > larger;
     return code == ARCHIVE_EOF ? std::optional(count) : std::nullopt;

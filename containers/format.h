@@ -11,6 +11,7 @@ enum class Format {
     Bzip2,
     Cab,
     Compress,
+    CpioRest, ///< what follows a whole cpio archive
     Gzip,
     Lha,
     Lz4,
@@ -21,12 +22,14 @@ enum class Format {
     Rpm,
     SevenZip,
     Squashfs,
+    TarRest, ///< what follows a whole tar archive
     Warc,
     Xz,
     Zip,
     ZipStream, ///< without its directory
     Zlib,
     Zstd,
+    CutShort, ///< one that the library takes for whole
     Unopened, ///< known by its mark, and nobody opens it
 };
 

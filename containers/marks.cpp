@@ -1,5 +1,7 @@
 #include "containers/marks.h"
 
+#include "containers/extent.h"
+#include "containers/programs.h"
 #include "containers/streamends.h"
 #include "containers/zipdirectory.h"
 
@@ -39,6 +41,38 @@ bool isCompress(Content content)
 bool isSkippable(Content content)
 {
     return (numberAt(content, 0, 1) & 0xf0) == 0x50;
+}
+
+bool isCutTar(Content content)
+{
+    return extentOfTar(content).cutShort;
+}
+
+bool isMoreThanTar(Content content)
+{
+    return extentOfTar(content).rest != 0;
+}
+
+bool isCutCpio(Content content)
+{
+    return extentOfCpio(content).cutShort;
+}
+
+bool isMoreThanCpio(Content content)
+{
+    return extentOfCpio(content).rest != 0;
+}
+
+/// An image, and not the code that starts one.
+bool isImage(Content content)
+{
+    return content.size() >= 64 << 10;
+}
+
+/// The first version or the second, with blocks of up to 64 KB.
+bool isExt(Content content)
+{
+    return isImage(content) && numberAt(content, 1100, 4) <= 1 && numberAt(content, 1048, 4) <= 6;
 }
 
 bool isOpenedInPart(Content content)
@@ -82,9 +116,25 @@ constexpr std::array marks{
     Mark{0, "7kSt\xa0\x31\x83\xd3"sv, Format::Unopened, "zpaq"},
     Mark{7, "**ACE**"sv, Format::Unopened, "ace"},
     Mark{20, "\xdc\xa7\xc4\xfd"sv, Format::Unopened, "zoo"},
+    Mark{257, "ustar"sv, Format::CutShort, "tar", isCutTar},
+    Mark{257, "ustar"sv, Format::TarRest, "tar", isMoreThanTar},
+    Mark{0, "07070"sv, Format::CutShort, "cpio", isCutCpio},
+    Mark{0, "07070"sv, Format::CpioRest, "cpio", isMoreThanCpio},
+    Mark{32769, "CD001"sv, Format::CutShort, "ISO 9660", isIsoCutShort},
     Mark{0, "QFI\xfb"sv, Format::Unopened, "qcow2"},
     Mark{0, "KDMV"sv, Format::Unopened, "vmdk"},
     Mark{0, "vhdxfile"sv, Format::Unopened, "vhdx"},
+    Mark{0, "conectix"sv, Format::Unopened, "vhd"},
+    Mark{0x40, "\x7f\x10\xda\xbe"sv, Format::Unopened, "vdi"},
+    Mark{54, "FAT1"sv, Format::Unopened, "FAT", isImage},
+    Mark{82, "FAT32"sv, Format::Unopened, "FAT", isImage},
+    Mark{3, "NTFS    "sv, Format::Unopened, "NTFS", isImage},
+    Mark{3, "EXFAT   "sv, Format::Unopened, "exFAT", isImage},
+    Mark{1080, "\x53\xef"sv, Format::Unopened, "ext", isExt},
+    Mark{0, "XFSB\0\0"sv, Format::Unopened, "XFS"},
+    Mark{0x10040, "_BHRfS_M"sv, Format::Unopened, "btrfs"},
+    Mark{0, "\x45\x3d\xcd\x28"sv, Format::Unopened, "cramfs"},
+    Mark{1024, "\xe2\xe1\xf5\xe0"sv, Format::Unopened, "erofs"},
     Mark{8, "AI\x01"sv, Format::Unopened, "AppImage of type 1"},
 };
 
@@ -97,16 +147,20 @@ std::optional<Container> recogniseAt(Content content, std::size_t begin)
     return std::nullopt;
 }
 
-/// Where a program of ELF ends; 0 when the file does not go on there.
-std::size_t endOfProgram(Content content)
+/// Where the program ends that a file begins with, or the header of a browser's extension; 0 when nothing
+/// follows there.
+std::size_t endOfHead(Content content)
 {
-    const bool wide = numberAt(content, 4, 1) == 2;
-    const auto sections = wide ? numberAt(content, 0x28, 8) : numberAt(content, 0x20, 4);
-    const auto length = numberAt(content, wide ? 0x3a : 0x2e, 2),
-               count = numberAt(content, wide ? 0x3c : 0x30, 2);
-    if (sections >= content.size() || length * count >= content.size() - sections)
-        return 0;
-    return sections + length * count;
+    std::uint64_t end = 0;
+    if (standsAt(content, 0,
+                 "\x7f"
+                 "ELF"sv))
+        end = endOfElf(content);
+    else if (standsAt(content, 0, "MZ"sv))
+        end = endOfPe(content);
+    else if (standsAt(content, 0, "Cr24\3\0\0\0"sv))
+        end = 12 + numberAt(content, 8, 4);
+    return end < content.size() ? end : 0;
 }
 
 } // namespace
@@ -115,11 +169,7 @@ std::optional<Container> recognise(Content content)
 {
     if (auto container = recogniseAt(content, 0))
         return container;
-    const std::size_t end = standsAt(content, 0,
-                                     "\x7f"
-                                     "ELF"sv)
-                                ? endOfProgram(content)
-                                : 0;
+    const std::size_t end = endOfHead(content);
     return end ? recogniseAt(content, end) : std::nullopt;
 }
 

@@ -2,10 +2,30 @@
 
 #include "containers/archive.h"
 #include "containers/deflated.h"
+#include "containers/extent.h"
+#include "containers/memberreading.h"
 #include "containers/squashfs.h"
 #include "containers/streamends.h"
 
+#include <algorithm>
+
 namespace containers {
+
+namespace {
+
+Opened openRest(Content content, std::size_t at, const Workshop& workshop)
+{
+    Opened opened;
+    takeMember({}, workshop, opened, [&](std::span<std::byte> buffer) {
+        const std::size_t count = std::min(buffer.size(), content.size() - at);
+        std::copy_n(content.begin() + static_cast<std::ptrdiff_t>(at), count, buffer.begin());
+        at += count;
+        return static_cast<std::ptrdiff_t>(count);
+    });
+    return opened;
+}
+
+} // namespace
 
 Opened openContainer(const Container& container, Content content, const Workshop& workshop)
 {
@@ -16,8 +36,12 @@ Opened openContainer(const Container& container, Content content, const Workshop
         return openZlib(own, workshop);
     if (isArchive(container.format))
         return openArchive(container.format, own, workshop);
+    if (container.format == Format::TarRest)
+        return openRest(own, extentOfTar(own).rest, workshop);
+    if (container.format == Format::CpioRest)
+        return openRest(own, extentOfCpio(own).rest, workshop);
     Opened opened;
-    opened.failure = Failure::NobodyOpens;
+    opened.failure = container.format == Format::CutShort ? Failure::CutShort : Failure::NobodyOpens;
     return opened;
 }
 
