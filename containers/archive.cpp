@@ -166,8 +166,9 @@ class Opening
         const auto header = static_cast<std::uint64_t>(archive_read_header_position(archive_.get()));
         const auto at = std::max(header, signatureLength) + headerLength;
         if (way_.format == Format::Ar)
-            return standsAt(content_, at, "\x7f"
-                                          "ELF"sv) &&
+            return standsAt(content_, at,
+                            "\x7f"
+                            "ELF"sv) &&
                    numberAt(content_, at + 16, 2) == relocatable;
         return way_.format == Format::Zip && directory_.unpacked(name);
     }
