@@ -15,7 +15,7 @@
 
 namespace qsavd {
 
-SignatureSet::SignatureSet(const std::vector<std::string>&, std::string)
+SignatureSet::SignatureSet(SignaturePlaces /*places*/, std::string /*temporary*/)
     : count_(1)
 {
 }
