@@ -1,4 +1,4 @@
-#include "tools/membership.h"
+#include "installation/membership.h"
 #include "tools/vardoquarantine/options.h"
 #include "tools/vardoquarantine/output.h"
 #include "tools/vardoquarantine/store.h"
