@@ -24,6 +24,7 @@ inline constexpr char updateNow[] = "/opt/Quillstone/usr/bin/updatenow";
 inline constexpr char serviceSocket[] = "/opt/Quillstone/var/run/qsav";
 inline constexpr char servicePid[] = "/opt/Quillstone/var/run/qsav.pid";
 inline constexpr char guardFile[] = "/opt/Quillstone/var/run/vardogui.pid";
+inline constexpr char help[] = "/opt/Quillstone/share/help/index.html";
 inline constexpr char progressAnimation[] = "/opt/Quillstone/var/www/htdocs/images/VardoProgress.gif";
 
 inline constexpr char signatures[] = "/var/Quillstone/var/lib/signatures";

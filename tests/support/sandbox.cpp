@@ -216,6 +216,7 @@ void makeInstallation()
     writeFile(product / "etc/updates.conf", "");
 
     makeStandIn(product / "sbin/runasroot");
+    makeStandIn(product / "sbin/vardonotify");
     makeStandIn("/etc/init.d/cron");
 }
 
