@@ -96,6 +96,12 @@ bool isRootsDirectory(const std::string& path)
     return way.found() && way.fixed() && S_ISDIR(way.status().st_mode) && !othersWrite(way.status());
 }
 
+bool isRootsProgram(const std::string& path)
+{
+    const Way way(path);
+    return way.found() && way.fixed() && S_ISREG(way.status().st_mode) && !othersWrite(way.status());
+}
+
 bool isRootsFile(const std::string& path, const struct stat& status)
 {
     if (othersWrite(status))

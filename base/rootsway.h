@@ -16,4 +16,8 @@ bool isRootsDirectory(const std::string& path);
 /// root makes there, such as logs, is of the group.
 bool isRootsFile(const std::string& path, const struct stat& status);
 
+/// True when `path` leads to a regular file that nobody but root may write, and over nothing that anybody but
+/// root may exchange.
+bool isRootsProgram(const std::string& path);
+
 } // namespace base

@@ -3,7 +3,6 @@
 #include "base/paths.h"
 #include "base/rootsway.h"
 #include "libvardo/conffile.h"
-#include "libvardo/signatureinfo.h"
 
 #include <algorithm>
 
@@ -38,11 +37,10 @@ ServicePaths servicePaths(const ConfFile& conf, ConfFile::Refusals& refused)
     paths.socket = placeOf(conf, "path:LocalSocketPath", paths::serviceSocket, paths::formerSocket, refused);
     paths.pidFile = placeOf(conf, "path:AVSpidPATH", paths::servicePid, paths::formerPid, refused);
     paths.signatureDirs = {conf.safePath("path:SignaturePath", paths::signatures, &refused)};
-    // The distribution's set stands in until our first update has brought one of our own.
+    // The distribution's set, until our first update has brought one of our own.
     const std::string system = conf.text("path:SystemSignaturePath").value_or(paths::systemSignatures);
-    if (system.starts_with('/') && !hasUpdatedSet(paths.signatureDirs.front()))
-        paths.signatureDirs.push_back(
-            conf.safePath("path:SystemSignaturePath", paths::systemSignatures, &refused));
+    if (system.starts_with('/'))
+        paths.substituteDir = conf.safePath("path:SystemSignaturePath", paths::systemSignatures, &refused);
     return paths;
 }
 

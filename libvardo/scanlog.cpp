@@ -54,8 +54,7 @@ base::UniqueFd openLogFolder(const std::string& directory)
 {
     const base::UniqueFd parent(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const bool made = parent && ::mkdirat(parent.get(), paths::logFolder, 0775) == 0;
-    base::UniqueFd folder(
-        ::openat(parent.get(), paths::logFolder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    base::UniqueFd folder = base::openFolder(parent.get(), paths::logFolder, O_RDONLY);
     struct stat status = {};
     if (made && folder && ::fstat(folder.get(), &status) == 0 && status.st_uid == ::geteuid())
         ::fchmod(folder.get(), (status.st_mode & S_ISGID) | 0775); // whatever the umask took away

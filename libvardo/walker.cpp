@@ -375,7 +375,11 @@ bool Walker::staysInside(int directory, const struct stat& status, const std::st
 
 bool Walker::isClosed(int directory)
 {
-    return watch_.run([this, directory] { return options_.closed.hold(directory); });
+    for (;;) {
+        const auto held = watch_.run([this, directory] { return options_.closed.hold(directory); });
+        if (held || !pipeline_.waitForRoom())
+            return held.value_or(true);
+    }
 }
 
 bool Walker::getStatus(int fd, struct stat& status)

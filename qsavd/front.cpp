@@ -39,7 +39,7 @@ Front::Front(Listener& listener, PidFile& pidFile, int signals, FrontSettings se
     , pidFile_(pidFile)
     , signals_(signals)
     , settings_(std::move(settings))
-    , watch_(settings_.signatureDirectories)
+    , watch_(settings_.signatures)
     , lastUse_(Clock::now())
 {
 }
@@ -271,7 +271,7 @@ bool Front::haveMemoryForTwo() const
 
 void Front::load()
 {
-    auto holder = Holder::start(settings_.signatureDirectories, settings_.roomKilobytes);
+    auto holder = Holder::start(settings_.signatures, settings_.roomKilobytes);
     if (holder) {
         holders_.push_back(std::move(holder).value());
         // The first set is loaded at the pace of whoever started us; what comes then is for others too.

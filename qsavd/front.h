@@ -14,7 +14,7 @@ namespace qsavd {
 /// How a service is to behave.
 struct FrontSettings
 {
-    std::vector<std::string> signatureDirectories;
+    SignaturePlaces signatures;
     std::chrono::seconds idleLimit{600};
     /// A new set is loaded beside the old one when so many percent of that one's memory are available.
     unsigned sparePercent = 150;

@@ -71,8 +71,7 @@ Holder::Holder(Workspace workspace, base::UniqueFd channel)
 
 Holder::~Holder() = default;
 
-base::Result<std::unique_ptr<Holder>> Holder::start(const std::vector<std::string>& directories,
-                                                    unsigned roomKilobytes)
+base::Result<std::unique_ptr<Holder>> Holder::start(const SignaturePlaces& places, unsigned roomKilobytes)
 {
     auto workspace = Workspace::create();
     if (!workspace)
@@ -92,7 +91,7 @@ base::Result<std::unique_ptr<Holder>> Holder::start(const std::vector<std::strin
         letSignalsEnd(SIG_UNBLOCK);
         const int channel = keepOnly(other.get());
         holder->workspace_.makePrivate(roomKilobytes);
-        SignatureSet signatures(directories, holder->workspace_.path());
+        SignatureSet signatures(places, holder->workspace_.path());
         _exit(holdSet(channel, front, signatures, holder->workspace_));
     }
     return holder;

@@ -30,8 +30,8 @@ struct Settings
 
 constexpr const char* usage =
     "usage: qsavd --socket PATH --pid-file PATH --signatures DIR [--signatures DIR]...\n"
-    "             [--idle-seconds N] [--load-seconds N] [--spare-percent N] [--room-kilobytes N]\n"
-    "             [--foreground]\n"
+    "             [--substitute DIR] [--idle-seconds N] [--load-seconds N] [--spare-percent N]\n"
+    "             [--room-kilobytes N] [--foreground]\n"
     "Holds the signatures and scans for the programs of one user. Started by them.\n";
 
 std::optional<unsigned> readNumber(std::string_view text)
@@ -48,6 +48,7 @@ std::optional<Settings> readArguments(int argc, char** argv)
     constexpr option options[] = {{"socket", required_argument, nullptr, 's'},
                                   {"pid-file", required_argument, nullptr, 'p'},
                                   {"signatures", required_argument, nullptr, 'd'},
+                                  {"substitute", required_argument, nullptr, 'u'},
                                   {"idle-seconds", required_argument, nullptr, 'i'},
                                   {"foreground", no_argument, nullptr, 'f'},
                                   {"spare-percent", required_argument, nullptr, 'm'},
@@ -66,7 +67,9 @@ std::optional<Settings> readArguments(int argc, char** argv)
         else if (choice == 'p')
             settings.pidFile = optarg;
         else if (choice == 'd')
-            settings.front.signatureDirectories.emplace_back(optarg);
+            settings.front.signatures.directories.emplace_back(optarg);
+        else if (choice == 'u')
+            settings.front.signatures.substitute = optarg;
         else if (choice == 'i')
             settings.front.idleLimit = std::chrono::seconds(count);
         else if (choice == 'm')

@@ -277,14 +277,8 @@ class TestConfig : public QObject
         QCOMPARE(settings.limits.maxScanSize, 16000ull << 20);
         QCOMPARE(settings.limits.maxFiles, 10000u);
         QCOMPARE(settings.limits.workers, 3u);
-
-        // The distribution's signatures stand in only until there is a database of our own.
-        const std::vector<std::string> both = {dir_->path().toStdString(), "/sys/sig"};
-        QCOMPARE(settings.service.signatureDirs, both);
-        write("", "own.ndb");
-        QCOMPARE(vardo::loadServicePaths(path().c_str()).signatureDirs, both);
-        write("", "daily.cld");
-        QCOMPARE(vardo::loadServicePaths(path().c_str()).signatureDirs.size(), 1u);
+        QCOMPARE(settings.service.signatureDirs, std::vector{dir_->path().toStdString()});
+        QCOMPARE(settings.service.substituteDir, "/sys/sig");
     }
 
     /// A group may write the settings, and must not have root use paths that it may not write itself: not by

@@ -135,9 +135,14 @@ class TestScanLog : public QObject
     void plantedLinksAreNotFollowed()
     {
         QTemporaryDir elsewhere;
-        QVERIFY(QFile::link(elsewhere.path(), dir_->path() + "/vardo"));
+        const QByteArray link = QFile::encodeName(dir_->path() + "/vardo");
+        QVERIFY(QFile::link(elsewhere.path(), link));
+        if (::lchown(link, 1234, 1234) != 0)
+            QSKIP("needs root to make somebody else's link");
         QVERIFY(!open());
         QVERIFY(QDir(elsewhere.path()).isEmpty());
+        QCOMPARE(::lchown(link, 0, 0), 0);
+        QVERIFY(open());
     }
 
     void threadsKeepTheirLinesWhole()

@@ -1,5 +1,6 @@
 #include "base/signaturefolder.h"
 #include "engine/interface.h"
+#include "libvardo/signatureinfo.h"
 #include "protocol/message.h"
 #include "protocol/socketaddress.h"
 #include "tests/qsavd/servicehome.h"
@@ -250,6 +251,22 @@ class TestLifecycle : public QObject
         home.addSignature(base::nextSet + QString("/new.ndb"), "Vardo.Four", "newly known danger");
         home.write(QString("signatures/") + base::installMarker, "");
         QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Four"));
+    }
+
+    void substituteCountsUntilTheFirstUpdate()
+    {
+        ServiceHome home;
+        home.addSignature("../old.ndb", "Vardo.Old", "long known danger");
+        QVERIFY(QDir(home.path("")).mkdir("substitute"));
+        QVERIFY(QFile::rename(home.path("old.ndb"), home.path("substitute/old.ndb")));
+        home.paths().substituteDir = home.path("substitute").toStdString();
+        const QString sample = home.write("sample", "a long known danger");
+        QCOMPARE(scanOne(home, sample).virus, std::string("Vardo.Old"));
+        QVERIFY(QFile::copy(QFINDTESTDATA("../updates/test-1.cvd"), home.path("signatures/daily.cvd")));
+        QTRY_COMPARE(scanOne(home, sample).status, int(SCANSTAT_CLEAN));
+        QCOMPARE(vardo::directoriesInUse(home.paths()), home.paths().signatureDirs);
+        QVERIFY(QFile::remove(home.path("signatures/daily.cvd")));
+        QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Old"));
     }
 
     void newSetComesBesideTheOldOne()

@@ -121,7 +121,8 @@ void addBuild(Arguments& bwrap)
     bwrap.bind(tree / "usr", installed / "usr");
     bwrap.bind(tree / "var/www", installed / "var/www");
     bwrap.add("--dir", (installed / "sbin").string());
-    bwrap.add("--symlink", (tree / "sbin/qsavd").string(), (installed / "sbin/qsavd").string());
+    for (const char* program : {"sbin/qsavd", "sbin/qsfetch"})
+        bwrap.add("--symlink", (tree / program).string(), (installed / program).string());
 }
 
 void addEnvironment(Arguments& bwrap, const Ids& ids)

@@ -9,6 +9,7 @@ import os
 import pathlib
 import pty
 import resource
+import select
 import shutil
 import signal
 import subprocess
@@ -81,7 +82,8 @@ class TestVardoscan(CommandLineTest):
 
     def test_wrong_use(self):
         for arguments, says in (
-                ("", "nothing to scan"),
+                ("--quiet", "nothing to scan"),
+                ("/ ", "empty name"),
                 ("--sacn /", "unknown option: --sacn"),
                 ("--action=prompt /", "--action: prompt (should be log, delete, rename or quarantine)"),
                 ("--max-size=18014398509481984K /", "--max-size"),  # overflows
@@ -92,7 +94,7 @@ class TestVardoscan(CommandLineTest):
                 ("--memory /", "no paths"),
                 ("--config=/nonexistent /", "/nonexistent")):
             with self.subTest(arguments):
-                outcome = subprocess.run([os.environ["VARDOSCAN"], *arguments.split()],
+                outcome = subprocess.run([os.environ["VARDOSCAN"], *arguments.split(" ")],
                                          check=False, capture_output=True, text=True)
                 self.assertEqual((outcome.returncode, outcome.stdout), (2, ""))
                 self.assertTrue(outcome.stderr.startswith("vardoscan: ") and says in outcome.stderr)
@@ -208,15 +210,16 @@ class TestVardoscan(CommandLineTest):
         place.write(b"\x1b]0;owned\x07\r\xc2\x9b2J\xe2\x80\xae\xff x", MARKER)
         place.write("inner.zip", zipped("\x1b[2J\nz", MARKER))
         terminal, screen = pty.openpty()
-        os.set_blocking(terminal, False)
         outcome = Outcome(place.start("%/tree", stderr=screen))
-        progress = os.read(terminal, 65536)
+        progress = b""
+        while not progress.endswith(b"\r\x1b[K"):  # and leaves a clean line
+            self.assertTrue(select.select([terminal], [], [], 5)[0], progress)
+            progress += os.read(terminal, 65536)
         self.assertEqual(outcome.code, 1)
         self.assertIn(place.tree + rb"/\x1B]0;owned\x07\x0D\xC2\x9B2J\xE2\x80\xAE\xFF x INFECTED", outcome.out)
         self.assertIn(rb"inner.zip=>\x1B[2J\x0Az INFECTED", outcome.out)
         self.assertTrue(printable(outcome.out))
         self.assertIn(b" objects, ", progress)
-        self.assertTrue(progress.endswith(b"\r\x1b[K"))  # and leaves a clean line
         self.assertTrue(printable(progress.replace(b"\r\x1b[K", b"")))
 
     def test_actions(self):

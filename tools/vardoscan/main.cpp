@@ -31,7 +31,7 @@ int scanByHand(Options& options)
 {
     const ScanResult result = scan(options);
     if (const auto message = options.notify ? messageAbout(result, "") : std::nullopt)
-        tell(*message);
+        notify::tell(*message);
     return result.exitCode;
 }
 
