@@ -1,5 +1,6 @@
 // Runs a command with root's rights: any command for root, the product's own few for everybody else.
 
+#include "base/begin.h"
 #include "tools/runasroot/commandlist.h"
 #include "tools/runasroot/crontab.h"
 #include "tools/runasroot/fileactions.h"
@@ -148,6 +149,7 @@ base::Result<int> perform(const Command& command, uid_t caller)
 
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     if (argc < 2) {
         complain("usage: runasroot COMMAND [ARGUMENT ...]");
         return exitRefused;

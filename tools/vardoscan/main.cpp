@@ -1,3 +1,4 @@
+#include "base/begin.h"
 #include "engine/vardo.h"
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/scan.h"
@@ -30,7 +31,7 @@ int scanByHand(Options& options)
 {
     const ScanResult result = scan(options);
     if (const auto message = options.notify ? messageAbout(result, "") : std::nullopt)
-        tell(*message);
+        notify::tell(*message);
     return result.exitCode;
 }
 
@@ -61,6 +62,7 @@ int run(Options& options)
 
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     // The first signal asks for an end and spoils no output; the second one ends us as usual.
     struct sigaction action = {};
     action.sa_handler = interrupt;

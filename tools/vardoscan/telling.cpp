@@ -5,8 +5,6 @@
 
 #include <array>
 
-#include <unistd.h>
-
 namespace {
 
 constexpr std::size_t longestName = 100;
@@ -115,9 +113,4 @@ std::optional<notify::Message> messageAbout(const ScanResult& result, const std:
     if (!found && result.unscanned() == 0 && result.end == ScanResult::End::Complete)
         return std::nullopt;
     return notify::Message{summaryOf(result), bodyOf(result, schedule), found};
-}
-
-void tell(const notify::Message& message)
-{
-    ::geteuid() == 0 ? notify::tellEverybody(message) : notify::tellCaller(message);
 }

@@ -11,6 +11,3 @@ struct ScanResult;
 /// `schedule` is the name of the scheduled scan, empty for one by hand: only that tells names of files, since
 /// those of a scheduled one are not everybody's business.
 std::optional<notify::Message> messageAbout(const ScanResult& result, const std::string& schedule);
-
-/// Tells those who are concerned: everybody when root scans, else the caller.
-void tell(const notify::Message& message);
