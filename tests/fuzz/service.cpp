@@ -15,7 +15,7 @@
 
 namespace qsavd {
 
-SignatureSet::SignatureSet(const std::vector<std::string>&, std::string)
+SignatureSet::SignatureSet(SignaturePlaces, std::string)
     : count_(1)
 {
 }
