@@ -3,6 +3,7 @@
 #include "engine/vardo.h"
 
 #include <string>
+#include <vector>
 
 namespace vardo {
 
@@ -15,6 +16,8 @@ struct EngineState
     std::string renameExtension;       ///< likewise
     std::string error;                 ///< text of the last failure
     std::string leftOut;               ///< signatures that were not loaded, for a person
+    std::vector<std::string> refused;  ///< settings that do not count for root, likewise
+    unsigned workers = 0;              ///< processes that scan; 0: as configured
     VardoObject* lastObject = nullptr; ///< where the list of objects to scan ends
 };
 

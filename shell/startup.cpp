@@ -11,6 +11,7 @@
 #include "scan/actiondata.h"
 #include "scan/vmemscandialog.h"
 #include "shell/agealert.h"
+#include "shell/cause.h"
 #include "shell/globals.h"
 #include "shell/screenfactor.h"
 #include "shell/xthreads.h"
@@ -217,9 +218,35 @@ void Startup::teardown()
     remPIDFile();
 }
 
+/// Empty where the message says it all.
+std::string Startup::causeOf(Refusal refusal)
+{
+    switch (refusal) {
+    case Refusal::NoEngine:
+        return "the engine does not know this kind of system";
+    case Refusal::NoInstallation:
+        return std::string(paths::versionFile) + " cannot be read or names no installation";
+    case Refusal::AlreadyRunning:
+        return std::string("the process in ") + paths::guardFile + " is running";
+    case Refusal::NoGuard:
+        return causeOfNoGuard();
+    case Refusal::NoConfiguration:
+        return "cannot make .vardo/vardo.conf in the home directory";
+    case Refusal::NoVardo:
+    case Refusal::NoAV:
+        return vardo && *vardo->ScanError() ? vardo->ScanError() : std::string("cannot use ") + vardoConf;
+    case Refusal::SmallScreen:
+        break;
+    }
+    return {};
+}
+
 void Startup::refuse(Refusal refusal)
 {
     const Message& message = messages.at(static_cast<std::size_t>(refusal));
+    const std::string cause = causeOf(refusal);
+    if (!cause.empty())
+        tellCause(message.text, cause);
     const QString text = QObject::tr(message.text);
     switch (message.box) {
     case Box::Notice:

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 class QApplication;
 class VMainWidget;
@@ -51,6 +52,7 @@ class Startup
     Outcome showWindow();
     void teardown();
 
+    static std::string causeOf(Refusal refusal);
     static void refuse(Refusal refusal);
 
     int& argc_;

@@ -147,6 +147,7 @@ class TestStartup : public QObject
             "GetQSAVInfo 1 /opt/Quillstone/etc/qsav.conf",
             "MakeAlert 1900-01-00",
             "VardoAVInit /opt/Quillstone/etc/qsav.conf 1",
+            "ScanError",
             "GetOption 4",
             "VardoIsAVLoaded",
         };
@@ -173,6 +174,8 @@ class TestStartup : public QObject
         QCOMPARE(start.exitCode(), 255);
         QCOMPARE(start.boxes(), box(refusal->text, refusal->button));
         QCOMPARE(start.windows(), QStringList());
+        if (refusal->text != smallScreen)
+            QTRY_COMPARE(sandbox::recordedCalls().size(), std::size_t(1)); // the cause, by a notification
         QStringList calls = start.report();
         calls.removeIf([](const QString& line) { return line.startsWith("box "); });
         QCOMPARE(calls.takeLast(), "~application");
