@@ -110,7 +110,8 @@ class Vardo : public ScanConfig
     VARDO_API bool VardoIsAVLoaded();
     /// Finds or starts the scanning service and waits until its signatures are loaded. `avConf` names
     /// the sockets and signature directories; `cb`, when given, is called as a beat while it waits and
-    /// may stop it; `wait` false only starts the service.
+    /// may stop it, and with a remark for each setting that does not count for root; `wait` false only starts
+    /// the service.
     VARDO_API int VardoAVInit(const char* avConf, QS_ResultCallBack cb, bool wait);
     /// Lets go of the service, which ends itself when nobody has used it for a while.
     VARDO_API void VardoAVDeinit(QS_ResultCallBack cb);

@@ -1,11 +1,15 @@
 # Sourced by ./run and ./test: installs through apt what is missing, with sudo when not root.
 
 packages_build='g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libclamav-dev libssl-dev
-    libcurl4-openssl-dev libseccomp-dev zlib1g-dev libsystemd-dev libgif-dev libx11-dev linux-libc-dev python3 librsvg2-bin'
+    libcurl4-openssl-dev libseccomp-dev libarchive-dev libsquashfs-dev zlib1g-dev libsystemd-dev libgif-dev libx11-dev linux-libc-dev
+    python3 librsvg2-bin'
 packages_package='dpkg-dev file'
 packages_display='xvfb xdotool imagemagick bubblewrap fonts-dejavu-core zip'
 packages_test='git openbox uidmap clang-14 libclang-rt-14-dev clang-format-14 clamav-testfiles zip p7zip-full man-db procps
-    cron faketime openssl dbus-daemon dbus-bin python3-dbusmock adduser locales'
+    cron faketime openssl dbus-daemon dbus-bin python3-dbusmock adduser locales zstd lz4 squashfs-tools'
+# What bench/containers packs with.
+packages_containers='clamav arj binutils bzip2 cpio dosfstools e2fsprogs fdisk gcab genisoimage libarchive-tools lrzip lz4 lzip
+    lzop mtools ncompress p7zip-full python3 qemu-utils qpdf rpm squashfs-tools wimtools wixl xz-utils zip zpaq zstd'
 
 # give_up TEXT: ends the script with one line about what is missing.
 give_up() {

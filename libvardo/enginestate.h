@@ -3,6 +3,7 @@
 #include "engine/vardo.h"
 
 #include <string>
+#include <vector>
 
 namespace vardo {
 
@@ -16,6 +17,7 @@ struct EngineState
     std::string error;                 ///< text of the last failure
     std::string leftOut;               ///< signatures that were not loaded, for a person
     unsigned workers = 0;              ///< processes that scan; 0: as configured
+    std::vector<std::string> refused;  ///< settings that do not count for root, likewise
     VardoObject* lastObject = nullptr; ///< where the list of objects to scan ends
 };
 

@@ -2,6 +2,7 @@
 
 #include "base/systemerror.h"
 #include "quarantine/newfile.h"
+#include "quarantine/remove.h"
 #include "quarantine/storedirectory.h"
 
 #include <fcntl.h>
@@ -51,9 +52,9 @@ base::Result<std::string> deleteFile(const ScannedFile& file)
 {
     if (const auto same = verifyUnchanged(file); !same)
         return same.error();
-    if (::unlinkat(file.parent, file.leaf.c_str(), 0) != 0)
-        return base::systemError();
-    return std::string();
+    const auto isIt = [&file](const struct stat& status) { return fileId(status).sameContent(file.id); };
+    const auto removed = quarantine::removeChecked(file.parent, file.leaf, isIt);
+    return removed ? base::Result<std::string>(std::string()) : removed.error();
 }
 
 base::Result<std::string> renameFile(const ScannedFile& file, const std::string& extension)
@@ -72,9 +73,11 @@ base::Result<bool> moveScanned(const ScannedFile& file, int directory, const std
     if (::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
         fileId(status).sameContent(file.id))
         return true;
-    if (const auto back = quarantine::moveNoReplace(directory, name, file.parent, file.leaf); !back)
-        return base::Error{ESTALE, changedError().text + "; what took its place is now named " + name};
-    return changedError();
+    const auto back = quarantine::moveBack(directory, name, file.parent, file.leaf);
+    if (back && back.value() == file.leaf)
+        return changedError();
+    return base::Error{ESTALE, changedError().text + "; what took its place is now named " +
+                                   (back ? back.value() : name)};
 }
 
 base::Result<std::string>

@@ -9,7 +9,8 @@ namespace vardo {
 /// the session are.
 void leaveRootsService(ServicePaths& paths);
 
-/// Makes the directory of a user's own service, if it is missing. Starting the service tells when it failed.
+/// Makes the directory of a user's own service, or of root's, if it is missing. Starting the service tells
+/// when it failed.
 void makePlace(const ServicePaths& paths);
 
 } // namespace vardo

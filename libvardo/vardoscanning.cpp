@@ -24,7 +24,7 @@ EngineState& stateOf(QS_AVPHandle handle)
     return *static_cast<EngineState*>(handle);
 }
 
-vardo::EngineSettings settingsOf(const ScanConfig& config, const EngineState& state)
+vardo::EngineSettings settingsOf(const ScanConfig& config, EngineState& state)
 {
     vardo::EngineSettings settings = vardo::loadEngineSettings(
         state.avConf.empty() ? nullptr : state.avConf.c_str(), config.getConfigFile());
@@ -32,6 +32,7 @@ vardo::EngineSettings settingsOf(const ScanConfig& config, const EngineState& st
         settings.limits.workers = state.workers;
     vardo::leaveRootsService(settings.service);
     vardo::makePlace(settings.service);
+    state.refused = settings.refused;
     return settings;
 }
 
@@ -139,6 +140,8 @@ int bounded(EngineState& state, QS_IntefaceScanResult& result, const Scan& scan)
     result.scanEndTime = now();
     if (!state.leftOut.empty())
         LogMe(LOGLEVEL_MINIMUM, "SIGNATURES: %s\n", state.leftOut.c_str());
+    for (const std::string& setting : state.refused)
+        LogMe(LOGLEVEL_MINIMUM, "SETTINGS: %s\n", setting.c_str());
     if (!end) {
         state.error = end.error().text;
         return -1;
@@ -164,7 +167,12 @@ int Vardo::VardoAVInit(const char* avConf, QS_ResultCallBack cb, bool wait)
     std::function<bool()> beat;
     if (cb)
         beat = [cb] { return cb("", OBJTYPE_FILE, 0, nullptr, nullptr, nullptr) != CALLBACK_STOP; };
-    const auto started = vardo::startService(settingsOf(*this, state).service, wait, beat);
+    const vardo::EngineSettings settings = settingsOf(*this, state);
+    for (const std::string& setting : settings.refused) {
+        if (cb)
+            cb("", OBJTYPE_FILE, 0, nullptr, setting.c_str(), nullptr);
+    }
+    const auto started = vardo::startService(settings.service, wait, beat);
     state.loaded = static_cast<bool>(started);
     state.leftOut = started ? started.value().remark : "";
     state.error = started ? state.leftOut : started.error().text;

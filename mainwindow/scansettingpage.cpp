@@ -209,8 +209,8 @@ bool VMainWidget::slotSaveScanSettings()
         return true;
     }
     takeScanOptions(*scanner);
-    takeLogOptions(*scanner);
-    const bool saved = scanner->SaveConfiguration(nullptr) >= 0;
+    const bool accepted = takeLogOptions(*scanner);
+    const bool saved = scanner->SaveConfiguration(nullptr) >= 0 && accepted;
     if (getuid() == 0)
         giveToConfOwner(paths::vardoConf);
     vMessage(this,
@@ -236,7 +236,8 @@ void ScanSetting::takeScanOptions(Vardo& engine) const
     engine.SetOption(SCANOPT_MEMSCAN, &atStartup);
 }
 
-void ScanSetting::takeLogOptions(Vardo& engine) const
+/// False when the location is none, and the engine keeps the one it had.
+bool ScanSetting::takeLogOptions(Vardo& engine) const
 {
     unsigned int level = LOGLEVEL_MINIMUM;
     for (const auto& entry : logLevels) {
@@ -251,8 +252,9 @@ void ScanSetting::takeLogOptions(Vardo& engine) const
     const QByteArray path = (text == QFile::decodeName(logLocation) ? logLocation : QFile::encodeName(text))
                                 .left(logLocationSize - 1);
     std::copy(path.begin(), path.end(), location.begin());
-    engine.SetOption(SCANOPT_LOGLOCATION, location.data());
+    const bool accepted = engine.SetOption(SCANOPT_LOGLOCATION, location.data()) == 0;
     engine.SetOption(SCANOPT_LOGLEVEL, &level);
+    return accepted;
 }
 
 void VMainWidget::loadGlobalSettings()

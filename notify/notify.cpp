@@ -112,4 +112,9 @@ void tellCaller(const Message& message)
     }));
 }
 
+void tell(const Message& message)
+{
+    ::geteuid() == 0 ? tellEverybody(message) : tellCaller(message);
+}
+
 } // namespace notify

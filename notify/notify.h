@@ -25,4 +25,7 @@ void tellEverybody(const Message& message);
 /// Tells the caller, over the bus that the environment names.
 void tellCaller(const Message& message);
 
+/// Tells whom a message of the calling program is for: everybody when root calls, else the caller.
+void tell(const Message& message);
+
 } // namespace notify

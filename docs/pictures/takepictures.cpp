@@ -279,9 +279,6 @@ void takeUpdate()
     product::install(QByteArray(settings) + "[Alert]\nWarnOldSignatures=no\n");
     sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "1.0.0 TIER-A\n");
     sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "20/11/2026 18:30\n");
-    fs::create_directories("/var/Quillstone/var/tmp");
-    const fs::path sbin = "/opt/Quillstone/sbin";
-    fs::create_symlink(fs::read_symlink(sbin / "qsavd").parent_path() / "qsfetch", sbin / "qsfetch");
     const updateworld::Mirror mirror;
     mirror.publish(2);
     fs::copy_file(updateworld::database(1), "/var/Quillstone/var/lib/signatures/test.cvd");

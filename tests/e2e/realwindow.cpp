@@ -1,5 +1,6 @@
 #include "tests/e2e/realwindow.h"
 
+#include "base/paths.h"
 #include "tests/qsavd/servicehome.h"
 #include "tests/qsavd/zipwriter.h"
 
@@ -46,7 +47,7 @@ void useHands(const QStringList& arguments)
 
 QString pidFile(unsigned int user)
 {
-    return user == 0 ? "/opt/Quillstone/var/run/qsav.pid" : "/home/tester/.vardo/qsav.pid";
+    return user == 0 ? paths::servicePid : "/home/tester/.vardo/qsav.pid";
 }
 
 } // namespace

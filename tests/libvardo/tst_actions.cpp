@@ -20,7 +20,8 @@ namespace {
 
 constexpr uid_t nobody = 65534;
 
-std::atomic<int> slowDisk = 0; ///< milliseconds that it takes
+std::atomic<int> slowDisk = 0;      ///< milliseconds that it takes
+std::function<void()> atLastMoment; ///< called once, before a file named "bad" is moved or removed
 
 /// Mounts of this process alone; false when it may not mount.
 bool makeOwnMounts()
@@ -93,7 +94,25 @@ QByteArray counted(const QS_InterfaceScanStatistics& s)
     return words.mid(1);
 }
 
+void beforeUseOf(const char* name)
+{
+    if (qstrcmp(name, "bad") == 0 && atLastMoment)
+        std::exchange(atLastMoment, {})();
+}
+
 } // namespace
+
+extern "C" int renameat2(int from, const char* name, int to, const char* newName, unsigned flags)
+{
+    beforeUseOf(name);
+    return static_cast<int>(::syscall(SYS_renameat2, from, name, to, newName, flags));
+}
+
+extern "C" int unlinkat(int directory, const char* name, int flags)
+{
+    beforeUseOf(name);
+    return static_cast<int>(::syscall(SYS_unlinkat, directory, name, flags));
+}
 
 extern "C" int fsync(int fd)
 {
@@ -347,6 +366,25 @@ class TestActions : public QObject
         if (change != "gone")
             QVERIFY(ScanWorld::read(bad).contains("precious"));
         QVERIFY(!ScanWorld::list(world.path("../quarantine")).contains("bad"));
+    }
+
+    /// What is exchanged after the last look stays, and so does what takes its place when it comes back.
+    void deletesNothingElseAtTheLastMoment()
+    {
+        for (const bool taken : {false, true}) {
+            ScanWorld world;
+            const QByteArray bad = world.write("bad", "infected");
+            world.plan.action = SCANACT_DELETE;
+            atLastMoment = [&] {
+                ::rename(world.write("new", "precious").constData(), bad.constData());
+                if (taken)
+                    atLastMoment = [&] { world.write("bad", "newer"); };
+            };
+            QCOMPARE(world.scan(), 0);
+            QCOMPARE(world.statistics.scActionError, 1u);
+            QCOMPARE(ScanWorld::list(world.path()), taken ? Names({"bad", "bad-0"}) : Names{"bad"});
+            QCOMPARE(ScanWorld::read(world.path(taken ? "bad-0" : "bad")), QByteArray("precious"));
+        }
     }
 
     void actsOnEveryHardLink()

@@ -269,8 +269,8 @@ class TestQuarantinePage : public MainWindowTest
     {
         putAway({"a", "b"});
         show(record("a") + record("b"));
-        fs::remove(newRecords);
-        fs::create_directory(newRecords);
+        const fs::path settings = "/opt/Quillstone/etc/vardo";
+        fs::rename(settings, "/opt/Quillstone/etc/gone");
         list->selectAll();
         answer("btnDeleteQuar", VMessageBox::BTN_YES); // the record goes first
         QVERIFY(inQuarantine("a") && inQuarantine("b"));
@@ -278,7 +278,7 @@ class TestQuarantinePage : public MainWindowTest
         answer("btnDeleteAllQuar",
                VMessageBox::BTN_YES); // the file goes first, and for root all records at the end
         QCOMPARE(inQuarantine("a") || inQuarantine("b"), !isRoot);
-        fs::remove(newRecords);
+        fs::rename("/opt/Quillstone/etc/gone", settings);
         click("btnQuarRefresh");
         QCOMPARE(names().size(), isRoot ? 0 : 1);
         if (isRoot)

@@ -146,6 +146,7 @@ class TestStartup : public QObject
             "GetQSAVInfo 1 /opt/Quillstone/etc/qsav.conf",
             "MakeAlert 1900-01-00",
             "VardoAVInit /opt/Quillstone/etc/qsav.conf 1",
+            "ScanError",
             "GetOption 4",
             "VardoIsAVLoaded",
         };

@@ -1,3 +1,4 @@
+#include "base/begin.h"
 #include "engine/vardo.h"
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/paths.h"
@@ -33,13 +34,13 @@ int scanByHand(Options& options)
         return SomethingWrong;
     const bool everything = options.notify == Options::Notify::Everything;
     if (everything)
-        tell(messageOfBegin(options));
+        notify::tell(messageOfBegin(options));
     const ScanResult result = scan(options);
     auto message = options.notify == Options::Notify::Nothing ? std::nullopt : messageAbout(result, "");
     if (everything && !message)
         message = messageOfNothing(result);
     if (message)
-        tell(*message);
+        notify::tell(*message);
     return result.exitCode;
 }
 
@@ -70,6 +71,7 @@ int run(Options& options)
 
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     // The first signal asks for an end and spoils no output; the second one ends us as usual.
     struct sigaction action = {};
     action.sa_handler = interrupt;

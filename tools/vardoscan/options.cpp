@@ -356,6 +356,8 @@ bool consistent(const Options& options, std::string& error)
         error = "--include and --exclude cannot be used together";
     else if (options.task == Options::Task::Scan && namesObjects(options) == options.memory)
         error = options.memory ? "--memory takes no paths" : "nothing to scan: name a file or directory";
+    else if (std::ranges::count(options.paths, std::string()) > 0)
+        error = "nothing has an empty name";
     else if (options.task > Options::Task::Version && (options.memory || namesObjects(options)))
         error = "schedules say themselves what is scanned";
     return error.empty();

@@ -34,6 +34,8 @@ struct Scan
 int onResult(const char* name, int type, int status, const char* virus, const char* remark,
              QS_ResultContextData* data)
 {
+    if (!*name && remark) // about the settings
+        fail(remark);
     auto* scan = static_cast<Scan*>(data);
     const bool moved = scan && scan->listed && virus && (status & SCANSTAT_QUARANTINED);
     const bool recorded = !moved || quarantine::recordQuarantined(name, virus);

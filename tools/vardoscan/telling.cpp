@@ -6,8 +6,6 @@
 
 #include <array>
 
-#include <unistd.h>
-
 namespace {
 
 constexpr std::size_t longestName = 100;
@@ -140,9 +138,4 @@ notify::Message messageOfNothing(const ScanResult& result)
     return {"Vardo found nothing",
             counted(result.statistics.scFiles, "object") + were(result.statistics.scFiles) + "scanned.",
             false, topic(), result.logFile};
-}
-
-void tell(const notify::Message& message)
-{
-    ::geteuid() == 0 ? notify::tellEverybody(message) : notify::tellCaller(message);
 }

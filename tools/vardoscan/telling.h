@@ -18,6 +18,3 @@ notify::Message messageOfBegin(const Options& options);
 
 /// That a scan went well and found nothing.
 notify::Message messageOfNothing(const ScanResult& result);
-
-/// Tells those who are concerned: everybody when root scans, else the caller.
-void tell(const notify::Message& message);
