@@ -20,6 +20,7 @@ inline constexpr char runAsRoot[] = "/opt/Quillstone/sbin/runasroot";
 inline constexpr char notifier[] = "/opt/Quillstone/sbin/vardonotify";
 inline constexpr char vardoGui[] = "/opt/Quillstone/usr/bin/vardogui";
 inline constexpr char vardoScan[] = "/opt/Quillstone/usr/bin/vardoscan";
+inline constexpr char vardoQuarantine[] = "/opt/Quillstone/usr/bin/vardoquarantine";
 inline constexpr char updateNow[] = "/opt/Quillstone/usr/bin/updatenow";
 inline constexpr char guardFile[] = "/opt/Quillstone/var/run/vardogui.pid";
 inline constexpr char help[] = "/opt/Quillstone/share/help/index.html";

@@ -1,8 +1,8 @@
 # Sourced by ./run and ./test: installs through apt what is missing, with sudo when not root.
 
 packages_build='g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libclamav-dev libssl-dev
-    libcurl4-openssl-dev libseccomp-dev libarchive-dev libsquashfs-dev zlib1g-dev libsystemd-dev libgif-dev libx11-dev linux-libc-dev
-    python3 librsvg2-bin'
+    libcurl4-openssl-dev libseccomp-dev libarchive-dev libsquashfs-dev zlib1g-dev libsystemd-dev libgif-dev
+    libx11-dev libxcb-shape0-dev linux-libc-dev python3 librsvg2-bin'
 packages_package='dpkg-dev file'
 packages_display='xvfb xdotool imagemagick bubblewrap fonts-dejavu-core zip'
 packages_test='git openbox uidmap clang-14 libclang-rt-14-dev clang-format-14 clamav-testfiles zip p7zip-full man-db procps

@@ -16,8 +16,8 @@ struct EngineState
     std::string renameExtension;       ///< likewise
     std::string error;                 ///< text of the last failure
     std::string leftOut;               ///< signatures that were not loaded, for a person
-    unsigned workers = 0;              ///< processes that scan; 0: as configured
     std::vector<std::string> refused;  ///< settings that do not count for root, likewise
+    unsigned workers = 0;              ///< processes that scan; 0: as configured
     VardoObject* lastObject = nullptr; ///< where the list of objects to scan ends
 };
 

@@ -77,15 +77,15 @@ void pages::Help::languageChange()
 {
     setTexts(VMainWidget::tr,
              {
-                 {lnkLiveChat, "Live Chat", "Redirect you to Vardo online live chat"},
+                 {lnkLiveChat, "Live Chat", "Redirect you to Vardo online live chat", "Alt+L"},
                  {lblLiveChat,
                   "Live Chat provides you the option of chatting with our 24x7 online support team to solve "
                   "your technical queries and problems when using Vardo."},
-                 {lnkOnlineHelp, "Vardo Online Help", "Redirect you to Vardo online help support"},
+                 {lnkOnlineHelp, "Vardo Online Help", "Redirect you to Vardo online help support", "Alt+O"},
                  {lblVardoOnline,
                   "The Vardo Online Help has comprehensive information on Vardo. The wiki has the help "
                   "file, knowledge base and general FAQs of Vardo."},
-                 {lnkForum, "Quillstone Forum", "Redirect you to Vardo online forum"},
+                 {lnkForum, "Quillstone Forum", "Redirect you to Vardo online forum", "Alt+R"},
                  {lblForum,
                   "On the Quillstone Forum, you can create or join discussion groups on Vardo. It contains "
                   "various tweaks to maximize the capabilities of Vardo."},

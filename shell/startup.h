@@ -57,7 +57,6 @@ class Startup
 
     int& argc_;
     char** argv_;
-    QSize screen_;
     QS_SystemType systemType_ = QS_UNWSystem;
     int installation_ = INSTALLATION_UNUSABLE;
     std::unique_ptr<QApplication> application_;

@@ -15,7 +15,7 @@
 
 namespace qsavd {
 
-SignatureSet::SignatureSet(SignaturePlaces /*places*/, std::string /*temporary*/)
+SignatureSet::SignatureSet(SignaturePlaces, std::string)
     : count_(1)
 {
 }

@@ -7,6 +7,8 @@
 
 #include <array>
 
+#include <unistd.h>
+
 namespace {
 
 constexpr std::size_t longestName = 100;
