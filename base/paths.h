@@ -17,9 +17,13 @@ inline constexpr char quarantineRecords[] = "/opt/Quillstone/etc/vardo/.quaranti
 inline constexpr char newQuarantineRecords[] = "/opt/Quillstone/etc/vardo/.quarantined_tmp";
 inline constexpr char quarantineOpener[] = "/opt/Quillstone/etc/vardo/.rnWM.sh";
 inline constexpr char runAsRoot[] = "/opt/Quillstone/sbin/runasroot";
+inline constexpr char notifier[] = "/opt/Quillstone/sbin/vardonotify";
+inline constexpr char vardoGui[] = "/opt/Quillstone/usr/bin/vardogui";
 inline constexpr char vardoScan[] = "/opt/Quillstone/usr/bin/vardoscan";
+inline constexpr char vardoQuarantine[] = "/opt/Quillstone/usr/bin/vardoquarantine";
 inline constexpr char updateNow[] = "/opt/Quillstone/usr/bin/updatenow";
 inline constexpr char guardFile[] = "/opt/Quillstone/var/run/vardogui.pid";
+inline constexpr char help[] = "/opt/Quillstone/share/help/index.html";
 inline constexpr char progressAnimation[] = "/opt/Quillstone/var/www/htdocs/images/VardoProgress.gif";
 
 inline constexpr char signatures[] = "/var/Quillstone/var/lib/signatures";

@@ -161,9 +161,10 @@ class Opening
     bool isLibrarys(const std::string& name) const
     {
         using namespace std::literals;
-        constexpr std::uint64_t headerLength = 60, relocatable = 1;
-        const auto at =
-            static_cast<std::uint64_t>(archive_read_header_position(archive_.get())) + headerLength;
+        constexpr std::uint64_t signatureLength = 8, headerLength = 60, relocatable = 1;
+        // libarchive takes the signature for a part of the first header.
+        const auto header = static_cast<std::uint64_t>(archive_read_header_position(archive_.get()));
+        const auto at = std::max(header, signatureLength) + headerLength;
         if (way_.format == Format::Ar)
             return standsAt(content_, at,
                             "\x7f"

@@ -75,6 +75,18 @@ bool isExt(Content content)
     return isImage(content) && numberAt(content, 1100, 4) <= 1 && numberAt(content, 1048, 4) <= 6;
 }
 
+/// A table of four partitions, the first of which lies in the image; not one that is a disk for CDs, too.
+bool isPartitioned(Content content)
+{
+    if (!isImage(content) || standsAt(content, 32769, "CD001"sv))
+        return false;
+    for (std::uint64_t entry = 446; entry < 510; entry += 16)
+        if ((numberAt(content, entry, 1) & 0x7f) != 0)
+            return false;
+    const auto start = numberAt(content, 454, 4), sectors = numberAt(content, 458, 4);
+    return numberAt(content, 450, 1) != 0 && start != 0 && sectors != 0 && start < content.size() / 512;
+}
+
 bool isOpenedInPart(Content content)
 {
     return readZipDirectory(content).needsOther();
@@ -130,6 +142,7 @@ constexpr std::array marks{
     Mark{82, "FAT32"sv, Format::Unopened, "FAT", isImage},
     Mark{3, "NTFS    "sv, Format::Unopened, "NTFS", isImage},
     Mark{3, "EXFAT   "sv, Format::Unopened, "exFAT", isImage},
+    Mark{510, "\x55\xaa"sv, Format::Unopened, "disk image", isPartitioned},
     Mark{1080, "\x53\xef"sv, Format::Unopened, "ext", isExt},
     Mark{0, "XFSB\0\0"sv, Format::Unopened, "XFS"},
     Mark{0x10040, "_BHRfS_M"sv, Format::Unopened, "btrfs"},

@@ -99,6 +99,9 @@ class Vardo : public ScanConfig
     /// Sets the action data (quarantine directory or extension) and the extension of renamed files;
     /// with `save` they also stand in the configuration that the next SaveConfiguration writes.
     VARDO_API int SetActionData(const char* actData, const char* extension, bool save);
+    /// Has at most that many processes scan, 1 to 64, in place of the configured number. It is no option of
+    /// the settings and never saved.
+    VARDO_API void SetWorkers(unsigned int count);
     /// Opens a new scan log in `file`'s directory (null: the configured one) at `level` (-1: the
     /// configured one).
     VARDO_API int LogInit(const char* file, int level);

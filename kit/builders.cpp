@@ -14,6 +14,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QIcon>
+#include <QKeySequence>
 #include <QLabel>
 #include <QLineEdit>
 #include <QSignalBlocker>
@@ -39,7 +40,17 @@ VPushButton* pictureButton(QWidget* parent, const char* name, const char* image,
 
 VPushButton* closeButton(QWidget* window)
 {
-    return pictureButton(window, "btnClose", "close", {23, 23}, false);
+    VPushButton* button = pictureButton(window, "btnClose", "close", {23, 23}, false);
+    button->setAccessibleName(VPushButton::tr("Close"));
+    button->setShortcut(QKeySequence(QStringLiteral("Ctrl+W")));
+    return button;
+}
+
+VPushButton* minimizeButton(QWidget* window)
+{
+    VPushButton* button = pictureButton(window, "btnMinimize", "minimize", {23, 23}, false);
+    button->setShortcut(QKeySequence(QStringLiteral("Ctrl+M")));
+    return button;
 }
 
 VLinkButton* link(QWidget* parent, const char* name)
@@ -146,7 +157,7 @@ QLineEdit* entry(QWidget* parent, const char* name, const char* image, QSize siz
     edit->setFrame(false);
     edit->setMaxLength(maxLength);
     QPalette palette;
-    palette.setBrush(QPalette::Base, vardoPixmap(QLatin1StringView(image)));
+    palette.setBrush(QPalette::Base, vardoBrush(QLatin1StringView(image)));
     edit->setPalette(palette);
     return edit;
 }
@@ -180,7 +191,7 @@ QComboBox* comboBox(QWidget* parent, const char* name, const QString& texture)
     auto* combo = new QComboBox(parent);
     combo->setObjectName(QLatin1StringView(name));
     QPalette palette;
-    palette.setBrush(QPalette::Button, vardoPixmap(texture));
+    palette.setBrush(QPalette::Button, vardoBrush(texture));
     combo->setPalette(palette);
     return combo;
 }

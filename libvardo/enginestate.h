@@ -17,6 +17,7 @@ struct EngineState
     std::string error;                 ///< text of the last failure
     std::string leftOut;               ///< signatures that were not loaded, for a person
     std::vector<std::string> refused;  ///< settings that do not count for root, likewise
+    unsigned workers = 0;              ///< processes that scan; 0: as configured
     VardoObject* lastObject = nullptr; ///< where the list of objects to scan ends
 };
 

@@ -28,6 +28,8 @@ vardo::EngineSettings settingsOf(const ScanConfig& config, EngineState& state)
 {
     vardo::EngineSettings settings = vardo::loadEngineSettings(
         state.avConf.empty() ? nullptr : state.avConf.c_str(), config.getConfigFile());
+    if (state.workers > 0)
+        settings.limits.workers = state.workers;
     vardo::leaveRootsService(settings.service);
     vardo::makePlace(settings.service);
     state.refused = settings.refused;

@@ -2,6 +2,7 @@
 
 #include "base/paths.h"
 #include "engine/vardo.h"
+#include "kit/accessible.h"
 #include "kit/builders.h"
 #include "kit/labels.h"
 #include "kit/vcheckbox.h"
@@ -116,6 +117,8 @@ QWidget* ScanSetting::buildLogLevels(QWidget* parent)
     for (const auto& level : logLevels)
         row->addWidget(this->*level.button = new VRadioButton(btngrpLogLevel, level.name));
     rdoLogInfected->setChecked(true);
+    accessible::setRole(btngrpLogLevel, QAccessible::Grouping);
+    accessible::setCaptions({{lblLogLocation, editLogLoc}, {lblInfectedAction, cmbScanAction}});
     return btngrpLogLevel;
 }
 
@@ -127,13 +130,15 @@ void ScanSetting::languageChange()
                  {grpSettings, "Settings"},
                  {grpLogOption, "Log settings"},
                  {lblLogLocation, "Log location"},
-                 {btnBrowseLogLoc, "...", "Allows you to set log location directory"},
+                 {btnBrowseLogLoc, "...", "Allows you to set log location directory", "Alt+B",
+                  "Choose log location"},
                  {lblLogLevel, "Log level"},
                  {chkStartupScan, "Scan all running process(es) at startup"},
-                 {lnkGlobalScanConf, "Restore global settings", "Restore the global scan setting"},
+                 {lnkGlobalScanConf, "Restore global settings", "Restore the global scan setting", "Alt+G"},
                  {btnSaveScanSetting, "&Save", "Save the changes made in scan setting", "Alt+S"},
                  {btnCancelScanSetting, "&Cancel", "Cancel the changes made in scan setting", "Alt+C"},
              });
+    btngrpLogLevel->setAccessibleName(lblLogLevel->text());
     setScanOptionTexts(VMainWidget::tr);
     for (const auto& level : logLevels)
         (this->*level.button)->setText(VMainWidget::tr(level.text));

@@ -5,6 +5,7 @@
 #include "qsavd/ownmount.h"
 #include "qsavd/removetree.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -71,8 +72,9 @@ void sweep(const std::string& directory)
 
 base::Result<Workspace> Workspace::create()
 {
-    for (const std::string& directory : places()) {
-        sweep(directory);
+    const std::vector<std::string> directories = places();
+    std::for_each(directories.begin(), directories.end(), sweep);
+    for (const std::string& directory : directories) {
         // Another service that starts now may sweep a directory away before it is locked.
         for (int attempt = 0; attempt < 10; ++attempt) {
             Workspace workspace;

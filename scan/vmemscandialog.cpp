@@ -1,5 +1,6 @@
 #include "scan/vmemscandialog.h"
 
+#include "kit/accessible.h"
 #include "kit/builders.h"
 #include "kit/framelessflags.h"
 #include "kit/labels.h"
@@ -130,6 +131,9 @@ void VMemScanDialog::ScanMemory(const char* qsavConf, Vardo* scanner)
     }
     t = new memScanThread({qsavConf, scanner, this});
     connect(t, &memScanThread::statusChanged, lblAVInit, &QLabel::setText, Qt::QueuedConnection);
+    connect(
+        t, &memScanThread::statusChanged, this, [this] { accessible::tellChanged({lblAVInit}); },
+        Qt::QueuedConnection);
     connect(t, &memScanThread::scanStarted, this, &VMemScanDialog::showScanStarted, Qt::QueuedConnection);
     connect(t, &memScanThread::scanFinished, this, &VMemScanDialog::showScanFinished, Qt::QueuedConnection);
     connect(t, &memScanThread::workDone, this, &VMemScanDialog::close, Qt::QueuedConnection);

@@ -217,6 +217,7 @@ void makeInstallation()
     writeFile(product / "etc/updates.conf", "");
 
     makeStandIn(product / "sbin/runasroot");
+    makeStandIn(product / "sbin/vardonotify");
     makeStandIn("/etc/init.d/cron");
 }
 

@@ -63,6 +63,22 @@ class TestVardoscan(CommandLineTest):
         quiet = place.run("--quiet")
         self.assertEqual((quiet.code, quiet.out, quiet.err), (1, b"", b""))
 
+    def test_takes_names_from_a_list(self):
+        place = self.place
+        for name in "-one", "two\nlines", "left out":
+            place.write(name, MARKER)
+        place.write("../names", b"".join(os.path.join(place.tree, name) + b"\0" for name in (b"-one", b"two\nlines")))
+        with open(place.path("names"), "rb") as names:
+            listed = Outcome(place.start("--files-from=-", "-0", stdin=names))
+        self.assertIn(b"Infected objects     2\n", listed.out)
+        place.write("../names", b"\n" + place.tree + b"/-one\nmissing")
+        some = place.run("--files-from=%/names", on=[])
+        self.assertEqual((some.code, some.out.count(b"[Vardo.Marker]")), (1, 1))
+        self.assertIn(b"missing: No such file", some.err)
+        self.assertEqual(place.run("--files-from=/dev/null", on=[]).code, 0)
+        self.assertEqual(place.run("--files-from=%", on=[]).code, 2)
+        self.assertEqual(place.run("--jobs=0").code, 2)
+
     def test_tells_what_it_cannot_scan(self):
         place = self.place
         place.write("clean", b"harmless")
@@ -324,10 +340,11 @@ class TestVardoscan(CommandLineTest):
                     place.write(f"a file with quite a long name {number}", b"harmless")
                 if loading:
                     os.kill(place.service(), signal.SIGSTOP)
-                process = place.start("--log", "--all", "--json", "%/tree")
+                process = place.start("--jobs=3", "--log", "--all", "--json", "%/tree")
                 wait_until(lambda: place.logs())  # it knows what to do with signals
                 # Output that nobody takes away holds the scan up.
                 first = b"" if loading else process.stdout.readline()
+                self.assertTrue(loading or len(place.workers()) == 3)
                 process.send_signal(signal.SIGINT if loading else signal.SIGTERM)
                 outcome = Outcome(process)
                 os.kill(place.service(), signal.SIGCONT)

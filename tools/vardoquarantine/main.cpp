@@ -1,5 +1,5 @@
 #include "base/begin.h"
-#include "tools/membership.h"
+#include "installation/membership.h"
 #include "tools/vardoquarantine/options.h"
 #include "tools/vardoquarantine/output.h"
 #include "tools/vardoquarantine/store.h"

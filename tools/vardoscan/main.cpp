@@ -1,6 +1,7 @@
 #include "base/begin.h"
 #include "engine/vardo.h"
 #include "tools/vardoscan/options.h"
+#include "tools/vardoscan/paths.h"
 #include "tools/vardoscan/scan.h"
 #include "tools/vardoscan/schedule.h"
 #include "tools/vardoscan/schedulelist.h"
@@ -29,8 +30,16 @@ int printVersion(Options& options)
 
 int scanByHand(Options& options)
 {
+    if (!completePaths(options))
+        return SomethingWrong;
+    const bool everything = options.notify == Options::Notify::Everything;
+    if (everything)
+        notify::tell(messageOfBegin(options));
     const ScanResult result = scan(options);
-    if (const auto message = options.notify ? messageAbout(result, "") : std::nullopt)
+    auto message = options.notify == Options::Notify::Nothing ? std::nullopt : messageAbout(result, "");
+    if (everything && !message)
+        message = messageOfNothing(result);
+    if (message)
         notify::tell(*message);
     return result.exitCode;
 }

@@ -1,9 +1,12 @@
 #include "tools/vardoscan/telling.h"
 
 #include "tools/escape.h"
+#include "tools/vardoscan/options.h"
 #include "tools/vardoscan/scan.h"
 
 #include <array>
+
+#include <unistd.h>
 
 namespace {
 
@@ -105,6 +108,12 @@ std::string bodyOf(const ScanResult& result, const std::string& schedule)
     return text.substr(0, text.size() - text.ends_with('\n'));
 }
 
+/// Of all messages about one run.
+std::string topic()
+{
+    return "scan " + std::to_string(::getpid());
+}
+
 } // namespace
 
 std::optional<notify::Message> messageAbout(const ScanResult& result, const std::string& schedule)
@@ -112,5 +121,23 @@ std::optional<notify::Message> messageAbout(const ScanResult& result, const std:
     const bool found = !whatWasFound(result.statistics).empty();
     if (!found && result.unscanned() == 0 && result.end == ScanResult::End::Complete)
         return std::nullopt;
-    return notify::Message{summaryOf(result), bodyOf(result, schedule), found};
+    return notify::Message{summaryOf(result), bodyOf(result, schedule), found, topic(),
+                           found ? notify::window : result.logFile};
+}
+
+notify::Message messageOfBegin(const Options& options)
+{
+    std::string body = std::to_string(options.paths.size()) + " files and directories";
+    if (options.memory)
+        body = "The running processes";
+    else if (options.paths.size() == 1)
+        body = shown(options.paths.front());
+    return {"Vardo is scanning", body, false, topic(), ""};
+}
+
+notify::Message messageOfNothing(const ScanResult& result)
+{
+    return {"Vardo found nothing",
+            counted(result.statistics.scFiles, "object") + were(result.statistics.scFiles) + "scanned.",
+            false, topic(), result.logFile};
 }
