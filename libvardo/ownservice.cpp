@@ -1,6 +1,6 @@
 #include "libvardo/ownservice.h"
 
-#include "base/paths.h"
+#include "base/rundirectory.h"
 
 #include <cstdlib>
 #include <string>
@@ -78,6 +78,8 @@ void makePlace(const ServicePaths& paths)
     const std::string directory = ownDirectory();
     if (!directory.empty() && paths.socket == directory + "/qsav")
         ::mkdir(directory.c_str(), 0700);
+    else if (::geteuid() == 0)
+        base::makeRunDirectory();
 }
 
 } // namespace vardo

@@ -17,8 +17,9 @@ struct ServicePaths
     std::string socket;                     ///< unix socket, mode 0600
     std::string pidFile;                    ///< holds the service's process id
     std::vector<std::string> signatureDirs; ///< all are loaded; a missing one is passed over
-    unsigned idleMinutes = 10;              ///< after which an unused service ends itself
-    std::string program; ///< the service's program; empty: the one installed with this library
+    std::string substituteDir; ///< loaded, too, while none of those holds a signed database; may be empty
+    unsigned idleMinutes = 10; ///< after which an unused service ends itself
+    std::string program;       ///< the service's program; empty: the one installed with this library
     std::chrono::milliseconds patience{30'000}; ///< for a service that gives no sign of life
 };
 

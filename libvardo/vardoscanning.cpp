@@ -25,16 +25,19 @@ EngineState& stateOf(QS_AVPHandle handle)
     return *static_cast<EngineState*>(handle);
 }
 
-vardo::EngineSettings settingsOf(const ScanConfig& config, const EngineState& state)
+vardo::EngineSettings settingsOf(const ScanConfig& config, EngineState& state)
 {
     vardo::EngineSettings settings = vardo::loadEngineSettings(
         state.avConf.empty() ? nullptr : state.avConf.c_str(), config.getConfigFile());
+    if (state.workers > 0)
+        settings.limits.workers = state.workers;
     vardo::leaveRootsService(settings.service);
     vardo::leaveRootsMemory(settings.remember.directory);
     settings.gentle = settings.gentle || state.gentle || base::ownPriority().readsWhenIdle();
     if (!settings.remembers || !state.remembers)
         settings.remember.directory.clear();
     vardo::makePlace(settings.service);
+    state.refused = settings.refused;
     return settings;
 }
 
@@ -154,6 +157,8 @@ int bounded(EngineState& state, QS_IntefaceScanResult& result, const Scan& scan)
     result.scanEndTime = now();
     if (!state.leftOut.empty())
         LogMe(LOGLEVEL_MINIMUM, "SIGNATURES: %s\n", state.leftOut.c_str());
+    for (const std::string& setting : state.refused)
+        LogMe(LOGLEVEL_MINIMUM, "SETTINGS: %s\n", setting.c_str());
     if (!end) {
         state.error = end.error().text;
         return -1;
@@ -179,7 +184,12 @@ int Vardo::VardoAVInit(const char* avConf, QS_ResultCallBack cb, bool wait)
     std::function<bool()> beat;
     if (cb)
         beat = [cb] { return cb("", OBJTYPE_FILE, 0, nullptr, nullptr, nullptr) != CALLBACK_STOP; };
-    const auto started = vardo::startService(settingsOf(*this, state).service, wait, beat);
+    const vardo::EngineSettings settings = settingsOf(*this, state);
+    for (const std::string& setting : settings.refused) {
+        if (cb)
+            cb("", OBJTYPE_FILE, 0, nullptr, setting.c_str(), nullptr);
+    }
+    const auto started = vardo::startService(settings.service, wait, beat);
     state.loaded = static_cast<bool>(started);
     state.leftOut = started ? started.value().remark : "";
     state.error = started ? state.leftOut : started.error().text;

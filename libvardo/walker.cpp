@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <string_view>
+#include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -22,6 +24,7 @@ constexpr std::size_t longestPath = 64 * 1024; // bounds what the items of a hos
 constexpr std::size_t mostVisited = 1'000'000; // directories, while links are followed
 constexpr std::size_t mostLinked = 4096;       // files with several names that are remembered
 constexpr unsigned mostStuck = 2;              // calls that were given up in a directory before it is left
+constexpr auto leasePause = std::chrono::milliseconds(200);
 constexpr char closedRemark[] = "not scanned: it is in quarantine";
 constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr int lookFlags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
@@ -33,6 +36,15 @@ std::pair<std::string, std::string> splitPath(const std::string& path)
     if (slash == std::string::npos)
         return {".", path};
     return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
+}
+
+/// Reading is not to show in the access time, where that is allowed: to root, and to the owner.
+base::UniqueFd openUnseen(int directory, const char* name, int flags)
+{
+    base::UniqueFd fd(::openat(directory, name, flags & O_PATH ? flags : flags | O_NOATIME));
+    if (!fd && errno == EPERM && !(flags & O_PATH))
+        fd.reset(::openat(directory, name, flags));
+    return fd;
 }
 
 } // namespace
@@ -296,6 +308,10 @@ void Walker::visitFile(const Directory& parent, dev_t device, const std::string&
 {
     ScanItem item;
     item.fd = openAt(parent->get(), leaf.c_str(), fileFlags);
+    if (!item.fd && errno == EWOULDBLOCK) { // a lease, whose holder has just been told to let go
+        std::this_thread::sleep_for(leasePause);
+        item.fd = openAt(parent->get(), leaf.c_str(), fileFlags);
+    }
     struct stat status = {};
     if (!item.fd || !getStatus(item.fd.get(), status)) {
         if (errno != ENOENT)
@@ -379,7 +395,11 @@ bool Walker::staysInside(int directory, const struct stat& status, const std::st
 
 bool Walker::isClosed(int directory)
 {
-    return watch_.run([this, directory] { return options_.closed.hold(directory); });
+    for (;;) {
+        const auto held = watch_.run([this, directory] { return options_.closed.hold(directory); });
+        if (held || !pipeline_.waitForRoom())
+            return held.value_or(true);
+    }
 }
 
 bool Walker::getStatus(int fd, struct stat& status)
@@ -404,7 +424,7 @@ std::string Walker::childPath(const char* name) const
 base::UniqueFd Walker::openAt(int directory, const char* name, int flags)
 {
     for (;;) {
-        base::UniqueFd fd = watch_.run([=] { return base::UniqueFd(::openat(directory, name, flags)); });
+        base::UniqueFd fd = watch_.run([=] { return openUnseen(directory, name, flags); });
         const int code = errno;
         if (fd || (code != EMFILE && code != ENFILE) || !pipeline_.waitForRoom()) {
             errno = code;

@@ -1,8 +1,13 @@
 #include "qsavd/filescanner.h"
 
+#include "base/systemerror.h"
+#include "qsavd/layeropener.h"
+#include "qsavd/unpacking.h"
+
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <sys/stat.h>
@@ -25,14 +30,26 @@ struct ScanTrace
         std::string name;
         std::vector<std::string> members; ///< that were announced with their folders, in their order
         std::size_t next = 0;             ///< of the members
+        bool isDocument = false;
     };
 
+    ScanTrace(LayerOpener& openerOfFile, std::uint64_t limit, std::string where = {})
+        : opener(openerOfFile)
+        , place(std::move(where))
+        , partLimit(limit)
+    {
+    }
+
+    LayerOpener& opener;
+    std::string place;       ///< of what is scanned, within the file
+    std::uint64_t partLimit; ///< bytes
     std::vector<Layer> layers;
     std::vector<Hit> hits; ///< the innermost layer comes first
     std::string encryptedMember;
-    std::uint64_t partLimit = 0;
     bool partTooLarge = false;
     bool begun = false;
+    std::size_t unpacked = 0; ///< layers right below what is scanned
+    std::uint64_t unpackedBytes = 0;
     std::string_view failure; ///< what the library could not do and went on without
 
     std::string innerName() const;
@@ -43,7 +60,6 @@ namespace {
 
 constexpr std::string_view separator = "=>";
 constexpr std::string_view unofficialMark = ".UNOFFICIAL";
-constexpr off_t smallestScanned = 5; ///< bytes that the library passes over unseen
 constexpr std::size_t maxHits = 16;
 constexpr std::size_t maxLayers = 128;
 constexpr std::size_t maxMembers = 65'536; // whose folders are remembered
@@ -64,19 +80,41 @@ std::string shownName(const char* name)
     return std::string(text.substr(0, maxInnerName));
 }
 
-cl_error_t enterLayer(int, const char*, const char**, size_t, const char* name, size_t size, const char*,
-                      uint32_t level, uint32_t, void* context)
+/// Has what the library does not open in a layer be opened.
+cl_error_t openLayer(ScanTrace& trace, uint32_t level, containers::Content content)
+{
+    const bool inDocument = level > 0 && trace.layers[level - 1].isDocument;
+    switch (trace.opener.enter({content, trace.innerName(), level, inDocument})) {
+    case LayerOpener::Next::Skip:
+        return CL_BREAK;
+    case LayerOpener::Next::Stop:
+        return CL_VIRUS;
+    default:
+        return CL_CLEAN;
+    }
+}
+
+cl_error_t enterLayer(int, const char* type, const char**, size_t, const char* name, size_t size,
+                      const char* content, uint32_t level, uint32_t, void* context)
 {
     ScanTrace& trace = traceOf(context);
     trace.begun = true;
     if (level < maxLayers) {
         trace.layers.resize(level);
-        trace.layers.push_back({level == 0 ? std::string() : trace.wholeName(shownName(name)), {}, 0});
+        trace.layers.push_back({level == 0 ? trace.place : trace.wholeName(shownName(name)),
+                                {},
+                                0,
+                                std::string_view(type ? type : "") == "CL_TYPE_PDF"});
+    }
+    if (level == 1) {
+        ++trace.unpacked;
+        trace.unpackedBytes += size;
     }
     // The library cuts a long member of some archives at the limit, scans that much and calls it clean.
     if (level > 0 && size >= trace.partLimit)
         trace.partTooLarge = true;
-    return CL_CLEAN;
+    const containers::Content bytes(reinterpret_cast<const std::byte*>(content), content ? size : 0);
+    return level < maxLayers ? openLayer(trace, level, bytes) : CL_CLEAN;
 }
 
 cl_error_t leaveLayer(int, int result, const char* virus, void* context)
@@ -114,6 +152,22 @@ constexpr std::array quietFailures{
 /// The scan that runs. Some messages come without the context of their scan; a process scans one file at
 /// a time.
 ScanTrace* runningScan = nullptr;
+
+/// For as long as a scan runs, which may begin within another one.
+class Running
+{
+  public:
+    explicit Running(ScanTrace& trace)
+        : outer_(std::exchange(runningScan, &trace))
+    {
+    }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+    ~Running() { runningScan = outer_; }
+
+  private:
+    ScanTrace* outer_;
+};
 
 void seeMessage(cl_msg, const char*, const char* text, void*)
 {
@@ -215,6 +269,7 @@ std::string ScanTrace::wholeName(std::string name)
 FileScanner::FileScanner(cl_engine* engine, const Begin& options, const std::string& temporaryDirectory)
     : engine_(engine)
     , limits_(options)
+    , directory_(temporaryDirectory)
     , options_(scanOptions(options.flags))
 {
     cl_engine_set_str(engine, CL_ENGINE_TMPDIR, temporaryDirectory.c_str());
@@ -240,24 +295,58 @@ FileFinding FileScanner::scan(int file)
     if (before.st_size == 0 && pread(file, &byte, 1, 0) != 0)
         return failure("not scanned: its size is not known");
 
-    ScanTrace trace;
-    trace.partLimit = limits_.maxFileSize;
-    runningScan = &trace;
+    LayerOpener opener(limits_, (options_.parse & CL_SCAN_PARSE_ARCHIVE) != 0, directory_,
+                       [&](const Piece& piece) { return scanPiece(piece, opener); });
+    ScanTrace trace(opener, limits_.maxFileSize);
+    cl_engine_set_num(engine_, CL_ENGINE_MAX_SCANTIME, 1000LL * limits_.maxSeconds);
+    forgetFailedWrites();
     const char* virus = nullptr;
     unsigned long scanned = 0;
+    const Running running(trace);
     const cl_error_t code = cl_scandesc_callback(file, nullptr, &virus, &scanned, engine_, &options_, &trace);
-    runningScan = nullptr;
+    FileFinding result = judgeWhole(code, virus, trace, static_cast<std::uint64_t>(before.st_size));
+    if (result.finding == Finding::Clean && !unchanged(before, file))
+        result = failure("changed while it was scanned");
+    return opener.combined(std::move(result));
+}
+
+/// Scans, from within the scan of the file that it is in, what was unpacked from there.
+PieceFinding FileScanner::scanPiece(const Piece& piece, LayerOpener& opener)
+{
+    ScanTrace trace(opener, limits_.maxFileSize, piece.name);
+    const Running running(trace);
+    struct stat info = {};
+    const bool inFile = piece.file >= 0 && fstat(piece.file, &info) == 0;
+    const auto size = inFile ? static_cast<std::uint64_t>(info.st_size) : piece.memory.size();
+    const char* virus = nullptr;
+    unsigned long scanned = 0;
+    cl_error_t code = CL_EMEM;
+    // 0 would be without a limit.
+    cl_engine_set_num(engine_, CL_ENGINE_MAX_SCANTIME, std::max<long long>(opener.timeLeft().count(), 1));
+    if (inFile) {
+        code = cl_scandesc_callback(piece.file, nullptr, &virus, &scanned, engine_, &options_, &trace);
+    } else if (cl_fmap_t* map = cl_fmap_open_memory(piece.memory.data(), piece.memory.size())) {
+        code = cl_scanmap_callback(map, nullptr, &virus, &scanned, engine_, &options_, &trace);
+        cl_fmap_close(map);
+    }
+    return {judgeWhole(code, virus, trace, size), trace.unpacked, trace.unpackedBytes};
+}
+
+/// Likewise, and not clean when the library went on without something.
+FileFinding FileScanner::judgeWhole(int code, const char* virus, const ScanTrace& trace,
+                                    std::uint64_t size) const
+{
     FileFinding result = judge(code, virus, trace);
     if (result.finding != Finding::Clean)
         return result;
-    if (!unchanged(before, file))
-        return failure("changed while it was scanned");
     if (!trace.failure.empty())
         return failure("not wholly scanned: " + std::string(trace.failure));
-    if (!trace.begun && before.st_size > smallestScanned)
+    if (const int why = failedWrite(); why != 0)
+        return failure("not wholly scanned: it cannot be unpacked (" + base::describeError(why) + ")");
+    if (!trace.begun && size > smallestScanned)
         return failure("not scanned: the scanner could not begin");
     if (trace.partTooLarge)
-        return failure(limitRemark("MaxFileSize"));
+        return failure(limitRemark(limits_, "MaxFileSize"));
     return result;
 }
 
@@ -267,13 +356,15 @@ FileFinding FileScanner::judge(int code, const char* virus, const ScanTrace& tra
     if (code == CL_CLEAN)
         return {Finding::Clean, {}, {}, {}};
     if (code == CL_ETIMEOUT)
-        return failure(limitRemark("MaxScanTime"));
+        return failure(limitRemark(limits_, "MaxScanTime"));
     if (code != CL_VIRUS || name.empty())
         return failure("not wholly scanned: " + std::string(cl_strerror(static_cast<cl_error_t>(code))));
 
     constexpr std::string_view limit = "Heuristics.Limits.Exceeded";
     if (name.starts_with(limit))
-        return failure(limitRemark(name.substr(std::min(name.size(), limit.size() + 1))));
+        return failure(limitRemark(limits_, name.substr(std::min(name.size(), limit.size() + 1))));
+    if (name == "Heuristics.XZ.DicSizeLimit")
+        return failure("not wholly scanned: needs too much memory to be unpacked");
 
     const auto hit = std::find_if(trace.hits.begin(), trace.hits.end(),
                                   [&](const ScanTrace::Hit& candidate) { return candidate.virus == name; });
@@ -292,19 +383,19 @@ FileFinding FileScanner::judge(int code, const char* virus, const ScanTrace& tra
     return result;
 }
 
-std::string FileScanner::limitRemark(std::string_view name) const
+std::string limitRemark(const Begin& limits, std::string_view name)
 {
     std::string remark = "not wholly scanned: ";
     if (name == "MaxFileSize")
-        return remark + "a part is larger than " + sizeText(limits_.maxFileSize);
+        return remark + "a part is larger than " + sizeText(limits.maxFileSize);
     if (name == "MaxScanSize")
-        return remark + "holds more than " + sizeText(limits_.maxScanSize);
+        return remark + "holds more than " + sizeText(limits.maxScanSize);
     if (name == "MaxFiles")
-        return remark + "holds more than " + std::to_string(limits_.maxFiles) + " files";
+        return remark + "holds more than " + std::to_string(limits.maxFiles) + " files";
     if (name == "MaxRecursion")
-        return remark + "nested deeper than " + std::to_string(limits_.maxRecursion) + " levels";
+        return remark + "nested deeper than " + std::to_string(limits.maxRecursion) + " levels";
     if (name == "MaxScanTime")
-        return remark + "took longer than " + std::to_string(limits_.maxSeconds) + " s";
+        return remark + "took longer than " + std::to_string(limits.maxSeconds) + " s";
     return remark + "a limit was exceeded (" + std::string(name) + ")";
 }
 

@@ -3,6 +3,7 @@
 #include "protocol/protocol.h"
 
 #include <string>
+#include <string_view>
 
 #include <clamav.h>
 
@@ -17,6 +18,12 @@ struct FileFinding
     std::string remark;
 };
 
+/// Bytes that the scanning library passes over unseen.
+inline constexpr std::uint64_t smallestScanned = 5;
+
+/// Why a file was not wholly scanned, for the name that the scanning library has for a limit.
+std::string limitRemark(const Begin& limits, std::string_view name);
+
 /// Scans files with one engine and the options of one session. Never calls a file clean that was not
 /// wholly scanned.
 class FileScanner
@@ -29,11 +36,14 @@ class FileScanner
     FileFinding scan(int file);
 
   private:
+    struct PieceFinding scanPiece(const struct Piece& piece, class LayerOpener& opener);
     FileFinding judge(int code, const char* virus, const struct ScanTrace& trace) const;
-    std::string limitRemark(std::string_view name) const;
+    FileFinding judgeWhole(int code, const char* virus, const struct ScanTrace& trace,
+                           std::uint64_t size) const;
 
     cl_engine* engine_;
     Begin limits_;
+    std::string directory_;
     cl_scan_options options_{};
 };
 

@@ -63,8 +63,7 @@ void leave()
         std::abort();
 }
 
-} // namespace
-
+/// The directory in which the set of `path` is now.
 SignatureDirectory openSignatureDirectory(const std::string& path)
 {
     constexpr int flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
@@ -76,6 +75,34 @@ SignatureDirectory openSignatureDirectory(const std::string& path)
     if (next >= 0)
         directory.held.reset(next);
     return directory;
+}
+
+bool holdsSignedDatabase(const SignatureDirectory& directory)
+{
+    const std::vector<std::string> names = signatureFiles(directory);
+    return std::any_of(names.begin(), names.end(), [](const std::string& name) {
+        return name.ends_with(".cvd") || name.ends_with(".cld");
+    });
+}
+
+} // namespace
+
+std::vector<std::string> SignaturePlaces::all() const
+{
+    std::vector<std::string> paths = directories;
+    if (!substitute.empty())
+        paths.push_back(substitute);
+    return paths;
+}
+
+std::vector<SignatureDirectory> openSignatureDirectories(const SignaturePlaces& places)
+{
+    std::vector<SignatureDirectory> opened;
+    for (const std::string& path : places.directories)
+        opened.push_back(openSignatureDirectory(path));
+    if (!places.substitute.empty() && std::none_of(opened.begin(), opened.end(), holdsSignedDatabase))
+        opened.push_back(openSignatureDirectory(places.substitute));
+    return opened;
 }
 
 Inside::Inside(const SignatureDirectory& directory)

@@ -29,8 +29,18 @@ class Inside
     ~Inside();
 };
 
-/// Opens the directory in which the set of `path` is now.
-SignatureDirectory openSignatureDirectory(const std::string& path);
+/// Where signatures are read from.
+struct SignaturePlaces
+{
+    std::vector<std::string> directories; ///< all of them; a missing one is passed over
+    std::string substitute; ///< read, too, while none of these holds a signed database; may be empty
+
+    /// Every directory that may count.
+    std::vector<std::string> all() const;
+};
+
+/// Opens the directories whose signatures count now, each where its set is now.
+std::vector<SignatureDirectory> openSignatureDirectories(const SignaturePlaces& places);
 
 /// The names of the files in it that libclamav would read, sorted.
 std::vector<std::string> signatureFiles(const SignatureDirectory& directory);

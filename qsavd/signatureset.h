@@ -25,7 +25,7 @@ class SignatureSet
   public:
     /// Opens the directories, and keeps them whatever takes their places later. Uses `temporary`, an own
     /// directory, while loading.
-    SignatureSet(const std::vector<std::string>& directories, std::string temporary);
+    SignatureSet(SignaturePlaces places, std::string temporary);
 
     /// Loads what is in the directories, and once more when their files changed under its hands. False when
     /// nothing can be scanned with it; `remark` says why.
@@ -58,6 +58,7 @@ class SignatureSet
     void addRemark(const std::string& text);
     void leaveOut(const std::string& path, const std::string& reason);
 
+    SignaturePlaces places_;
     std::vector<SignatureDirectory> directories_;
     std::string fingerprint_; ///< of directories_, when they were loaded
     std::string identity_;

@@ -1,5 +1,6 @@
 #include "qsavd/warmup.h"
 
+#include <clocale>
 #include <ctime>
 
 #include <clamav.h>
@@ -9,6 +10,7 @@ namespace qsavd {
 Warmth::Warmth()
 {
     tzset();
+    setlocale(LC_CTYPE, "C.UTF-8"); // without which names in archives that are not ASCII are lost
     for (const char* digest : {"md5", "sha1", "sha256"}) {
         unsigned char result[64];
         unsigned int length = 0;

@@ -1,5 +1,7 @@
+#include "base/begin.h"
 #include "engine/vardo.h"
 #include "tools/vardoscan/options.h"
+#include "tools/vardoscan/paths.h"
 #include "tools/vardoscan/scan.h"
 #include "tools/vardoscan/schedule.h"
 #include "tools/vardoscan/schedulelist.h"
@@ -37,11 +39,19 @@ int forget(Options& options)
 
 int scanByHand(Options& options)
 {
+    if (!completePaths(options))
+        return SomethingWrong;
+    const bool everything = options.notify == Options::Notify::Everything;
+    if (everything)
+        notify::tell(messageOfBegin(options));
     if (options.gentle)
         standBack({});
     const ScanResult result = scan(options);
-    if (const auto message = options.notify ? messageAbout(result, "") : std::nullopt)
-        tell(*message);
+    auto message = options.notify == Options::Notify::Nothing ? std::nullopt : messageAbout(result, "");
+    if (everything && !message)
+        message = messageOfNothing(result);
+    if (message)
+        notify::tell(*message);
     return result.exitCode;
 }
 
@@ -74,6 +84,7 @@ int run(Options& options)
 
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     // The first signal asks for an end and spoils no output; the second one ends us as usual.
     struct sigaction action = {};
     action.sa_handler = interrupt;

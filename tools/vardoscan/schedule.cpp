@@ -68,7 +68,7 @@ int perform(const jobs::Job& job, const Options& asked, const ScheduleSettings& 
         stamps.value().update(jobs::idOf(job.name), [&](jobs::Stamp& stamp) { noteEnd(result, stamp); });
     const auto message = messageAbout(result, job.name);
     if (message && settings.notify)
-        tell(*message);
+        notify::tell(*message);
     return result.exitCode;
 }
 

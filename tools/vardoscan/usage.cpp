@@ -27,6 +27,9 @@ What is scanned; the configuration file has the defaults:
       --exclude-dir=DIR        not this directory; may be repeated
       --max-size=SIZE          no larger files; bytes, or with K, M, G
       --max-depth=LEVELS       no deeper directories
+      --files-from=FILE        what FILE names, one a line; - is the standard input
+  -0, --null                   the names in it end with a NUL, as find -print0 does
+      --home                   the home directory
   -m, --memory                 the running processes instead of files
       --no-cache               also what was clean before and has not changed
       --forget                 nothing; forget all files that were clean
@@ -48,14 +51,17 @@ What is logged:
                                the same, with more or less of it
 
 Who is told:
-      --notify                 a desktop notification when something was found, or
-                               could not be scanned
+      --notify[=problems|all]  a desktop notification when something was found, or
+                               could not be scanned; all: of begin and end, too
 
 Scheduled scans, which the window makes:
       --schedule=ID            run one, as cron does
       --missed                 run those that were due while the machine was off
       --list-schedules         print them, with their ids and last results
       --remake-cron            make the file of cron anew
+
+How it scans:
+      --jobs=N                 with N processes; by default one for each core
 
       --config=FILE            scan configuration
       --engine-config=FILE     configuration of the scanning service
