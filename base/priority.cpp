@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include <linux/ioprio.h>
 #include <sched.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -14,36 +13,46 @@ namespace {
 
 constexpr int lowest = 19;
 
+// As ioprio_set(2) says: the kernel's own header is not always C++.
+constexpr int ofProcess = 1;
+constexpr int classShift = 13;
+constexpr int bestEffort = 2;
+constexpr int idle = 3;
+
+int classOf(int io)
+{
+    return io >> classShift & 7;
+}
+
 bool isUsual(int io)
 {
-    const int kind = IOPRIO_PRIO_CLASS(io);
-    return kind != IOPRIO_CLASS_BE && kind != IOPRIO_CLASS_IDLE;
+    return classOf(io) != bestEffort && classOf(io) != idle;
 }
 
 } // namespace
 
 bool Priority::readsWhenIdle() const
 {
-    return IOPRIO_PRIO_CLASS(io) == IOPRIO_CLASS_IDLE;
+    return classOf(io) == idle;
 }
 
 Priority ownPriority()
 {
     // -1, which may be a failure too, counts as 0.
     const int nice = ::getpriority(PRIO_PROCESS, 0);
-    const auto io = static_cast<int>(::syscall(SYS_ioprio_get, IOPRIO_WHO_PROCESS, 0));
+    const auto io = static_cast<int>(::syscall(SYS_ioprio_get, ofProcess, 0));
     return {std::clamp(nice, 0, lowest), isUsual(io) ? 0 : io};
 }
 
 void takePriority(const Priority& priority, int thread)
 {
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(thread), std::clamp(priority.nice, 0, lowest));
-    ::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, thread, isUsual(priority.io) ? 0 : priority.io);
+    ::syscall(SYS_ioprio_set, ofProcess, thread, isUsual(priority.io) ? 0 : priority.io);
 }
 
 int idleIo()
 {
-    return IOPRIO_PRIO_VALUE(IOPRIO_CLASS_IDLE, 0);
+    return idle << classShift;
 }
 
 unsigned allCores()
