@@ -1,6 +1,8 @@
 #pragma once
 
 #include <initializer_list>
+#include <string>
+#include <vector>
 
 enum class CommandOutput { Kept, Discarded };
 
@@ -8,3 +10,6 @@ enum class CommandOutput { Kept, Discarded };
 /// What it prints goes where the caller's own output goes, or to /dev/null. Returns its wait status, that of
 /// an exit with 127 when there is no such program, or -1 when no process could be made.
 int runCommand(std::initializer_list<const char*> command, CommandOutput output = CommandOutput::Kept);
+
+/// Likewise, with all that it prints, also to standard error, put into `output`.
+int runCommand(const std::vector<std::string>& command, std::string& output);

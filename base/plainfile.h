@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <string_view>
 
 namespace base {
@@ -37,6 +39,29 @@ inline UniqueFd openOrMakePlainFile(int directory, const char* name, int flags, 
             file = openPlainFile(directory, name, flags); // somebody else was faster
     }
     return file;
+}
+
+/// Opens a directory in one that others may write to. `flags` are those of open(). A link in its place counts
+/// only when root or the caller made it. Holds nothing on failure, with errno set.
+inline UniqueFd openFolder(int directory, const char* name, int flags)
+{
+    flags |= O_DIRECTORY | O_CLOEXEC;
+    UniqueFd folder(::openat(directory, name, flags | O_NOFOLLOW));
+    if (folder || (errno != ENOTDIR && errno != ELOOP))
+        return folder;
+    const int refusal = errno;
+    // What is followed is the link that was looked at, whatever takes its place meanwhile.
+    const UniqueFd link(::openat(directory, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status = {};
+    std::array<char, PATH_MAX> target{};
+    const bool trusted = link && ::fstat(link.get(), &status) == 0 && S_ISLNK(status.st_mode) &&
+                         (status.st_uid == 0 || status.st_uid == ::geteuid()) &&
+                         ::readlinkat(link.get(), "", target.data(), target.size() - 1) > 0;
+    if (trusted)
+        folder.reset(::openat(directory, target.data(), flags));
+    else
+        errno = refusal;
+    return folder;
 }
 
 /// Writes all of `text`, over interruptions and short writes. False with errno set on failure.

@@ -20,6 +20,12 @@ bool isUsual(int io)
     return kind != IOPRIO_CLASS_BE && kind != IOPRIO_CLASS_IDLE;
 }
 
+/// What goes before others, as a policy for real time, counts as usual.
+int modest(int policy)
+{
+    return policy == SCHED_BATCH || policy == SCHED_IDLE ? policy : SCHED_OTHER;
+}
+
 } // namespace
 
 bool Priority::readsWhenIdle() const
@@ -32,11 +38,13 @@ Priority ownPriority()
     // -1, which may be a failure too, counts as 0.
     const int nice = ::getpriority(PRIO_PROCESS, 0);
     const auto io = static_cast<int>(::syscall(SYS_ioprio_get, IOPRIO_WHO_PROCESS, 0));
-    return {std::clamp(nice, 0, lowest), isUsual(io) ? 0 : io};
+    return {std::clamp(nice, 0, lowest), isUsual(io) ? 0 : io, modest(::sched_getscheduler(0))};
 }
 
 void takePriority(const Priority& priority, int thread)
 {
+    const sched_param none = {};
+    ::sched_setscheduler(thread, modest(priority.policy), &none);
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(thread), std::clamp(priority.nice, 0, lowest));
     ::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, thread, isUsual(priority.io) ? 0 : priority.io);
 }

@@ -1,4 +1,5 @@
-// Measures how long the object tree holds its dialog up: treecost files|folders [COUNT]
+// Measures how long the object tree takes, and holds its dialog up, and the memory of it:
+// treecost files|folders [COUNT]
 
 #include "engine/vardo.h"
 #include "kit/framelessflags.h"
@@ -11,9 +12,12 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QHeaderView>
+#include <QThread>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 
 namespace fs = std::filesystem;
 
@@ -24,7 +28,7 @@ const fs::path home = "/home/tester";
 void makeEntries(bool folders, int count)
 {
     for (int i = 0; i < count; ++i) {
-        const fs::path path = home / ("entry number " + std::to_string(i * 7919 % count));
+        const fs::path path = home / ("entry number " + std::to_string(i * 7919LL % count));
         if (folders)
             fs::create_directory(path);
         else
@@ -32,14 +36,37 @@ void makeEntries(bool folders, int count)
     }
 }
 
-/// Until the event loop has nothing left to do, painting included.
-void measure(const char* what, const std::function<void()>& action)
+/// Megabytes of this process, now and at most.
+QByteArray memory()
 {
-    QElapsedTimer timer;
-    timer.start();
+    QByteArray text;
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmRSS:") || line.starts_with("VmHWM:"))
+            text += ' ' + QByteArray::number(std::stol(line.substr(6)) / 1024);
+    }
+    return text;
+}
+
+/// Until `done` and the event loop has nothing left to do, painting included; and the longest that the loop was
+/// away for.
+void measure(const char* what, const std::function<void()>& action, const std::function<bool()>& done)
+{
+    QElapsedTimer whole, away;
+    whole.start();
+    away.start();
+    qint64 longest = 0;
     action();
+    do {
+        QApplication::processEvents();
+        longest = std::max(longest, away.restart());
+        QThread::usleep(200);
+    } while (!done());
     QApplication::processEvents();
-    std::printf("%-28s %6lld ms\n", what, static_cast<long long>(timer.elapsed()));
+    longest = std::max(longest, away.elapsed());
+    std::printf("%-28s %6lld ms, at most %4lld ms away, MB:%s\n", what, static_cast<long long>(whole.elapsed()),
+                static_cast<long long>(longest), memory().constData());
+    std::fflush(stdout);
 }
 
 } // namespace
@@ -63,19 +90,28 @@ int main(int argc, char** argv)
     QTreeWidgetItem* row = tree.topLevelItem(0);
     for (const char* name : {"home", "tester"}) {
         row->setExpanded(true);
+        while (rowOf(row).isLoading())
+            QApplication::processEvents();
         int i = 0;
         while (row->child(i)->text(0) != name)
             ++i;
         row = row->child(i);
     }
-    measure("open the directory", [&] { row->setExpanded(true); });
-    measure("check the directory", [&] { dialog.itemClicked(row); });
-    measure("uncheck one entry", [&] { dialog.itemClicked(row->child(0)); });
-    measure("sort by size", [&] { tree.header()->setSortIndicator(2, Qt::AscendingOrder); });
-    measure("sort by name", [&] { tree.header()->setSortIndicator(0, Qt::DescendingOrder); });
-    measure("close the directory", [&] { row->setExpanded(false); });
-    measure("hand over all but one", [&] { dialog.findChild<QAbstractButton*>("btnScan")->click(); });
-    measure("refresh", [&] { dialog.initDirView(); });
+    const auto now = [] { return true; };
+    const auto ordered = [row, &tree] {
+        const ObjectOrder present{tree.header()->sortIndicatorSection(),
+                                  tree.header()->sortIndicatorOrder() == Qt::AscendingOrder};
+        return rowOf(row).loaded()->orderedBy == present;
+    };
+    measure("open the directory", [&] { row->setExpanded(true); }, [&] { return !rowOf(row).isLoading(); });
+    measure("check the directory", [&] { dialog.itemClicked(row); }, now);
+    measure("uncheck one entry", [&] { dialog.itemClicked(row->child(0)); }, now);
+    measure("scroll to the end of the rows", [&] { tree.scrollToBottom(); }, now);
+    measure("sort by size", [&] { tree.header()->setSortIndicator(2, Qt::AscendingOrder); }, ordered);
+    measure("sort by name", [&] { tree.header()->setSortIndicator(0, Qt::DescendingOrder); }, ordered);
+    measure("close the directory", [&] { row->setExpanded(false); }, now);
+    measure("hand over all but one", [&] { dialog.findChild<QAbstractButton*>("btnScan")->click(); }, now);
+    measure("refresh", [&] { dialog.initDirView(); }, now);
     if (chosen)
         chosen->ClearList();
     return 0;

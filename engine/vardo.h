@@ -99,6 +99,9 @@ class Vardo : public ScanConfig
     /// Sets the action data (quarantine directory or extension) and the extension of renamed files;
     /// with `save` they also stand in the configuration that the next SaveConfiguration writes.
     VARDO_API int SetActionData(const char* actData, const char* extension, bool save);
+    /// Has at most that many processes scan, 1 to 64, in place of the configured number. It is no option of
+    /// the settings and never saved.
+    VARDO_API void SetWorkers(unsigned int count);
     /// Opens a new scan log in `file`'s directory (null: the configured one) at `level` (-1: the
     /// configured one).
     VARDO_API int LogInit(const char* file, int level);
@@ -107,7 +110,8 @@ class Vardo : public ScanConfig
     VARDO_API bool VardoIsAVLoaded();
     /// Finds or starts the scanning service and waits until its signatures are loaded. `avConf` names
     /// the sockets and signature directories; `cb`, when given, is called as a beat while it waits and
-    /// may stop it; `wait` false only starts the service.
+    /// may stop it, and with a remark for each setting that does not count for root; `wait` false only starts
+    /// the service.
     VARDO_API int VardoAVInit(const char* avConf, QS_ResultCallBack cb, bool wait);
     /// Lets go of the service, which ends itself when nobody has used it for a while.
     VARDO_API void VardoAVDeinit(QS_ResultCallBack cb);
@@ -122,6 +126,16 @@ class Vardo : public ScanConfig
     /// to the caller's own processes.
     VARDO_API int DoMemoryScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, bool all);
     int DoMemoryScan(const char* object, QS_ResultCallBack cb, QS_ResultContextData* ctx, bool all);
+
+    /// Whether scans leave out what was clean before and has not changed since, which is so unless the
+    /// configuration says otherwise. With false they look at everything and remember nothing.
+    VARDO_API void RememberFiles(bool on);
+    /// How many objects were left out so since the last ResetResult; they count as scanned and clean.
+    VARDO_API unsigned int RememberedObjects();
+    /// Forgets all files that scans with the configuration `avConf` (null: the installation's) remember.
+    VARDO_API int ForgetFiles(const char* avConf);
+    /// Whether a scan takes out of the memory again what it alone had read. Else the configuration decides.
+    VARDO_API void BeGentle(bool on);
 
     /// Text of the last failure, owned by the object; empty when there was none. After CloseLog that of a log
     /// which is not whole.

@@ -1,6 +1,7 @@
 // Whatever of an update meets what others made: the network, the library that downloads, the parsing of
 // databases. Runs without rights, told by updatenow what to do, and ends with it.
 
+#include "base/begin.h"
 #include "fetcher/check.h"
 #include "fetcher/fetch.h"
 
@@ -14,6 +15,7 @@
 
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     const std::string_view task = argc == 2 ? argv[1] : "";
     if (task == "fetch") {
         update::FetchOrder order;

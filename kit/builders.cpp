@@ -14,6 +14,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QIcon>
+#include <QKeySequence>
 #include <QLabel>
 #include <QLineEdit>
 #include <QSignalBlocker>
@@ -39,7 +40,17 @@ VPushButton* pictureButton(QWidget* parent, const char* name, const char* image,
 
 VPushButton* closeButton(QWidget* window)
 {
-    return pictureButton(window, "btnClose", "close", {23, 23}, false);
+    VPushButton* button = pictureButton(window, "btnClose", "close", {23, 23}, false);
+    button->setAccessibleName(VPushButton::tr("Close"));
+    button->setShortcut(QKeySequence(QStringLiteral("Ctrl+W")));
+    return button;
+}
+
+VPushButton* minimizeButton(QWidget* window)
+{
+    VPushButton* button = pictureButton(window, "btnMinimize", "minimize", {23, 23}, false);
+    button->setShortcut(QKeySequence(QStringLiteral("Ctrl+M")));
+    return button;
 }
 
 VLinkButton* link(QWidget* parent, const char* name)

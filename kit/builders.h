@@ -33,8 +33,9 @@ VPushButton* textButton(QWidget* parent, const char* name);
 /// A push button that is no more than the picture `image`, of that size.
 VPushButton* pictureButton(QWidget* parent, const char* name, const char* image, QSize size, bool toggle);
 
-/// The button "btnClose", 23 by 23, for a window's top right corner.
+/// The buttons "btnClose" and "btnMinimize", 23 by 23, for a window's top right corner, with their keys.
 VPushButton* closeButton(QWidget* window);
+VPushButton* minimizeButton(QWidget* window);
 
 VLinkButton* link(QWidget* parent, const char* name);
 VLinkButton* pictureLink(QWidget* parent, const char* name, const char* image, QSize iconSize);

@@ -1,5 +1,6 @@
 #include "kit/indicator.h"
 
+#include "kit/focusline.h"
 #include "kit/skinface.h"
 
 #include <QAbstractButton>
@@ -32,4 +33,7 @@ void indicator::drawLabel(QPainter* painter, const QAbstractButton& button)
     constexpr int flags = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextShowMnemonic;
     button.style()->drawItemText(painter, textRect, flags, button.palette(), button.isEnabled(),
                                  button.text(), QPalette::WindowText);
+    const QSize text = button.fontMetrics().size(Qt::TextShowMnemonic, button.text());
+    const QRect line(textLeft - 2, (button.height() - text.height()) / 2, text.width() + 4, text.height());
+    drawFocusLine(painter, button, line.intersected(button.rect()));
 }

@@ -1,10 +1,11 @@
 #include "kit/qmake_image_collection.h"
 
+#include "kit/drawings.h"
 #include "kit/embedimage.h"
 #include "kit/imagecollection.h"
 
 #include <QByteArray>
-#include <QCoreApplication>
+#include <QGuiApplication>
 
 #include <memory>
 
@@ -12,6 +13,8 @@
 #include "embed_image_vec.inc"
 
 namespace {
+
+constexpr QLatin1StringView iconName("Vardo_icon.png");
 
 constinit std::unique_ptr<MimeSourceFactory_vardogui> factory;
 
@@ -73,15 +76,41 @@ QImage uic_findImage(const QString& name)
 
 QPixmap MimeSourceFactory_vardogui::data(const QString& abs_name) const
 {
+    // After a move to another screen the windows to come are drawn for that one.
+    if (const double ratio = qGuiApp->devicePixelRatio(); ratio != ratio_) {
+        stored_.clear();
+        ratio_ = ratio;
+    }
     const auto known = stored_.constFind(abs_name);
     if (known != stored_.cend() || abs_name.isNull())
         return known != stored_.cend() ? *known : QPixmap();
-    const QImage image = uic_findImage(abs_name);
+    return keep(abs_name, ratio_ == 1 ? uic_findImage(abs_name) : drawPicture(abs_name, ratio_));
+}
+
+QPixmap MimeSourceFactory_vardogui::keep(const QString& name, const QImage& image) const
+{
     if (image.isNull())
         return {};
     if (stored_.isEmpty())
         qAddPostRoutine(forgetPixmaps);
-    return *stored_.insert(abs_name, QPixmap::fromImage(image));
+    return *stored_.insert(name, QPixmap::fromImage(image));
+}
+
+QIcon MimeSourceFactory_vardogui::icon() const
+{
+    constexpr int sides[] = {16, 22, 24, 32, 48, 64, 128, 256};
+    if (!icon_.isNull())
+        return icon_;
+    data(iconName); // so that the icon is forgotten in time, too
+    for (const int side : sides)
+        icon_.addPixmap(QPixmap::fromImage(drawSquare(iconName, side)));
+    return icon_;
+}
+
+void MimeSourceFactory_vardogui::forget()
+{
+    stored_.clear();
+    icon_ = QIcon();
 }
 
 void qInitImages_vardogui()
@@ -93,6 +122,11 @@ void qInitImages_vardogui()
 void qCleanupImages_vardogui()
 {
     factory.reset();
+}
+
+QIcon vardoIcon()
+{
+    return factory ? factory->icon() : QIcon();
 }
 
 QPixmap vardoPixmap(const QString& name)

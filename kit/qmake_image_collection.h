@@ -1,11 +1,13 @@
 #pragma once
 
 #include <QHash>
+#include <QIcon>
 #include <QImage>
 #include <QPixmap>
 #include <QString>
 
-/// The store behind vardoPixmap(): a picture is taken from the compiled-in table when it is first asked for.
+/// The store behind vardoPixmap(): a picture is taken from the compiled-in table when it is first asked for,
+/// or drawn for the screen's factor.
 class MimeSourceFactory_vardogui
 {
   public:
@@ -13,10 +15,17 @@ class MimeSourceFactory_vardogui
     QPixmap data(const QString& abs_name) const;
 
     /// Drops what has been decompressed; the next request goes to the table again.
-    void forget() { stored_.clear(); }
+    void forget();
+
+    /// The icon, from then on the same one.
+    QIcon icon() const;
 
   private:
+    QPixmap keep(const QString& name, const QImage& image) const;
+
     mutable QHash<QString, QPixmap> stored_;
+    mutable double ratio_ = 1; ///< of those pictures, in pixels a unit
+    mutable QIcon icon_;
 };
 
 /// Installs the one factory; nothing happens if it stands already. Done before main by a static object.

@@ -1,8 +1,10 @@
 #include "kit/roundedwindow.h"
 
+#include "kit/accessible.h"
 #include "kit/fittedfont.h"
 #include "kit/imagecollection.h"
 #include "kit/palettes.h"
+#include "kit/windowshape.h"
 
 #include <QIcon>
 #include <QPainter>
@@ -44,30 +46,44 @@ QPolygon makeArc(int x, int y, int w, int h, int a1, int a2)
     return points;
 }
 
-QPolygon roundedOutline(QSize size, int xRnd, int yRnd)
+QPolygon roundedOutline(QSize size, int xRnd, int yRnd, double ratio)
 {
-    const int w = size.width(), h = size.height();
-    const int dx = cornerDiameter(w, xRnd), dy = cornerDiameter(h, yRnd);
+    const int dx = qRound(cornerDiameter(size.width(), xRnd) * ratio);
+    const int dy = qRound(cornerDiameter(size.height(), yRnd) * ratio);
+    const int w = qRound(size.width() * ratio), h = qRound(size.height() * ratio);
     return makeArc(0, 0, dx, dy, quarter, quarter) + makeArc(0, h - dy, dx, dy, 2 * quarter, quarter) +
            makeArc(w - dx, h - dy, dx, dy, 3 * quarter, quarter) + makeArc(w - dx, 0, dx, dy, 0, quarter);
 }
 
 void roundedwindow::setUp(QWidget* window)
 {
+    accessible::setWindow(window, window->inherits("QDialog") ? QAccessible::Dialog : QAccessible::Window);
     window->setFont(baseFont(window));
-    window->setWindowIcon(vardoPixmap(QStringLiteral("Vardo_icon.png")));
+    window->setWindowIcon(vardoIcon());
 }
 
 void roundedwindow::paintBackground(QWidget* window, const QString& backgroundImage)
 {
     QPainter painter(window);
-    painter.drawTiledPixmap(window->rect(), vardoPixmap(backgroundImage));
+    const QPixmap picture = vardoPixmap(backgroundImage);
+    const QSizeF size = picture.deviceIndependentSize();
+    for (double y = 0; y < window->height() && !picture.isNull(); y += size.height()) {
+        for (double x = 0; x < window->width(); x += size.width())
+            painter.drawPixmap(QPointF(x, y), picture);
+    }
 }
 
 void roundedwindow::paintOutline(QWidget* window, const QPolygon& outline)
 {
     QPainter painter(window);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(OUTLINE_COLOUR, 2));
+    const double ratio = window->devicePixelRatio();
+    painter.scale(1 / ratio, 1 / ratio);
+    painter.setPen(QPen(OUTLINE_COLOUR, 2 * ratio));
     painter.drawPolygon(outline, Qt::OddEvenFill);
+}
+
+void roundedwindow::shape(QWidget* window, const QPolygon& outline)
+{
+    setNativeShape(*window, QRegion(outline, Qt::OddEvenFill));
 }

@@ -15,8 +15,8 @@
 QPolygon makeArc(int x, int y, int w, int h, int a1, int a2);
 
 /// The outline of a window of `size` with corners of `xRnd` and `yRnd` percent of its sides. A value over 100
-/// counts as 99.
-QPolygon roundedOutline(QSize size, int xRnd, int yRnd);
+/// counts as 99. With a ratio it is in pixels of which so many make a unit.
+QPolygon roundedOutline(QSize size, int xRnd, int yRnd, double ratio = 1);
 
 namespace roundedwindow {
 
@@ -26,8 +26,11 @@ void setUp(QWidget* window);
 /// Paints `backgroundImage` from the window's top left corner.
 void paintBackground(QWidget* window, const QString& backgroundImage);
 
-/// Paints `outline` in OUTLINE_COLOUR, two pixels wide.
+/// Paints an outline that is in the screen's pixels in OUTLINE_COLOUR, two units wide.
 void paintOutline(QWidget* window, const QPolygon& outline);
+
+/// Gives the window on the screen, if there is one, the shape of such an outline.
+void shape(QWidget* window, const QPolygon& outline);
 
 } // namespace roundedwindow
 
@@ -51,10 +54,21 @@ class RoundedWindow : public Base
     virtual void makeWidgetRound(int xRnd, int yRnd)
     {
         aa = roundedOutline(this->size(), xRnd, yRnd);
+        rounding_ = {xRnd, yRnd};
         this->setMask(QRegion(aa, Qt::OddEvenFill));
+        roundedwindow::shape(this, fineOutline());
     }
 
   protected:
+    bool event(QEvent* event) override
+    {
+        const bool known = Base::event(event);
+        // The window on the screen has come with the shape in whole units.
+        if (event->type() == QEvent::Show && !aa.isEmpty())
+            roundedwindow::shape(this, fineOutline());
+        return known;
+    }
+
     void mousePressEvent(QMouseEvent* event) override
     {
         if (event->button() != Qt::LeftButton)
@@ -76,7 +90,7 @@ class RoundedWindow : public Base
         Base::paintEvent(event);
         roundedwindow::paintBackground(this, backgroundImage_);
         if (outlined_)
-            roundedwindow::paintOutline(this, aa);
+            roundedwindow::paintOutline(this, fineOutline());
     }
 
     bool moveWin = false; ///< A drag with the left button is in progress.
@@ -84,8 +98,15 @@ class RoundedWindow : public Base
     QPolygon aa;          ///< The rounded outline, in window coordinates.
 
   private:
+    /// In the pixels of the screen.
+    QPolygon fineOutline() const
+    {
+        return roundedOutline(this->size(), rounding_.width(), rounding_.height(), this->devicePixelRatio());
+    }
+
     static constexpr Qt::WindowFlags ownType_ = std::is_base_of_v<QDialog, Base> ? Qt::Dialog : Qt::Window;
 
     QString backgroundImage_;
     bool outlined_;
+    QSize rounding_; ///< of the present shape
 };

@@ -1,5 +1,7 @@
 #include "kit/texts.h"
 
+#include "kit/vpushbutton.h"
+
 #include <QAbstractButton>
 #include <QComboBox>
 #include <QGroupBox>
@@ -18,6 +20,15 @@ static void setText(QWidget* widget, const QString& text)
         Q_ASSERT_X(false, "setTexts", "a widget without a text of its own");
 }
 
+/// Of a button that is a picture, what the tool tip says.
+static QString spokenName(Translate tr, const TextRow& row)
+{
+    const auto* button = qobject_cast<VPushButton*>(row.widget);
+    if (row.spoken)
+        return tr(row.spoken, nullptr, -1);
+    return button && button->text().isEmpty() ? button->toolTip() : row.widget->accessibleName();
+}
+
 void setTexts(Translate tr, std::initializer_list<TextRow> rows)
 {
     for (const TextRow& row : rows) {
@@ -25,6 +36,7 @@ void setTexts(Translate tr, std::initializer_list<TextRow> rows)
             setText(row.widget, tr(row.text, nullptr, -1));
         if (row.toolTip)
             row.widget->setToolTip(tr(row.toolTip, nullptr, -1));
+        row.widget->setAccessibleName(spokenName(tr, row));
         // A new text drops the shortcut, so this comes last.
         if (row.shortcut)
             static_cast<QAbstractButton*>(row.widget)

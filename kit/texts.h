@@ -18,6 +18,9 @@ struct TextRow
     const char* text = nullptr;
     const char* toolTip = nullptr;
     const char* shortcut = nullptr; ///< of a button
+    /// Its name for assistive programs, where the text is none; of a button without a text it is else the
+    /// tool tip.
+    const char* spoken = nullptr;
 };
 
 void setTexts(Translate tr, std::initializer_list<TextRow> rows);

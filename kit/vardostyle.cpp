@@ -16,6 +16,7 @@ namespace {
 
 constexpr double radius = 2.5;
 constexpr int titleLeft = 9;
+constexpr int fontSize = 9; // points, of what has no font of its own
 constexpr int titleGap = 3;
 constexpr QColor grooveColour(232, 239, 248);
 
@@ -302,6 +303,8 @@ QPalette programPalette()
 void applyVardoStyle(QApplication& application)
 {
     application.setStyle(new VardoStyle);
+    // For all classes of widgets: what a desktop's theme has set for some of them goes.
     application.setPalette(programPalette());
+    application.setFont(QFont(QStringLiteral("Sans Serif"), fontSize));
     QToolTip::setPalette(programPalette());
 }

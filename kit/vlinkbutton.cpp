@@ -1,7 +1,9 @@
 #include "kit/vlinkbutton.h"
 
+#include "kit/focusline.h"
 #include "kit/palettes.h"
 
+#include <QApplication>
 #include <QPainter>
 #include <QStyle>
 
@@ -26,7 +28,9 @@ VLinkButton::VLinkButton(const QString& /*backgroundImage*/, QWidget* parent, co
 
 QPixmap VLinkButton::iconPixmap() const
 {
-    return icon().pixmap(icon().availableSizes().value(0, iconSize()));
+    const double ratio = qApp->devicePixelRatio();
+    const QSizeF pixels = icon().availableSizes().value(0, iconSize() * ratio);
+    return icon().pixmap((pixels / ratio).toSize());
 }
 
 QSize VLinkButton::sizeHint() const
@@ -34,7 +38,7 @@ QSize VLinkButton::sizeHint() const
     const QSize textSize = fontMetrics().size(Qt::TextShowMnemonic, text());
     if (icon().isNull())
         return textSize;
-    const QSize iconSpace = iconPixmap().size();
+    const QSize iconSpace = iconPixmap().deviceIndependentSize().toSize();
     return {iconSpace.width() + iconGap + textSize.width(), std::max(iconSpace.height(), textSize.height())};
 }
 
@@ -63,11 +67,13 @@ void VLinkButton::drawButtonLabel(QPainter* painter)
         const QPixmap pixmap = iconPixmap();
         // The offset is an eight-bit number: in a link over 255 pixels taller than its icon it wraps, to the
         // top.
-        const int offset = std::max<int>(0, static_cast<signed char>((height() - pixmap.height()) / 2));
+        const QSize space = pixmap.deviceIndependentSize().toSize();
+        const int offset = std::max<int>(0, static_cast<signed char>((height() - space.height()) / 2));
         painter->drawPixmap(0, offset, pixmap);
-        textRect.setLeft(pixmap.width() + iconGap);
+        textRect.setLeft(space.width() + iconGap);
         alignment = Qt::AlignLeft | Qt::AlignVCenter;
     }
     style()->drawItemText(painter, textRect, alignment | Qt::TextShowMnemonic, palette(), isEnabled(),
                           text());
+    drawFocusLine(painter, *this, rect());
 }

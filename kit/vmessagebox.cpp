@@ -1,11 +1,13 @@
 #include "kit/vmessagebox.h"
 
+#include "kit/accessible.h"
 #include "kit/builders.h"
 #include "kit/imagecollection.h"
 #include "kit/labels.h"
 #include "kit/vpushbutton.h"
 
 #include <QKeyEvent>
+#include <QKeySequence>
 #include <QLabel>
 #include <QVBoxLayout>
 
@@ -62,6 +64,14 @@ int textBox(QWidget* parent, VMessageBox::Icon icon, const QString& text, const 
     return execBox(box) - 1;
 }
 
+/// A text without a key of its own, such as "Ok", has its first letter.
+void setLabel(VPushButton& button, const QString& text)
+{
+    button.setText(text);
+    if (button.shortcut().isEmpty() && !text.isEmpty())
+        button.setShortcut(QKeySequence(QStringLiteral("Alt+") + text.front()));
+}
+
 } // namespace
 
 VMessageBox::VMessageBox(const QString& text, Icon icon, int button0, int button1, int button2,
@@ -93,6 +103,7 @@ void VMessageBox::init(int button0, int button1, int button2)
     buildLayouts();
     buildButtons();
     setWindowTitle(QStringLiteral("Vardo"));
+    accessible::setWindow(this, QAccessible::AlertMessage);
 }
 
 void VMessageBox::readButtonCodes()
@@ -147,7 +158,7 @@ void VMessageBox::buildButtons()
         VPushButton* button = build::textButton(this, nullptr);
         button->setDefault(i == nDefButton);
         button->setAutoDefault(true);
-        button->setText(QString::fromLatin1(btnText[nBtnType[place]]));
+        setLabel(*button, QString::fromLatin1(btnText[nBtnType[place]]));
         connect(button, &VPushButton::clicked, this, &VMessageBox::buttonClicked);
         hBottomButtonLayout->addWidget(button);
         buttons[place] = button;
@@ -163,6 +174,7 @@ QString VMessageBox::text() const
 void VMessageBox::setText(const QString& text)
 {
     lblMessage->setText(text);
+    setAccessibleDescription(text);
     adjustSize();
 }
 
@@ -188,7 +200,7 @@ QString VMessageBox::buttonText(int code) const
 void VMessageBox::setButtonText(int code, const QString& text)
 {
     if (const int place = indexOf(code); place >= 0)
-        buttons[static_cast<std::size_t>(place)]->setText(text);
+        setLabel(*buttons[static_cast<std::size_t>(place)], text);
 }
 
 void VMessageBox::adjustSize()

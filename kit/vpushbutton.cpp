@@ -1,5 +1,6 @@
 #include "kit/vpushbutton.h"
 
+#include "kit/focusline.h"
 #include "kit/skinface.h"
 
 #include <QPainter>
@@ -28,6 +29,7 @@ void VPushButton::drawButton(QPainter* painter)
 {
     painter->drawPixmap(0, 0, skinFace(strImage, *this));
     drawButtonLabel(painter);
+    drawFocusLine(painter, *this, rect().adjusted(4, 4, -5, -5));
 }
 
 void VPushButton::drawButtonLabel(QPainter* painter)

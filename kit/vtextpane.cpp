@@ -271,6 +271,15 @@ qint64 VTextPane::offsetAt(QPoint position) const
     return laid.offsets[static_cast<std::size_t>(laid.layout->lineAt(0).xToCursor(x))];
 }
 
+QRect VTextPane::placeInRow(int row, int character) const
+{
+    const LaidRow laid = layOut(row);
+    const QTextLine line = laid.layout->lineAt(0);
+    const int left = qFloor(line.cursorToX(character)), right = qCeil(line.cursorToX(character + 1));
+    return {margin - horizontalScrollBar()->value() + left,
+            margin + (row - verticalScrollBar()->value()) * rowHeight(), right - left, rowHeight()};
+}
+
 void VTextPane::selectTo(QPoint position)
 {
     cursor = offsetAt(position);

@@ -59,6 +59,7 @@ class VTextPane : public QAbstractScrollArea
     void contextMenuEvent(QContextMenuEvent* event) override;
 
   private:
+    friend class AccessiblePane;
     struct LaidRow;
 
     int rowHeight() const;
@@ -70,6 +71,8 @@ class VTextPane : public QAbstractScrollArea
     LaidRow layOut(int row) const;
     const std::vector<LaidRow>& layOutView();
     qint64 offsetAt(QPoint position) const;
+    /// Where a character of a row is shown, in the viewport or outside it.
+    QRect placeInRow(int row, int character) const;
     void selectTo(QPoint position);
     void scrollSelection();
 

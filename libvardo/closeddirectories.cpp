@@ -4,6 +4,7 @@
 #include "libvardo/filesystem.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <tuple>
 
 #include <fcntl.h>
@@ -19,21 +20,21 @@ bool ClosedDirectories::contain(const struct stat& status) const
     });
 }
 
-bool ClosedDirectories::hold(int directory) const
+std::optional<bool> ClosedDirectories::hold(int directory) const
 {
     constexpr int flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
     using Place = std::tuple<dev_t, ino_t, std::uint64_t>;
     struct stat status = {};
     Place inner = {};
-    for (base::UniqueFd outer(::openat(directory, ".", flags)); outer && ::fstat(outer.get(), &status) == 0;
-         outer.reset(::openat(outer.get(), "..", flags))) {
+    base::UniqueFd outer(::openat(directory, ".", flags));
+    for (; outer && ::fstat(outer.get(), &status) == 0; outer.reset(::openat(outer.get(), "..", flags))) {
         if (contain(status))
             return true;
         const Place place(status.st_dev, status.st_ino, mountOf(outer.get(), status));
         if (std::exchange(inner, place) == place)
-            break; // the root is its own parent
+            return false; // the root is its own parent
     }
-    return false;
+    return !outer && (errno == EMFILE || errno == ENFILE) ? std::nullopt : std::optional(false);
 }
 
 } // namespace vardo

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,8 +18,9 @@ class ClosedDirectories
 
     /// True when a directory with this status is one of them.
     bool contain(const struct stat& status) const;
-    /// True when the directory open as `directory` is one of them or lies below one.
-    bool hold(int directory) const;
+    /// True when the directory open as `directory` is one of them or lies below one; nothing when there was
+    /// no descriptor to find out with.
+    std::optional<bool> hold(int directory) const;
 
   private:
     std::vector<std::string> paths_;

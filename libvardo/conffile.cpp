@@ -1,6 +1,7 @@
 #include "libvardo/conffile.h"
 
 #include "base/replacefile.h"
+#include "base/rootsway.h"
 #include "sfl/inisyntax.h"
 #include "sfl/text.h"
 
@@ -67,8 +68,8 @@ base::Result<ConfFile> ConfFile::load(const std::string& path)
     if (!text)
         return text.error();
     ConfFile file;
-    file.foreign_ = status.st_uid != 0 || (status.st_mode & S_IWOTH) ||
-                    ((status.st_mode & S_IWGRP) && status.st_gid != 0);
+    file.path_ = path;
+    file.foreign_ = ::geteuid() == 0 && !base::isRootsFile(path, status);
     sfl::LineReader lines(text.value());
     file.head_ = sfl::headOf(lines);
     sfl::IniReader reader(text.value());
@@ -104,9 +105,21 @@ std::string ConfFile::path(std::string_view key, const char* fallback) const
     return value && value->starts_with('/') ? *std::move(value) : fallback;
 }
 
-std::string ConfFile::safePath(std::string_view key, const char* fallback) const
+std::string ConfFile::safePath(std::string_view key, const char* fallback, Refusals* refusals) const
 {
-    return foreign_ && ::geteuid() == 0 ? fallback : path(key, fallback);
+    std::string value = path(key, fallback);
+    if (!foreign_ || value == fallback)
+        return value;
+    if (refusals)
+        refusals->push_back(refusal(key, fallback));
+    return fallback;
+}
+
+std::string ConfFile::refusal(std::string_view key, std::string_view instead) const
+{
+    return std::string(key.substr(key.find(':') + 1)) + " = " + text(key).value_or("") + " in " + path_ +
+           " does not count for root, since others could have written it; taken instead: " +
+           std::string(instead);
 }
 
 bool ConfFile::flag(std::string_view key, bool fallback) const

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vardo {
 
@@ -36,12 +37,18 @@ class ConfFile
     /// the same path, lest the keys of a file that cannot be read are lost.
     static std::optional<ConfFile> readOrNew(const std::string& path);
 
+    using Refusals = std::vector<std::string>;
+
     std::optional<std::string> text(std::string_view key) const;
     /// An absolute path, else `fallback`.
     std::string path(std::string_view key, const char* fallback) const;
     /// The same for where root's files go: root is led away from `fallback` only by a file that nobody else
-    /// may write.
-    std::string safePath(std::string_view key, const char* fallback) const;
+    /// may write. `refusals` gets what does not count, for a person.
+    std::string safePath(std::string_view key, const char* fallback, Refusals* refusals = nullptr) const;
+    /// True when root takes no path from the file.
+    bool foreign() const { return foreign_; }
+    /// That the value of a key does not count, and what does.
+    std::string refusal(std::string_view key, std::string_view instead) const;
     /// yes, no, on, off, true, false, 1 or 0 in any case of letters, else `fallback`.
     bool flag(std::string_view key, bool fallback) const;
     /// A decimal whole number, moved into the range; `fallback` when it is none.
@@ -69,7 +76,8 @@ class ConfFile
     };
 
     std::string head_;
-    bool foreign_ = false;                             ///< somebody else than root may have written it
+    std::string path_;
+    bool foreign_ = false;                             ///< we are root, and somebody else may have written it
     std::map<std::string, std::string, NameLess> raw_; ///< what stands behind the `=`
 };
 

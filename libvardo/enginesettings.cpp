@@ -1,10 +1,12 @@
 #include "libvardo/enginesettings.h"
 
 #include "base/paths.h"
+#include "base/rootsway.h"
 #include "libvardo/conffile.h"
-#include "libvardo/signatureinfo.h"
 
 #include <algorithm>
+
+#include <unistd.h>
 
 namespace vardo {
 
@@ -15,16 +17,30 @@ ConfFile readOr(const char* file, const char* fallback)
     return ConfFile::read(file ? file : fallback).value_or(ConfFile());
 }
 
-ServicePaths servicePaths(const ConfFile& conf)
+/// For root in a directory of root's alone: elsewhere anybody could block the place, or sit there instead.
+/// The place of former versions stands for the present one.
+std::string placeOf(const ConfFile& conf, const char* key, const char* usual, const char* former,
+                    ConfFile::Refusals& refused)
+{
+    if (conf.path(key, usual) == former)
+        return usual;
+    std::string path = conf.safePath(key, usual, &refused);
+    if (::geteuid() != 0 || path == usual || base::isRootsDirectory(path.substr(0, path.rfind('/') + 1)))
+        return path;
+    refused.push_back(conf.refusal(key, usual));
+    return usual;
+}
+
+ServicePaths servicePaths(const ConfFile& conf, ConfFile::Refusals& refused)
 {
     ServicePaths paths;
-    paths.socket = conf.safePath("path:LocalSocketPath", paths::serviceSocket);
-    paths.pidFile = conf.safePath("path:AVSpidPATH", paths::servicePid);
-    paths.signatureDirs = {conf.safePath("path:SignaturePath", paths::signatures)};
-    // The distribution's set stands in until our first update has brought one of our own.
+    paths.socket = placeOf(conf, "path:LocalSocketPath", paths::serviceSocket, paths::formerSocket, refused);
+    paths.pidFile = placeOf(conf, "path:AVSpidPATH", paths::servicePid, paths::formerPid, refused);
+    paths.signatureDirs = {conf.safePath("path:SignaturePath", paths::signatures, &refused)};
+    // The distribution's set, until our first update has brought one of our own.
     const std::string system = conf.text("path:SystemSignaturePath").value_or(paths::systemSignatures);
-    if (system.starts_with('/') && !hasUpdatedSet(paths.signatureDirs.front()))
-        paths.signatureDirs.push_back(conf.safePath("path:SystemSignaturePath", paths::systemSignatures));
+    if (system.starts_with('/'))
+        paths.substituteDir = conf.safePath("path:SystemSignaturePath", paths::systemSignatures, &refused);
     return paths;
 }
 
@@ -50,18 +66,36 @@ SessionOptions limits(const ConfFile& conf)
 
 } // namespace
 
+bool logLocationCounts(const ConfFile& conf)
+{
+    const std::string location = conf.path("Log:Location", paths::logs);
+    const std::string folder = location + "/" + paths::logFolder;
+    return !conf.foreign() || location == paths::logs ||
+           (base::isRootsDirectory(folder) && ::access((folder + "/" + paths::logMark).c_str(), F_OK) == 0);
+}
+
 ServicePaths loadServicePaths(const char* avConf)
 {
-    return servicePaths(readOr(avConf, paths::qsavConf));
+    ConfFile::Refusals refused;
+    return servicePaths(readOr(avConf, paths::qsavConf), refused);
 }
 
 EngineSettings loadEngineSettings(const char* avConf, const char* scanConf)
 {
     const ConfFile av = readOr(avConf, paths::qsavConf);
     const ConfFile scan = readOr(scanConf, paths::vardoConf);
-    EngineSettings settings{servicePaths(av), limits(scan),
-                            av.safePath("path:QuarantinePath", paths::quarantine), false};
+    EngineSettings settings;
+    settings.service = servicePaths(av, settings.refused);
+    settings.limits = limits(scan);
+    settings.quarantineDir = av.safePath("path:QuarantinePath", paths::quarantine, &settings.refused);
+    scan.safePath("Scan:ActionData", paths::quarantine, &settings.refused); // for its word
+    if (!logLocationCounts(scan))
+        settings.refused.push_back(scan.refusal("Log:Location", paths::logs));
     constexpr ConfWord mailFolderWords[] = {{"report", 0}, {"act", 1}, {nullptr, 0}};
+    settings.remembers = scan.flag("Scan:Remember", true);
+    settings.remember.directory = av.safePath("path:RememberPath", paths::rememberedFiles, &settings.refused);
+    takeNumber<unsigned>(scan, "Scan:RescanDays", 0, 365, settings.remember.rescanDays);
+    settings.gentle = scan.flag("Scan:Gentle", false);
     settings.mailFolders = scan.word("Scan:MailFolders", mailFolderWords, 0) == 1;
     takeNumber<unsigned>(scan, "Service:IdleMinutes", 1, 1440, settings.service.idleMinutes);
     return settings;

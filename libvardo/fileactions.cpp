@@ -2,6 +2,7 @@
 
 #include "base/systemerror.h"
 #include "quarantine/newfile.h"
+#include "quarantine/remove.h"
 #include "quarantine/storedirectory.h"
 
 #include <fcntl.h>
@@ -34,6 +35,16 @@ base::Error changedError()
     return {ESTALE, "the file changed after it was scanned"};
 }
 
+/// True for the status of the scanned file, perhaps moved by now. A file system in layers may give it another
+/// inode then, and the one that is open as well.
+bool isScanned(const ScannedFile& file, const struct stat& status)
+{
+    const FileId id = fileId(status);
+    struct stat open = {};
+    return id.sameContent(file.id) || (id.size == file.id.size && id.modified == file.id.modified &&
+                                       ::fstat(file.fd, &open) == 0 && fileId(open).sameContent(id));
+}
+
 } // namespace
 
 base::Result<FileId> verifyUnchanged(const ScannedFile& file)
@@ -51,9 +62,9 @@ base::Result<std::string> deleteFile(const ScannedFile& file)
 {
     if (const auto same = verifyUnchanged(file); !same)
         return same.error();
-    if (::unlinkat(file.parent, file.leaf.c_str(), 0) != 0)
-        return base::systemError();
-    return std::string();
+    const auto removed = quarantine::removeChecked(
+        file.parent, file.leaf, [&file](const struct stat& status) { return isScanned(file, status); });
+    return removed ? base::Result<std::string>(std::string()) : removed.error();
 }
 
 base::Result<std::string> renameFile(const ScannedFile& file, const std::string& extension)
@@ -69,12 +80,13 @@ base::Result<bool> moveScanned(const ScannedFile& file, int directory, const std
     if (const auto moved = quarantine::moveNoReplace(file.parent, file.leaf, directory, name); !moved)
         return moved;
     struct stat status = {};
-    if (::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-        fileId(status).sameContent(file.id))
+    if (::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && isScanned(file, status))
         return true;
-    if (const auto back = quarantine::moveNoReplace(directory, name, file.parent, file.leaf); !back)
-        return base::Error{ESTALE, changedError().text + "; what took its place is now named " + name};
-    return changedError();
+    const auto back = quarantine::moveBack(directory, name, file.parent, file.leaf);
+    if (back && back.value() == file.leaf)
+        return changedError();
+    return base::Error{ESTALE, changedError().text + "; what took its place is now named " +
+                                   (back ? back.value() : name)};
 }
 
 base::Result<std::string>

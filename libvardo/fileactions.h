@@ -22,15 +22,15 @@ struct ScannedFile
 /// Fails when `file` is not what was scanned any more.
 base::Result<FileId> verifyUnchanged(const ScannedFile& file);
 
-/// Removes the file.
+/// Removes the file, like quarantine::removeChecked.
 base::Result<std::string> deleteFile(const ScannedFile& file);
 
 /// Gives the file the first free name of "NAME.EXTENSION", "NAME-0.EXTENSION", "NAME-1.EXTENSION" … in
 /// its directory. The result is the new name.
 base::Result<std::string> renameFile(const ScannedFile& file, const std::string& extension);
 
-/// Moves the file, like quarantine::moveNoReplace, and moves it back if it turns out that another file took
-/// its name at the last moment.
+/// Moves the file, like quarantine::moveNoReplace, and if it turns out that another file took its name at
+/// the last moment, moves that back, like quarantine::moveBack.
 base::Result<bool> moveScanned(const ScannedFile& file, int directory, const std::string& name);
 
 /// Calls `take` with the names of a series that are free in `directory`, until it does not fail with EEXIST:

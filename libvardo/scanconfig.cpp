@@ -2,13 +2,18 @@
 
 #include "base/paths.h"
 #include "base/replacefile.h"
+#include "base/rootsway.h"
 #include "libvardo/conffile.h"
+#include "libvardo/enginesettings.h"
 #include "libvardo/options.h"
 #include "libvardo/ownedtext.h"
+#include "libvardo/scanlog.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+
+#include <unistd.h>
 
 namespace {
 
@@ -139,7 +144,8 @@ int ScanConfig::ReadConfiguration(const char* file)
     fresh.extra->maxDepth =
         static_cast<unsigned char>(conf->number("Scan:MaxDepth", 0, 255, defaultMaxDepth));
     fresh.extra->maxSize = conf->number("Scan:MaxSize", 0, ~0ul, defaultMaxSize);
-    std::string location = conf->text("Log:Location").value_or("");
+    std::string location =
+        vardo::logLocationCounts(*conf) ? conf->text("Log:Location").value_or("") : paths::logs;
     fresh.SetOption(SCANOPT_LOGLOCATION, location.data());
     std::string dirs = conf->text("Scan:ExcludeDirs").value_or("");
     char* dirList = dirs.data();
@@ -174,6 +180,9 @@ int ScanConfig::SaveConfiguration(const char* file)
     conf->set("Log:Location", logLocation ? logLocation : "");
     conf->setFlag("Alert:WarnOldSignatures", Alert);
     conf->set("Alert:Days", std::to_string(AlertDays));
+    // Root's own choice counts from now on, whoever may write the file that it stands in.
+    if (::geteuid() == 0 && logLocation && base::isRootsDirectory(logLocation))
+        vardo::markLogFolder(logLocation);
     return conf->save(path) ? 0 : -1;
 }
 

@@ -1,5 +1,7 @@
 #include "libvardo/scanlog.h"
 
+#include "base/character.h"
+#include "base/paths.h"
 #include "base/plainfile.h"
 #include "base/systemerror.h"
 #include "engine/interface.h"
@@ -51,8 +53,8 @@ std::string lastFailure; // of the log that was closed last
 base::UniqueFd openLogFolder(const std::string& directory)
 {
     const base::UniqueFd parent(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const bool made = parent && ::mkdirat(parent.get(), "vardo", 0775) == 0;
-    base::UniqueFd folder(::openat(parent.get(), "vardo", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const bool made = parent && ::mkdirat(parent.get(), paths::logFolder, 0775) == 0;
+    base::UniqueFd folder = base::openFolder(parent.get(), paths::logFolder, O_RDONLY);
     struct stat status = {};
     if (made && folder && ::fstat(folder.get(), &status) == 0 && status.st_uid == ::geteuid())
         ::fchmod(folder.get(), (status.st_mode & S_ISGID) | 0775); // whatever the umask took away
@@ -99,25 +101,41 @@ std::size_t lineEnds(std::string_view text, std::string_view format)
     return own == 0 && text.ends_with('\n') ? 1 : own;
 }
 
+void appendEscape(std::string& text, unsigned char byte)
+{
+    char escape[8];
+    std::snprintf(escape, sizeof escape, "\\x%02x", byte);
+    text += escape;
+}
+
+/// True for what would command a terminal or turn a line around, in UTF-8 or as a byte of its own.
+bool steers(std::string_view character, std::uint32_t code, bool valid)
+{
+    return valid ? base::steersTerminal(code)
+                 : base::steersTerminal(static_cast<unsigned char>(character.front()));
+}
+
 /// Escapes what would let a file's name pass for a line of the log, or command a terminal: control
-/// characters, and newlines within the text when the format does not have as many; and the backslash, which
-/// would pass for an escape.
+/// characters, marks of direction, and newlines within the text when the format does not have as many; and
+/// the backslash, which would pass for an escape.
 std::string harmless(std::string_view text, std::string_view format)
 {
     const bool ownNewlines =
         std::count(text.begin(), text.end(), '\n') == std::count(format.begin(), format.end(), '\n');
     const std::size_t end = text.size() - (ownNewlines ? text.size() : lineEnds(text, format));
     std::string result;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const auto byte = static_cast<unsigned char>(text[at]);
-        char escape[8] = {text[at], '\0'};
-        if (byte == '\n' && at < end)
-            std::snprintf(escape, sizeof escape, "\\n");
-        else if (byte == '\\')
-            std::snprintf(escape, sizeof escape, "\\\\");
-        else if (byte != '\n' && byte != '\t' && (byte < ' ' || byte == 0x7f))
-            std::snprintf(escape, sizeof escape, "\\x%02x", byte);
-        result += escape;
+    for (std::size_t at = 0, length = 0; at < text.size(); at += length) {
+        std::uint32_t code = 0;
+        const std::size_t sequence = base::sequenceLength(text.substr(at), code);
+        length = std::max<std::size_t>(sequence, 1);
+        const std::string_view character = text.substr(at, length);
+        if (character == "\n" ? at < end : character == "\\")
+            result += character == "\n" ? "\\n" : "\\\\";
+        else if (character == "\n" || character == "\t" || !steers(character, code, sequence != 0))
+            result += character;
+        else
+            for (const char byte : character)
+                appendEscape(result, static_cast<unsigned char>(byte));
     }
     return result;
 }
@@ -136,6 +154,12 @@ bool openScanLog(const std::string& directory, unsigned level)
     currentLog = ScanLog{std::move(fd), std::max<unsigned>(level, LOGLEVEL_MINIMUM), {}};
     lastFailure.clear();
     return true;
+}
+
+void markLogFolder(const std::string& directory)
+{
+    const base::UniqueFd folder = openLogFolder(directory);
+    base::openOrMakePlainFile(folder.get(), paths::logMark, O_RDONLY, 0644);
 }
 
 std::string takeLogFailure()

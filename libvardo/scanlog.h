@@ -12,6 +12,9 @@ namespace vardo {
 /// returns. Callable from any thread, as LogMe and CloseLog are.
 bool openScanLog(const std::string& directory, unsigned level);
 
+/// Makes the folder of the logs in `directory`, when it is missing, and marks it as the one that root chose.
+void markLogFolder(const std::string& directory);
+
 /// Why the log that was closed last is not whole; empty if it is, or when this was asked before.
 std::string takeLogFailure();
 

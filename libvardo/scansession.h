@@ -17,8 +17,9 @@ struct ServicePaths
     std::string socket;                     ///< unix socket, mode 0600
     std::string pidFile;                    ///< holds the service's process id
     std::vector<std::string> signatureDirs; ///< all are loaded; a missing one is passed over
-    unsigned idleMinutes = 10;              ///< after which an unused service ends itself
-    std::string program; ///< the service's program; empty: the one installed with this library
+    std::string substituteDir; ///< loaded, too, while none of those holds a signed database; may be empty
+    unsigned idleMinutes = 10; ///< after which an unused service ends itself
+    std::string program;       ///< the service's program; empty: the one installed with this library
     std::chrono::milliseconds patience{30'000}; ///< for a service that gives no sign of life
 };
 
@@ -53,6 +54,8 @@ struct ServiceInfo
     unsigned long signatures = 0;
     std::string remark;               ///< signature files that were left out, for a person; empty normally
     std::vector<std::string> leftOut; ///< their paths, as many as the service told
+    std::string engine{};             ///< bytes that differ when other programs scan; empty: not known
+    std::string signatureSet{};       ///< the same of what it loaded
 };
 
 /// Finds the service of `paths`, or starts it, and with `wait` returns only when its signatures are

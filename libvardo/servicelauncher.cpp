@@ -79,6 +79,8 @@ std::vector<std::string> serviceArguments(const std::string& program, const Serv
                                        std::to_string(60ull * paths.idleMinutes)};
     for (const std::string& directory : paths.signatureDirs)
         arguments.insert(arguments.end(), {"--signatures", directory});
+    if (!paths.substituteDir.empty())
+        arguments.insert(arguments.end(), {"--substitute", paths.substituteDir});
     return arguments;
 }
 

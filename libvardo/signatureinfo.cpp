@@ -130,6 +130,13 @@ std::vector<fs::path> signatureFiles(const std::string& directory)
     return files;
 }
 
+bool holdsSignedDatabase(const std::string& directory)
+{
+    const std::vector<fs::path> files = signatureFiles(directory);
+    return std::any_of(files.begin(), files.end(),
+                       [](const fs::path& file) { return endsWithOneOf(file.filename(), databaseSuffixes); });
+}
+
 } // namespace
 
 namespace vardo {
@@ -159,17 +166,20 @@ std::optional<struct_qsavinfo> readSignatureInfo(const std::vector<std::string>&
     return info;
 }
 
-bool hasUpdatedSet(const std::string& directory)
+std::vector<std::string> directoriesInUse(const ServicePaths& paths)
 {
-    const std::vector<fs::path> files = signatureFiles(directory);
-    return std::any_of(files.begin(), files.end(),
-                       [](const fs::path& file) { return endsWithOneOf(file.filename(), databaseSuffixes); });
+    std::vector<std::string> directories = paths.signatureDirs;
+    if (!paths.substituteDir.empty() &&
+        std::none_of(directories.begin(), directories.end(), holdsSignedDatabase))
+        directories.push_back(paths.substituteDir);
+    return directories;
 }
 
 QS_SystemType systemType(const std::string& program, const ServicePaths& paths)
 {
+    const std::vector<std::string> directories = directoriesInUse(paths);
     const bool hasSignatures =
-        std::any_of(paths.signatureDirs.begin(), paths.signatureDirs.end(),
+        std::any_of(directories.begin(), directories.end(),
                     [](const std::string& dir) { return !signatureFiles(dir).empty(); });
     return hasSignatures && ::access(program.c_str(), X_OK) == 0 ? QS_BDESystem : QS_UNWSystem;
 }
@@ -189,7 +199,7 @@ int GetQSAVInfo(QS_SystemType type, const char* avConf, struct_qsavinfo& info)
     vardo::leaveRootsService(paths);
     // What a file says of itself counts for nothing when it could not be loaded.
     const auto service = vardo::askRunningService(paths).value_or(vardo::ServiceInfo{true, 0, {}, {}});
-    const auto found = vardo::readSignatureInfo(paths.signatureDirs, service.leftOut);
+    const auto found = vardo::readSignatureInfo(vardo::directoriesInUse(paths), service.leftOut);
     if (!found || !service.usable)
         return -1;
     info = *found;

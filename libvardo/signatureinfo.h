@@ -17,8 +17,8 @@ struct ServicePaths;
 std::optional<struct_qsavinfo> readSignatureInfo(const std::vector<std::string>& directories,
                                                  const std::vector<std::string>& leftOut);
 
-/// True when `directory` holds a database as an update brings it.
-bool hasUpdatedSet(const std::string& directory);
+/// The directories whose signatures the service would load now.
+std::vector<std::string> directoriesInUse(const ServicePaths& paths);
 
 /// The kind of engine, from `program`, the service's, and the signatures that it would load.
 QS_SystemType systemType(const std::string& program, const ServicePaths& paths);

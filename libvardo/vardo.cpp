@@ -152,6 +152,11 @@ bool Vardo::isObjectInScanList(const char* path, bool exact)
     return false;
 }
 
+void Vardo::SetWorkers(unsigned int count)
+{
+    stateOf(handle).workers = count;
+}
+
 int Vardo::SetActionData(const char* actData, const char* extension, bool save)
 {
     vardo::EngineState& state = stateOf(handle);
@@ -195,4 +200,5 @@ void Vardo::ResetResult()
 {
     *result = {};
     stateOf(handle).error.clear();
+    stateOf(handle).remembered = 0;
 }

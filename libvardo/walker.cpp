@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <string_view>
+#include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -22,6 +24,7 @@ constexpr std::size_t longestPath = 64 * 1024; // bounds what the items of a hos
 constexpr std::size_t mostVisited = 1'000'000; // directories, while links are followed
 constexpr std::size_t mostLinked = 4096;       // files with several names that are remembered
 constexpr unsigned mostStuck = 2;              // calls that were given up in a directory before it is left
+constexpr auto leasePause = std::chrono::milliseconds(200);
 constexpr char closedRemark[] = "not scanned: it is in quarantine";
 constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr int lookFlags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
@@ -35,11 +38,22 @@ std::pair<std::string, std::string> splitPath(const std::string& path)
     return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
 }
 
+/// Reading is not to show in the access time, where that is allowed: to root, and to the owner.
+base::UniqueFd openUnseen(int directory, const char* name, int flags)
+{
+    base::UniqueFd fd(::openat(directory, name, flags & O_PATH ? flags : flags | O_NOATIME));
+    if (!fd && errno == EPERM && !(flags & O_PATH))
+        fd.reset(::openat(directory, name, flags));
+    return fd;
+}
+
 } // namespace
 
 Walker::Walker(ScanPipeline& pipeline, CallWatch& watch, WalkOptions options)
     : pipeline_(pipeline)
     , watch_(watch)
+    , remembering_(pipeline.remembering())
+    , clean_(std::make_shared<ScanOutcome>(Verdict{SCANSTAT_CLEAN, {}, {}, {}}))
     , options_(std::move(options))
 {
 }
@@ -127,7 +141,11 @@ void Walker::visit(const char* name)
         if (goesDeeper())
             visitDirectory(name, path, false);
     } else if (S_ISREG(status.st_mode)) {
-        if (wanted(name, status) && !reached_.contains({level.id.device, level.id.inode, name}))
+        if (!wanted(name, status) || reached_.contains({level.id.device, level.id.inode, name}))
+            return;
+        if (remembering_.knows(Remembering::keyOf(level.fileSystem, status)))
+            pushRemembered(path);
+        else
             visitFile(directory, level.id.device, name, path);
     } else if (S_ISLNK(status.st_mode) && options_.followLinks) {
         visitLink(directory, name, path);
@@ -227,6 +245,7 @@ void Walker::enter(base::UniqueFd directory, const struct stat& status, const st
     level.directory = std::make_shared<base::UniqueFd>(std::move(directory));
     level.id = fileId(status);
     level.names = std::move(names).value();
+    level.fileSystem = remembering_.fileSystemOf(level.directory->get(), status, watch_);
     level.pathLength = path_.size();
     level.byLink = byLink;
     levels_.push_back(std::move(level));
@@ -289,6 +308,10 @@ void Walker::visitFile(const Directory& parent, dev_t device, const std::string&
 {
     ScanItem item;
     item.fd = openAt(parent->get(), leaf.c_str(), fileFlags);
+    if (!item.fd && errno == EWOULDBLOCK) { // a lease, whose holder has just been told to let go
+        std::this_thread::sleep_for(leasePause);
+        item.fd = openAt(parent->get(), leaf.c_str(), fileFlags);
+    }
     struct stat status = {};
     if (!item.fd || !getStatus(item.fd.get(), status)) {
         if (errno != ENOENT)
@@ -300,6 +323,9 @@ void Walker::visitFile(const Directory& parent, dev_t device, const std::string&
     // A file can be mounted on by itself.
     if (status.st_dev != device && watch_.run([&item] { return isPseudoFileSystem(item.fd.get()); }))
         return;
+    item.key = Remembering::keyOf(remembering_.fileSystemOf(item.fd.get(), status, watch_), status);
+    if (remembering_.knows(item.key))
+        return pushRemembered(path);
     item.name = path;
     item.parent = parent;
     item.leaf = leaf;
@@ -317,6 +343,7 @@ void Walker::push(ScanItem item, const struct stat& status)
         pipeline_.push(std::move(item));
         return;
     }
+    item.key = remembering_.prepare(item.key, item.fd.get(), watch_);
     if (options_.sparesMemory)
         item.unread = UnreadPages(item.fd.get(), status.st_size);
     if (!manyNames) {
@@ -329,6 +356,15 @@ void Walker::push(ScanItem item, const struct stat& status)
     }
     linkedOrder_.push_back(id);
     linked_[id] = pipeline_.push(std::move(item));
+}
+
+void Walker::pushRemembered(const std::string& path)
+{
+    ScanItem item;
+    item.name = path;
+    item.outcome = clean_;
+    item.remembered = true;
+    pipeline_.push(std::move(item));
 }
 
 bool Walker::wanted(const std::string& name, const struct stat& status) const
@@ -359,7 +395,11 @@ bool Walker::staysInside(int directory, const struct stat& status, const std::st
 
 bool Walker::isClosed(int directory)
 {
-    return watch_.run([this, directory] { return options_.closed.hold(directory); });
+    for (;;) {
+        const auto held = watch_.run([this, directory] { return options_.closed.hold(directory); });
+        if (held || !pipeline_.waitForRoom())
+            return held.value_or(true);
+    }
 }
 
 bool Walker::getStatus(int fd, struct stat& status)
@@ -384,7 +424,7 @@ std::string Walker::childPath(const char* name) const
 base::UniqueFd Walker::openAt(int directory, const char* name, int flags)
 {
     for (;;) {
-        base::UniqueFd fd = watch_.run([=] { return base::UniqueFd(::openat(directory, name, flags)); });
+        base::UniqueFd fd = watch_.run([=] { return openUnseen(directory, name, flags); });
         const int code = errno;
         if (fd || (code != EMFILE && code != ENFILE) || !pipeline_.waitForRoom()) {
             errno = code;

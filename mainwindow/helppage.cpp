@@ -13,22 +13,37 @@
 
 #include <QGridLayout>
 #include <QLabel>
+#include <QRegularExpression>
 #include <QStringList>
 
 namespace {
 
-constexpr char helpPage[] = "http://download.quillstone.example/wiki/index.php/Online_Guide";
-constexpr char chatPage[] = "http://chat.quillstone.example/choosedepartment.php";
-constexpr char forumPage[] = "http://forum.quillstone.example/";
-constexpr char feedbackPage[] =
-    "http://www.quillstone.example/english/content/company/feedback/vardo_feedback.asp";
+/// A page of the maker's: the key that names its server, and its path there.
+struct WebPage
+{
+    const char* host;
+    const char* path;
+};
 
-/// The programs of `Config:Browsers`, always those of the shared configuration; empty when the key is
-/// missing or empty.
-QString browserList()
+constexpr WebPage helpPage{"Help:HelpHost", "/wiki/index.php/Online_Guide"};
+constexpr WebPage chatPage{"Help:ChatHost", "/choosedepartment.php"};
+constexpr WebPage forumPage{"Help:ForumHost", "/"};
+constexpr WebPage feedbackPage{"Help:FeedbackHost", "/english/content/company/feedback/vardo_feedback.asp"};
+
+/// A value of the shared configuration, whoever the user is; empty when the key is missing.
+QString sharedValue(const char* key)
 {
     const sfl::SymTablePtr table(ini_dyn_load(sym_create_table_("helppage", __LINE__), paths::vardoConf));
-    return QString::fromLocal8Bit(sym_get_value(table.get(), "Config:Browsers", ""));
+    return QString::fromLocal8Bit(sym_get_value(table.get(), key, ""));
+}
+
+/// The installed help where no server is named, or something that is none.
+QByteArray addressOf(const WebPage& page)
+{
+    static const QRegularExpression server(QStringLiteral("^[A-Za-z0-9.-]+(:[0-9]{1,5})?$"));
+    const QString host = sharedValue(page.host);
+    const bool named = server.match(host).hasMatch();
+    return (named ? "http://" + host + page.path : QStringLiteral("file://") + paths::help).toUtf8();
 }
 
 } // namespace
@@ -62,15 +77,15 @@ void pages::Help::languageChange()
 {
     setTexts(VMainWidget::tr,
              {
-                 {lnkLiveChat, "Live Chat", "Redirect you to Vardo online live chat"},
+                 {lnkLiveChat, "Live Chat", "Redirect you to Vardo online live chat", "Alt+L"},
                  {lblLiveChat,
                   "Live Chat provides you the option of chatting with our 24x7 online support team to solve "
                   "your technical queries and problems when using Vardo."},
-                 {lnkOnlineHelp, "Vardo Online Help", "Redirect you to Vardo online help support"},
+                 {lnkOnlineHelp, "Vardo Online Help", "Redirect you to Vardo online help support", "Alt+O"},
                  {lblVardoOnline,
                   "The Vardo Online Help has comprehensive information on Vardo. The wiki has the help "
                   "file, knowledge base and general FAQs of Vardo."},
-                 {lnkForum, "Quillstone Forum", "Redirect you to Vardo online forum"},
+                 {lnkForum, "Quillstone Forum", "Redirect you to Vardo online forum", "Alt+R"},
                  {lblForum,
                   "On the Quillstone Forum, you can create or join discussion groups on Vardo. It contains "
                   "various tweaks to maximize the capabilities of Vardo."},
@@ -96,7 +111,7 @@ int VMainWidget::showBrowser(const char* url)
 {
     if (!url)
         return -1;
-    const QString browsers = browserList();
+    const QString browsers = sharedValue("Config:Browsers");
     if (browsers.isEmpty())
         return -1;
     const QString page = QString::fromUtf8(url);
@@ -119,20 +134,20 @@ void VMainWidget::openPage(const char* url)
 
 void VMainWidget::showWiki()
 {
-    openPage(helpPage);
+    openPage(addressOf(helpPage));
 }
 
 void VMainWidget::showOnlineChat()
 {
-    openPage(chatPage);
+    openPage(addressOf(chatPage));
 }
 
 void VMainWidget::showForum()
 {
-    openPage(forumPage);
+    openPage(addressOf(forumPage));
 }
 
 void VMainWidget::showFeedback()
 {
-    openPage(feedbackPage);
+    openPage(addressOf(feedbackPage));
 }

@@ -1,6 +1,7 @@
 #include "mainwindow/quarantinepage.h"
 
 #include "base/paths.h"
+#include "kit/accessible.h"
 #include "kit/builders.h"
 #include "kit/labels.h"
 #include "kit/texts.h"
@@ -10,14 +11,20 @@
 #include "kit/vpushbutton.h"
 #include "mainwindow/clicks.h"
 #include "mainwindow/quarantinelocation.h"
+#include "mainwindow/restorerun.h"
 #include "mainwindow/vmainwidget.h"
 #include "quarantine/store.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QGridLayout>
+#include <QKeySequence>
 #include <QLabel>
+#include <QMenu>
 #include <QStackedWidget>
 #include <QTreeWidget>
+
+#include <algorithm>
 
 #include <unistd.h>
 
@@ -70,6 +77,7 @@ void pages::Quarantine::buildOn(QWidget* page)
     btnDeleteQuar = build::textButton(page, "btnDeleteQuar");
     btnDeleteAllQuar = build::textButton(page, "btnDeleteAllQuar");
     btnCancelQuarantine = build::textButton(page, "btnCancelQuarantine");
+    accessible::setCaptions({{lblQuarPath, lnkQuarPath}, {lblQuarCount, lblQuarCountValue}});
 
     QGridLayout* grid = build::listGrid(page, lstQuarantine, 7);
     grid->addWidget(lblQuarPath, 1, 0);
@@ -89,6 +97,7 @@ void pages::Quarantine::languageChange()
                               });
     lblQuarPath->setText(VMainWidget::tr("Quarantined Path") + QLatin1StringView(" :-"));
     lnkQuarPath->setText(QLatin1StringView(paths::quarantine) + u'/');
+    lnkQuarPath->setShortcut(QKeySequence(QStringLiteral("Alt+L")));
     lblQuarCount->setText(VMainWidget::tr("Quarantined count") + QLatin1StringView(" :- "));
 }
 
@@ -103,6 +112,19 @@ void pages::Quarantine::connectTo(VMainWidget* window)
                           });
     QObject::connect(lstQuarantine, &QTreeWidget::itemSelectionChanged, window,
                      &VMainWidget::slotQuarSelection);
+    lstQuarantine->setContextMenuPolicy(Qt::CustomContextMenu);
+    QObject::connect(lstQuarantine, &QWidget::customContextMenuRequested, window,
+                     &VMainWidget::showQuarantineMenu);
+}
+
+std::vector<std::string> pages::Quarantine::selectedFiles() const
+{
+    std::vector<std::string> names;
+    for (int i = 0; i < lstQuarantine->topLevelItemCount(); ++i) {
+        if (lstQuarantine->topLevelItem(i)->isSelected())
+            names.push_back(nameOf(lstQuarantine->topLevelItem(i)));
+    }
+    return names;
 }
 
 void VMainWidget::showQuarantine()
@@ -186,6 +208,53 @@ void VMainWidget::slotDeleteAllQuarantine()
     if (isRoot)
         quarantine::clearRecords();
     readQuarantineDir();
+}
+
+/// The menu runs no loop of its own: a scan under way goes on.
+void VMainWidget::showQuarantineMenu(const QPoint& place)
+{
+    const std::vector<std::string> names = selectedFiles();
+    if (names.empty())
+        return;
+    auto* menu = new QMenu(this);
+    menu->setObjectName(QLatin1StringView("mnuQuarantine"));
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    const bool mayRestore = std::ranges::any_of(names, quarantinelist::mayRestore);
+    menu->addAction(tr("&Restore"), this, &VMainWidget::slotRestoreQuarantine)
+        ->setEnabled(mayRestore && !restoreRun);
+    menu->addAction(tr("&Copy name"), this, &VMainWidget::slotCopyQuarantineName);
+    menu->addAction(tr("&Show origin"), this, &VMainWidget::slotShowQuarantineOrigin);
+    menu->popup(lstQuarantine->viewport()->mapToGlobal(place));
+}
+
+void VMainWidget::slotRestoreQuarantine()
+{
+    if (restoreRun)
+        return;
+    restoreRun = std::make_unique<RestoreRun>(selectedFiles());
+    connect(restoreRun.get(), &QThread::finished, this, &VMainWidget::slotRestored);
+    restoreRun->start();
+}
+
+void VMainWidget::slotRestored()
+{
+    const std::unique_ptr<RestoreRun> done = std::move(restoreRun);
+    readQuarantineDir();
+    vMessage(this, done->said(), done->succeeded() ? VMessageBox::Information : VMessageBox::Warning,
+             okDefault);
+}
+
+void VMainWidget::slotCopyQuarantineName()
+{
+    QStringList names;
+    for (const std::string& name : selectedFiles())
+        names << QString::fromStdString(name);
+    QGuiApplication::clipboard()->setText(names.join(u'\n'));
+}
+
+void VMainWidget::slotShowQuarantineOrigin()
+{
+    vMessage(this, quarantinelist::origins(selectedFiles()), VMessageBox::Information, okDefault);
 }
 
 void VMainWidget::openQuarPath()

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 class QLabel;
 class QTreeWidget;
 class QWidget;
@@ -18,6 +21,9 @@ struct Quarantine
     void buildOn(QWidget* page);
     void languageChange();
     void connectTo(VMainWidget* window);
+
+    /// The bytes of the selected files' names, as they are in the quarantine.
+    std::vector<std::string> selectedFiles() const;
 
     QWidget* wgtstkQuarantine = nullptr;
     QTreeWidget* lstQuarantine = nullptr;

@@ -67,15 +67,15 @@ void pages::Scan::languageChange()
 {
     setTexts(VMainWidget::tr,
              {
-                 {lnkSelect, "Custom Scan", "Scan the selected files and directories"},
-                 {lnkScanHome, "Scan home directories", "Scan the home directory of current user"},
-                 {lnkScanEntire, "Scan My Computer", "Scan the entire computer"},
-                 {lnkScanMem, "Scan memory", "Scan the running process in memory"},
-                 {lnkScanSetting, "Options", "Click to view and change scan setting"},
+                 {lnkSelect, "Custom Scan", "Scan the selected files and directories", "Alt+C"},
+                 {lnkScanHome, "Scan home directories", "Scan the home directory of current user", "Alt+H"},
+                 {lnkScanEntire, "Scan My Computer", "Scan the entire computer", "Alt+M"},
+                 {lnkScanMem, "Scan memory", "Scan the running process in memory", "Alt+P"},
+                 {lnkScanSetting, "Options", "Click to view and change scan setting", "Alt+O"},
                  {lblSeperator_2, "|"},
-                 {lnkViewScanLog, "Logs", "Click to view scan report"},
+                 {lnkViewScanLog, "Logs", "Click to view scan report", "Alt+L"},
                  {lblSeperator_24, "|"},
-                 {lnkQuarantine, "Quarantined", "Shows quarantined files"},
+                 {lnkQuarantine, "Quarantined", "Shows quarantined files", "Alt+Q"},
              });
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/paths.h"
 #include "engine/vardo.h"
+#include "kit/accessible.h"
 #include "kit/builders.h"
 #include "kit/labels.h"
 #include "kit/vcheckbox.h"
@@ -116,6 +117,8 @@ QWidget* ScanSetting::buildLogLevels(QWidget* parent)
     for (const auto& level : logLevels)
         row->addWidget(this->*level.button = new VRadioButton(btngrpLogLevel, level.name));
     rdoLogInfected->setChecked(true);
+    accessible::setRole(btngrpLogLevel, QAccessible::Grouping);
+    accessible::setCaptions({{lblLogLocation, editLogLoc}, {lblInfectedAction, cmbScanAction}});
     return btngrpLogLevel;
 }
 
@@ -127,13 +130,15 @@ void ScanSetting::languageChange()
                  {grpSettings, "Settings"},
                  {grpLogOption, "Log settings"},
                  {lblLogLocation, "Log location"},
-                 {btnBrowseLogLoc, "...", "Allows you to set log location directory"},
+                 {btnBrowseLogLoc, "...", "Allows you to set log location directory", "Alt+B",
+                  "Choose log location"},
                  {lblLogLevel, "Log level"},
                  {chkStartupScan, "Scan all running process(es) at startup"},
-                 {lnkGlobalScanConf, "Restore global settings", "Restore the global scan setting"},
+                 {lnkGlobalScanConf, "Restore global settings", "Restore the global scan setting", "Alt+G"},
                  {btnSaveScanSetting, "&Save", "Save the changes made in scan setting", "Alt+S"},
                  {btnCancelScanSetting, "&Cancel", "Cancel the changes made in scan setting", "Alt+C"},
              });
+    btngrpLogLevel->setAccessibleName(lblLogLevel->text());
     setScanOptionTexts(VMainWidget::tr);
     for (const auto& level : logLevels)
         (this->*level.button)->setText(VMainWidget::tr(level.text));
@@ -209,8 +214,8 @@ bool VMainWidget::slotSaveScanSettings()
         return true;
     }
     takeScanOptions(*scanner);
-    takeLogOptions(*scanner);
-    const bool saved = scanner->SaveConfiguration(nullptr) >= 0;
+    const bool accepted = takeLogOptions(*scanner);
+    const bool saved = scanner->SaveConfiguration(nullptr) >= 0 && accepted;
     if (getuid() == 0)
         giveToConfOwner(paths::vardoConf);
     vMessage(this,
@@ -236,7 +241,8 @@ void ScanSetting::takeScanOptions(Vardo& engine) const
     engine.SetOption(SCANOPT_MEMSCAN, &atStartup);
 }
 
-void ScanSetting::takeLogOptions(Vardo& engine) const
+/// False when the location is none, and the engine keeps the one it had.
+bool ScanSetting::takeLogOptions(Vardo& engine) const
 {
     unsigned int level = LOGLEVEL_MINIMUM;
     for (const auto& entry : logLevels) {
@@ -251,8 +257,9 @@ void ScanSetting::takeLogOptions(Vardo& engine) const
     const QByteArray path = (text == QFile::decodeName(logLocation) ? logLocation : QFile::encodeName(text))
                                 .left(logLocationSize - 1);
     std::copy(path.begin(), path.end(), location.begin());
-    engine.SetOption(SCANOPT_LOGLOCATION, location.data());
+    const bool accepted = engine.SetOption(SCANOPT_LOGLOCATION, location.data()) == 0;
     engine.SetOption(SCANOPT_LOGLEVEL, &level);
+    return accepted;
 }
 
 void VMainWidget::loadGlobalSettings()

@@ -33,7 +33,7 @@ struct ScanSetting : ScanOptionBoxes
 
     void showLogOptions(Vardo& engine);
     void takeScanOptions(Vardo& engine) const;
-    void takeLogOptions(Vardo& engine) const;
+    bool takeLogOptions(Vardo& engine) const;
 
     QWidget* wgtstkScanSetting = nullptr;
     QLabel* lblInfectedAction = nullptr;

@@ -13,6 +13,7 @@
 #include "mainwindow/vmainwidget.h"
 
 #include <QHBoxLayout>
+#include <QKeySequence>
 #include <QLabel>
 #include <QVBoxLayout>
 
@@ -44,7 +45,7 @@ void TitleArea::buildOn(QWidget* window)
     lnkFeedback = build::link(topWidget, "lnkFeedback");
     lblSeperator = build::separator(topWidget, "lblSeperator");
     lnkHelp = build::link(topWidget, "lnkHelp");
-    btnMinimize = build::pictureButton(topWidget, "btnMinimize", "minimize", {23, 23}, false);
+    btnMinimize = build::minimizeButton(topWidget);
     btnClose = build::closeButton(topWidget);
     lblProductName = richLabel(topWidget, "lblProductName");
     lblProductName->setFont(logoFont(lblProductName));
@@ -71,9 +72,9 @@ void TitleArea::languageChange()
     setTexts(VMainWidget::tr, {
                                   {btnMinimize, nullptr, "Minimize"},
                                   {btnClose, nullptr, "Close"},
-                                  {lnkFeedback, "Feedback", "Send your feedback"},
+                                  {lnkFeedback, "Feedback", "Send your feedback", "Alt+F"},
                                   {lblSeperator, "|"},
-                                  {lnkHelp, "Help", "Shows help menu"},
+                                  {lnkHelp, "Help", "Shows help menu", "F1"},
                                   {lblUpdateDate, "Date of virus signature"},
                                   {lnkUpdateNow, nullptr, "Start the update process"},
                                   {lblLastScan, "Last computer scan"},
@@ -98,6 +99,8 @@ bool VMainWidget::showLastScan()
     if (!date)
         return false;
     lnkLastScan->setText(*date);
+    lnkLastScan->setAccessibleName(lblLastScan->text() + u' ' + *date);
+    lnkLastScan->setShortcut(QKeySequence(QStringLiteral("Ctrl+L")));
     lblLastScan->show();
     lnkLastScan->show();
     return true;
@@ -107,6 +110,8 @@ void VMainWidget::showStatus()
 {
     const QString date = signatureDate(scannerConf ? scannerConf->c_str() : nullptr);
     lnkUpdateNow->setText(date);
+    lnkUpdateNow->setAccessibleName(lblUpdateDate->text() + u' ' + date);
+    lnkUpdateNow->setShortcut(QKeySequence(QStringLiteral("Ctrl+U")));
     lblLastUpdatedDate->setText(date);
 
     const std::optional<QString> version = firstLine(paths::versionFile, Links::Follow);

@@ -1,6 +1,7 @@
 #include "mainwindow/updatepage.h"
 
 #include "engine/update.h"
+#include "kit/accessible.h"
 #include "kit/builders.h"
 #include "kit/framelessflags.h"
 #include "kit/labels.h"
@@ -38,6 +39,8 @@ void pages::Update::buildOn(QWidget* page)
     for (QWidget* link : {lnkUpdateSetting, lnkUpdateNow1})
         link->setEnabled(getgid() == 0);
 
+    accessible::setCaptions(
+        {{lblLastUpdated, lblLastUpdatedDate}, {lblUpdateRunMode, lblUpdateRunModeValue}});
     auto* grid = build::layout<QGridLayout>(40, 15, page);
     grid->addWidget(lblUpdateConfiguration, 0, 0, 1, 4);
     grid->addWidget(lblLastUpdated, 1, 1);
@@ -54,16 +57,17 @@ void pages::Update::buildOn(QWidget* page)
 
 void pages::Update::languageChange()
 {
-    setTexts(VMainWidget::tr, {
-                                  {lblUpdateConfiguration, "Configuration"},
-                                  {lblLastUpdated, "Last database updated"},
-                                  {lblUpdateRunMode, "Run mode"},
-                                  {lnkUpdateSetting, "Settings", "Click to view and change update setting"},
-                                  {lblSeperator_2_2, "|"},
-                                  {lnkUpdateNow1, "Update now", "Start the update process now"},
-                                  {lblUpdateReport, "Reports"},
-                                  {lnkViewUpdateLog, "View log", "Click to view update report"},
-                              });
+    setTexts(VMainWidget::tr,
+             {
+                 {lblUpdateConfiguration, "Configuration"},
+                 {lblLastUpdated, "Last database updated"},
+                 {lblUpdateRunMode, "Run mode"},
+                 {lnkUpdateSetting, "Settings", "Click to view and change update setting", "Alt+S"},
+                 {lblSeperator_2_2, "|"},
+                 {lnkUpdateNow1, "Update now", "Start the update process now", "Alt+U"},
+                 {lblUpdateReport, "Reports"},
+                 {lnkViewUpdateLog, "View log", "Click to view update report", "Alt+V"},
+             });
 }
 
 void pages::Update::connectTo(VMainWidget* window)

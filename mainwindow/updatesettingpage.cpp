@@ -3,6 +3,7 @@
 #include "base/paths.h"
 #include "engine/update.h"
 #include "engine/vardo.h"
+#include "kit/accessible.h"
 #include "kit/builders.h"
 #include "kit/labels.h"
 #include "kit/texts.h"
@@ -65,6 +66,12 @@ void UpdateSetting::buildOn(QWidget* page)
     grid->addWidget(buildConnectionGroup(page), 2, 0);
     grid->addWidget(buildProxyGroup(page), 2, 1);
     grid->addLayout(build::row(10, {nullptr, btnSaveUpdateSetting, btnCancelUpdateSetting}), 3, 0, 1, 2);
+    accessible::setCaptions({{lblConnTimeOut, spinTimeOut},
+                             {lblConnRtry, spinRetry},
+                             {lblIP, txtProxyServer},
+                             {lblPort, txtProxyPort},
+                             {lblName, txtProxyUser},
+                             {lblPassword, txtProxyPass}});
 }
 
 QGroupBox* UpdateSetting::buildConnectionGroup(QWidget* page)
@@ -151,6 +158,8 @@ void UpdateSetting::languageChange()
                  {btnCancelUpdateSetting, "&Cancel", "Cancel the changes made in update setting", "Alt+C"},
              });
     chkUpdate->setText(VMainWidget::tr("Automatic update") + u' ' + VMainWidget::tr("(hrs:min)"));
+    updateTime->setAccessibleName(chkUpdate->text());
+    spinDays->setAccessibleName(chkDefAlert->text() + u' ' + lblOldDays->text());
 }
 
 std::vector<SettingRow> UpdateSetting::updateSettings() const

@@ -1,20 +1,31 @@
 #include "mainwindow/vmainwidget.h"
 
 #include "engine/update.h"
+#include "kit/accessible.h"
 #include "kit/builders.h"
 #include "kit/imagecollection.h"
 #include "kit/labels.h"
 #include "kit/texts.h"
 #include "kit/vlinkbutton.h"
 #include "kit/vpushbutton.h"
+#include "mainwindow/restorerun.h"
 
 #include <QButtonGroup>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QStackedWidget>
 #include <QTimer>
+#include <QTreeWidget>
 
 #include <unistd.h>
+
+/// For those who hear of the page and of the list on it.
+static void namePage(QWidget* page, const QString& title)
+{
+    page->setAccessibleName(title);
+    for (QTreeWidget* list : page->findChildren<QTreeWidget*>())
+        list->setAccessibleName(title);
+}
 
 VMainWidget::VMainWidget(QWidget* parent, const char* name, Qt::WindowFlags flags)
     : RoundedWindow<QWidget>(background::mainWindow, false, parent, flags)
@@ -61,6 +72,8 @@ void VMainWidget::buildMenu()
     auto* box = new QWidget(this);
     box->setObjectName(QLatin1StringView("btngrpMenu"));
     box->setGeometry(19, 125, 450, 34);
+    box->setAccessibleName(tr("Menu"));
+    accessible::setRole(box, QAccessible::Grouping);
     btngrpMenu = new QButtonGroup(box);
     btngrpMenu->setObjectName(QLatin1StringView("btngrpMenu"));
 
@@ -89,6 +102,7 @@ void VMainWidget::buildPages()
         auto* widget = new QWidget(wgtstkMain);
         widget->setObjectName(QLatin1StringView(page.name));
         page.buildOn(widget);
+        accessible::setRole(widget, QAccessible::Grouping);
         wgtstkMain->addWidget(widget);
     });
 }
@@ -97,12 +111,14 @@ void VMainWidget::languageChange()
 {
     setWindowTitle(tr("Vardo"));
     setTexts(tr, {
-                     {btnScan, nullptr, "Show scan menu"},
-                     {btnUpdate, nullptr, "Show update menu"},
-                     {btnScheduler, nullptr, "Show scheduler menu"},
+                     {btnScan, nullptr, "Show scan menu", "Alt+1", "Scan"},
+                     {btnUpdate, nullptr, "Show update menu", "Alt+2", "Update"},
+                     {btnScheduler, nullptr, "Show scheduler menu", "Alt+3", "Scheduler"},
                  });
     TitleArea::languageChange();
     forEachPage([](auto& page) { page.languageChange(); });
+    for (int i = 0; i < PageCount; ++i)
+        namePage(wgtstkMain->widget(i), tr(pageTitles[i]));
     showTitle(ScanPage);
 }
 
@@ -136,9 +152,8 @@ void VMainWidget::init()
 
 void VMainWidget::makeWidgetRound(int xRnd, int yRnd)
 {
-    aa = roundedOutline(size(), xRnd, yRnd);
+    RoundedWindow<QWidget>::makeWidgetRound(xRnd, yRnd);
     rgnVisible = QRegion(aa, Qt::OddEvenFill);
-    setMask(rgnVisible);
 }
 
 void VMainWidget::makeMenuLabelRound(int xRnd, int yRnd)

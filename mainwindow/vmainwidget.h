@@ -25,6 +25,7 @@ class QButtonGroup;
 class QLabel;
 class QStackedWidget;
 class QTimer;
+class RestoreRun;
 class VProgressWidget;
 class VPushButton;
 class Vardo;
@@ -156,6 +157,13 @@ class VMainWidget : public RoundedWindow<QWidget>, private TitleArea, private Ma
     void slotDeleteQuarantine();
     void slotDeleteAllQuarantine();
     void openQuarPath();
+    /// Shows the menu of the selected files at a place in the list.
+    void showQuarantineMenu(const QPoint& place);
+    /// Puts the selected files back where they were, meanwhile, and tells how that went.
+    void slotRestoreQuarantine();
+    void slotRestored();
+    void slotCopyQuarantineName();
+    void slotShowQuarantineOrigin();
 
     // Close sequence
     /// Cuts the next wedge out of the visible shape.
@@ -244,7 +252,8 @@ class VMainWidget : public RoundedWindow<QWidget>, private TitleArea, private Ma
     std::optional<std::string> scannerConf; ///< path of the scan configuration
     bool scanInProgress = false;
     bool updateInProgress = false;
-    std::unique_ptr<vUpdate> vupdate; ///< made on first need
+    std::unique_ptr<vUpdate> vupdate;       ///< made on first need
+    std::unique_ptr<RestoreRun> restoreRun; ///< while files are put back
     Vardo* scanner = nullptr;
     QApplication* qapp = nullptr;
     QRegion rgnVisible;  ///< what the close effect has left of the window

@@ -1,9 +1,12 @@
 #include "notify/notify.h"
 
+#include "notify/helper.h"
 #include "notify/sessions.h"
+#include "notify/show.h"
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -11,7 +14,6 @@
 
 #include <grp.h>
 #include <sys/wait.h>
-#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 namespace notify {
@@ -19,14 +21,7 @@ namespace notify {
 namespace {
 
 constexpr unsigned patience = 5; // seconds; the bus library waits without limit for a silent bus
-constexpr unsigned char normal = 1;
-constexpr unsigned char critical = 2;
-
-struct BusDeleter
-{
-    void operator()(sd_bus* bus) const { ::sd_bus_flush_close_unref(bus); }
-};
-using Bus = std::unique_ptr<sd_bus, BusDeleter>;
+constexpr std::uint64_t helperPatience = 3'000'000; // microseconds
 
 Bus busAt(const std::string& address)
 {
@@ -45,35 +40,25 @@ Bus ownBus()
     return ::sd_bus_open_user(&bus) < 0 ? nullptr : Bus(bus);
 }
 
-/// A body is markup.
-std::string escaped(const std::string& text)
+/// Has the program show it that lives as long as its button does. The session's bus starts it, in the
+/// session's surroundings.
+bool showByHelper(sd_bus* bus, const Message& message)
 {
-    std::string safe;
-    for (const char character : text) {
-        switch (character) {
-        case '&':
-            safe += "&amp;";
-            break;
-        case '<':
-            safe += "&lt;";
-            break;
-        case '>':
-            safe += "&gt;";
-            break;
-        default:
-            safe += character;
-        }
-    }
-    return safe;
+    sd_bus_message* call = nullptr;
+    ::sd_bus_message_new_method_call(bus, &call, helper::name, helper::object, helper::name, helper::show);
+    const MessagePtr owned(call);
+    return call &&
+           ::sd_bus_message_append(call, helper::arguments, message.summary.c_str(), message.body.c_str(),
+                                   static_cast<int>(message.urgent), message.topic.c_str(),
+                                   message.opens.c_str()) >= 0 &&
+           ::sd_bus_call(bus, call, helperPatience, nullptr, nullptr) >= 0;
 }
 
-/// Without a hint of whose entry in the menu we are: some take the message away when such a sender ends.
-void show(sd_bus* bus, const Message& message)
+void send(sd_bus* bus, const Message& message)
 {
-    ::sd_bus_call_method(bus, "org.freedesktop.Notifications", "/org/freedesktop/Notifications",
-                         "org.freedesktop.Notifications", "Notify", nullptr, nullptr, "susssasa{sv}i",
-                         "Vardo", 0u, "vardo", message.summary.c_str(), escaped(message.body).c_str(), 0, 1,
-                         "urgency", "y", message.urgent ? critical : normal, -1);
+    const bool lives = !message.topic.empty() || !message.opens.empty();
+    if (!lives || !showByHelper(bus, message))
+        show(bus, {message.summary, message.body, message.urgent, {}, {}});
 }
 
 /// Lets a process of its own do `work`, for which it has a few seconds.
@@ -112,7 +97,7 @@ void tellEverybody(const Message& message)
             if (!become(session))
                 return;
             if (const Bus bus = busAt(session.address))
-                show(bus.get(), message);
+                send(bus.get(), message);
         }));
     }
     for (const pid_t child : children)
@@ -123,8 +108,13 @@ void tellCaller(const Message& message)
 {
     wait(inChild([&] {
         if (const Bus bus = ownBus())
-            show(bus.get(), message);
+            send(bus.get(), message);
     }));
+}
+
+void tell(const Message& message)
+{
+    ::geteuid() == 0 ? tellEverybody(message) : tellCaller(message);
 }
 
 } // namespace notify

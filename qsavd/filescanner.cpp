@@ -1,6 +1,8 @@
 #include "qsavd/filescanner.h"
 
+#include "base/systemerror.h"
 #include "qsavd/layeropener.h"
+#include "qsavd/unpacking.h"
 
 #include <algorithm>
 #include <array>
@@ -297,6 +299,7 @@ FileFinding FileScanner::scan(int file)
                        [&](const Piece& piece) { return scanPiece(piece, opener); });
     ScanTrace trace(opener, limits_.maxFileSize);
     cl_engine_set_num(engine_, CL_ENGINE_MAX_SCANTIME, 1000LL * limits_.maxSeconds);
+    forgetFailedWrites();
     const char* virus = nullptr;
     unsigned long scanned = 0;
     const Running running(trace);
@@ -338,6 +341,8 @@ FileFinding FileScanner::judgeWhole(int code, const char* virus, const ScanTrace
         return result;
     if (!trace.failure.empty())
         return failure("not wholly scanned: " + std::string(trace.failure));
+    if (const int why = failedWrite(); why != 0)
+        return failure("not wholly scanned: it cannot be unpacked (" + base::describeError(why) + ")");
     if (!trace.begun && size > smallestScanned)
         return failure("not scanned: the scanner could not begin");
     if (trace.partTooLarge)

@@ -16,7 +16,6 @@ namespace {
 
 constexpr auto signInterval = std::chrono::milliseconds(200); ///< between two signs of life
 constexpr auto settleTime = std::chrono::milliseconds(200);   ///< without a change, before files are loaded
-constexpr auto loadLimit = std::chrono::minutes(15);
 constexpr auto endPatience = std::chrono::seconds(3);
 constexpr unsigned maxFailures = 3;
 constexpr std::size_t maxWaiting = 64;
@@ -40,7 +39,7 @@ Front::Front(Listener& listener, PidFile& pidFile, int signals, FrontSettings se
     , pidFile_(pidFile)
     , signals_(signals)
     , settings_(std::move(settings))
-    , watch_(settings_.signatureDirectories)
+    , watch_(settings_.signatures)
     , lastUse_(Clock::now())
 {
 }
@@ -101,7 +100,7 @@ int Front::millisecondsLeft() const
     if (changing_ && Clock::now() < candidateSince_ + settleTime)
         first = std::min(first, candidateSince_ + settleTime);
     if (const Holder* loader = loading())
-        first = std::min(first, loader->started() + loadLimit);
+        first = std::min(first, loader->started() + settings_.loadLimit);
     if (first == Clock::time_point::max())
         return -1;
     const auto left = std::chrono::ceil<milliseconds>(first - Clock::now()).count();
@@ -133,7 +132,7 @@ void Front::accept()
 void Front::showLife()
 {
     const auto now = Clock::now();
-    if (const Holder* loader = loading(); loader && now - loader->started() >= loadLimit) {
+    if (const Holder* loader = loading(); loader && now - loader->started() >= settings_.loadLimit) {
         failures_ = maxFailures;
         kill(loader->pid(), SIGKILL);
     }
@@ -272,7 +271,7 @@ bool Front::haveMemoryForTwo() const
 
 void Front::load()
 {
-    auto holder = Holder::start(settings_.signatureDirectories);
+    auto holder = Holder::start(settings_.signatures, settings_.roomKilobytes);
     if (holder) {
         holders_.push_back(std::move(holder).value());
         // The first set is loaded at the pace of whoever started us; what comes then is for others too.

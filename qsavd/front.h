@@ -14,10 +14,12 @@ namespace qsavd {
 /// How a service is to behave.
 struct FrontSettings
 {
-    std::vector<std::string> signatureDirectories;
+    SignaturePlaces signatures;
     std::chrono::seconds idleLimit{600};
     /// A new set is loaded beside the old one when so many percent of that one's memory are available.
     unsigned sparePercent = 150;
+    std::chrono::seconds loadLimit{15 * 60}; ///< for one set
+    unsigned roomKilobytes = 0;              ///< for unpacking; 0: half of the memory
 };
 
 /// The process that listens. It holds no signatures and parses nothing: processes of their own load a set

@@ -71,7 +71,7 @@ Holder::Holder(Workspace workspace, base::UniqueFd channel)
 
 Holder::~Holder() = default;
 
-base::Result<std::unique_ptr<Holder>> Holder::start(const std::vector<std::string>& directories)
+base::Result<std::unique_ptr<Holder>> Holder::start(const SignaturePlaces& places, unsigned roomKilobytes)
 {
     auto workspace = Workspace::create();
     if (!workspace)
@@ -90,7 +90,8 @@ base::Result<std::unique_ptr<Holder>> Holder::start(const std::vector<std::strin
         signal(SIGHUP, SIG_IGN);
         letSignalsEnd(SIG_UNBLOCK);
         const int channel = keepOnly(other.get());
-        SignatureSet signatures(directories, holder->workspace_.path());
+        holder->workspace_.makePrivate(roomKilobytes);
+        SignatureSet signatures(places, holder->workspace_.path());
         _exit(holdSet(channel, front, signatures, holder->workspace_));
     }
     return holder;

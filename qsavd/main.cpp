@@ -1,5 +1,7 @@
+#include "base/begin.h"
 #include "qsavd/endpoint.h"
 #include "qsavd/front.h"
+#include "qsavd/unpacking.h"
 
 #include <charconv>
 #include <csignal>
@@ -28,7 +30,8 @@ struct Settings
 
 constexpr const char* usage =
     "usage: qsavd --socket PATH --pid-file PATH --signatures DIR [--signatures DIR]...\n"
-    "             [--idle-seconds N] [--spare-percent N] [--foreground]\n"
+    "             [--substitute DIR] [--idle-seconds N] [--load-seconds N] [--spare-percent N]\n"
+    "             [--room-kilobytes N] [--foreground]\n"
     "Holds the signatures and scans for the programs of one user. Started by them.\n";
 
 std::optional<unsigned> readNumber(std::string_view text)
@@ -45,13 +48,16 @@ std::optional<Settings> readArguments(int argc, char** argv)
     constexpr option options[] = {{"socket", required_argument, nullptr, 's'},
                                   {"pid-file", required_argument, nullptr, 'p'},
                                   {"signatures", required_argument, nullptr, 'd'},
+                                  {"substitute", required_argument, nullptr, 'u'},
                                   {"idle-seconds", required_argument, nullptr, 'i'},
                                   {"foreground", no_argument, nullptr, 'f'},
                                   {"spare-percent", required_argument, nullptr, 'm'},
+                                  {"load-seconds", required_argument, nullptr, 'l'},
+                                  {"room-kilobytes", required_argument, nullptr, 'r'},
                                   {nullptr, 0, nullptr, 0}};
     Settings settings;
     for (int choice = 0; (choice = getopt_long(argc, argv, "", options, nullptr)) != -1;) {
-        const bool counts = choice == 'i' || choice == 'm';
+        const bool counts = choice == 'i' || choice == 'm' || choice == 'l' || choice == 'r';
         const auto number = counts ? readNumber(optarg) : std::nullopt;
         if (choice == '?' || (counts && !number))
             return std::nullopt;
@@ -61,11 +67,17 @@ std::optional<Settings> readArguments(int argc, char** argv)
         else if (choice == 'p')
             settings.pidFile = optarg;
         else if (choice == 'd')
-            settings.front.signatureDirectories.emplace_back(optarg);
+            settings.front.signatures.directories.emplace_back(optarg);
+        else if (choice == 'u')
+            settings.front.signatures.substitute = optarg;
         else if (choice == 'i')
             settings.front.idleLimit = std::chrono::seconds(count);
         else if (choice == 'm')
             settings.front.sparePercent = count;
+        else if (choice == 'l')
+            settings.front.loadLimit = std::chrono::seconds(count);
+        else if (choice == 'r')
+            settings.front.roomKilobytes = count;
         else
             settings.foreground = true;
     }
@@ -101,6 +113,10 @@ sigset_t servedSignals()
 
 int runService(const Settings& settings)
 {
+    if (!seesWrites()) {
+        announce("The scanning library cannot be watched.");
+        return EXIT_FAILURE;
+    }
     auto pidFile = PidFile::acquire(settings.pidFile);
     if (!pidFile && pidFile.error().code == EWOULDBLOCK) {
         announce("running");
@@ -130,6 +146,7 @@ int runService(const Settings& settings)
 
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     const auto settings = readArguments(argc, argv);
     if (!settings) {
         std::fputs(usage, stderr);

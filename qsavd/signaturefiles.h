@@ -29,8 +29,18 @@ class Inside
     ~Inside();
 };
 
-/// Opens the directory in which the set of `path` is now.
-SignatureDirectory openSignatureDirectory(const std::string& path);
+/// Where signatures are read from.
+struct SignaturePlaces
+{
+    std::vector<std::string> directories; ///< all of them; a missing one is passed over
+    std::string substitute; ///< read, too, while none of these holds a signed database; may be empty
+
+    /// Every directory that may count.
+    std::vector<std::string> all() const;
+};
+
+/// Opens the directories whose signatures count now, each where its set is now.
+std::vector<SignatureDirectory> openSignatureDirectories(const SignaturePlaces& places);
 
 /// The names of the files in it that libclamav would read, sorted.
 std::vector<std::string> signatureFiles(const SignatureDirectory& directory);
@@ -38,6 +48,10 @@ std::vector<std::string> signatureFiles(const SignatureDirectory& directory);
 /// What the directory holds: differs when a file of it is another one. A further name of the same file, as
 /// updates make them, is no difference.
 std::string fingerprint(const SignatureDirectory& directory);
+
+/// The same, for ever and across starts of the machine: a file that was written to is another one, whatever
+/// its time says.
+std::string lastingFingerprint(const SignatureDirectory& directory);
 
 /// Why a file of it is not to be read; empty when it may be. Links are followed.
 std::string refusal(const SignatureDirectory& directory, const std::string& name);

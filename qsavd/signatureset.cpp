@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string_view>
+#include <utility>
 
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -57,19 +58,21 @@ struct Lookable
 
 } // namespace
 
-SignatureSet::SignatureSet(const std::vector<std::string>& directories, std::string temporary)
-    : temporary_(std::move(temporary))
+SignatureSet::SignatureSet(SignaturePlaces places, std::string temporary)
+    : places_(std::move(places))
+    , directories_(openSignatureDirectories(places_))
+    , temporary_(std::move(temporary))
 {
-    for (const std::string& directory : directories)
-        directories_.push_back(openSignatureDirectory(directory));
 }
 
-/// Those that can still be reached.
+/// Those that can no longer be reached stay as they are.
 void SignatureSet::reopenDirectories()
 {
+    std::vector<SignatureDirectory> before = std::exchange(directories_, openSignatureDirectories(places_));
     for (SignatureDirectory& directory : directories_)
-        if (SignatureDirectory again = openSignatureDirectory(directory.path); again.held)
-            directory = std::move(again);
+        for (SignatureDirectory& old : before)
+            if (!directory.held && old.path == directory.path)
+                directory.held = std::move(old.held);
 }
 
 std::string SignatureSet::fingerprint() const
@@ -80,6 +83,14 @@ std::string SignatureSet::fingerprint() const
     return print;
 }
 
+std::string SignatureSet::lastingFingerprint() const
+{
+    std::string print;
+    for (const SignatureDirectory& directory : directories_)
+        print += qsavd::lastingFingerprint(directory);
+    return print;
+}
+
 bool SignatureSet::load()
 {
     bool usable = false;
@@ -87,11 +98,15 @@ bool SignatureSet::load()
         leftOut_.clear();
         remark_.clear();
         fingerprint_ = fingerprint();
+        const std::string lasting = lastingFingerprint();
         usable = loadOpened();
+        identity_ = usable && lastingFingerprint() == lasting ? lasting : "";
         if (fingerprint() == fingerprint_)
             break;
         reopenDirectories();
     }
+    if (!identity_.empty())
+        identity_ += std::to_string(count_) + " signatures. " + remark_;
     return usable;
 }
 

@@ -26,8 +26,8 @@ std::pair<dev_t, ino_t> identity(const std::string& path)
 
 } // namespace
 
-SignatureWatch::SignatureWatch(std::vector<std::string> directories)
-    : directories_(std::move(directories))
+SignatureWatch::SignatureWatch(SignaturePlaces places)
+    : places_(std::move(places))
     , inotify_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK))
 {
     std::error_code ignored;
@@ -47,8 +47,8 @@ void SignatureWatch::readEvents()
 std::string SignatureWatch::fingerprint() const
 {
     std::string print;
-    for (const std::string& path : directories_)
-        print += qsavd::fingerprint(openSignatureDirectory(path));
+    for (const SignatureDirectory& directory : openSignatureDirectories(places_))
+        print += qsavd::fingerprint(directory);
     return print;
 }
 
@@ -59,7 +59,7 @@ bool SignatureWatch::programChanged() const
 
 void SignatureWatch::watchAll()
 {
-    for (const std::string& directory : directories_) {
+    for (const std::string& directory : places_.all()) {
         watch(fs::path(directory).parent_path().string());
         watch(directory);
     }

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "base/uniquefd.h"
+#include "qsavd/signaturefiles.h"
 
 #include <map>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include <sys/types.h>
 
@@ -15,7 +15,7 @@ namespace qsavd {
 class SignatureWatch
 {
   public:
-    explicit SignatureWatch(std::vector<std::string> directories);
+    explicit SignatureWatch(SignaturePlaces places);
 
     /// An inotify descriptor; readable when something happened in the directories or in their parents, in
     /// which an update exchanges them. -1 where the system has none left.
@@ -32,7 +32,7 @@ class SignatureWatch
     void watchAll();
     void watch(const std::string& path);
 
-    std::vector<std::string> directories_;
+    SignaturePlaces places_;
     base::UniqueFd inotify_;
     std::map<std::string, int> watches_;
     std::string program_;              ///< path of our own program

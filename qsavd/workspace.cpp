@@ -1,12 +1,17 @@
 #include "qsavd/workspace.h"
 
+#include "base/rundirectory.h"
 #include "qsavd/lockdown.h"
+#include "qsavd/ownmount.h"
+#include "qsavd/removetree.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string_view>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -21,15 +26,19 @@ namespace {
 
 constexpr std::string_view namePrefix = "qsavd-";
 
-std::string baseDirectory()
+/// Where a work space may lie, the best place first.
+std::vector<std::string> places()
 {
-    return access("/dev/shm", W_OK | X_OK) == 0 ? "/dev/shm" : "/tmp";
+    if (geteuid() != 0)
+        return {"/dev/shm", "/tmp"};
+    base::makeRunDirectory();
+    return {paths::runDirectory, "/dev/shm", "/tmp"};
 }
 
 /// Root's service works as somebody else.
-uid_t owner()
+Identity owner()
 {
-    return geteuid() == 0 ? serviceIdentity().user : geteuid();
+    return geteuid() == 0 ? serviceIdentity() : Identity{geteuid(), getegid()};
 }
 
 base::UniqueFd openOf(uid_t user, const std::string& path)
@@ -45,7 +54,7 @@ base::UniqueFd openOf(uid_t user, const std::string& path)
 
 bool isAbandoned(const std::string& path)
 {
-    const base::UniqueFd directory = openOf(owner(), path);
+    const base::UniqueFd directory = openOf(owner().user, path);
     return directory && flock(directory.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
@@ -55,7 +64,7 @@ void sweep(const std::string& directory)
     for (const auto& entry : fs::directory_iterator(directory, ignored)) {
         const std::string name = entry.path().filename().string();
         if (name.starts_with(namePrefix) && isAbandoned(entry.path().string()))
-            fs::remove_all(entry.path(), ignored);
+            removeTree(entry.path().string());
     }
 }
 
@@ -63,25 +72,34 @@ void sweep(const std::string& directory)
 
 base::Result<Workspace> Workspace::create()
 {
-    const std::string directory = baseDirectory();
-    sweep(directory);
-    // Another service that starts now may sweep a directory away before it is locked.
-    for (int attempt = 0; attempt < 10; ++attempt) {
-        std::string path = directory + "/" + std::string(namePrefix) + "XXXXXX";
-        if (!mkdtemp(path.data()))
-            break;
-        Workspace workspace;
-        workspace.lock_ = openOf(geteuid(), path);
-        struct stat info = {};
-        if (workspace.lock_ && flock(workspace.lock_.get(), LOCK_EX | LOCK_NB) == 0 &&
-            fstat(workspace.lock_.get(), &info) == 0 && info.st_nlink > 0) {
-            if (fchown(workspace.lock_.get(), owner(), static_cast<gid_t>(-1)) != 0)
-                break;
-            workspace.path_ = path;
-            return workspace;
+    const std::vector<std::string> directories = places();
+    std::for_each(directories.begin(), directories.end(), sweep);
+    for (const std::string& directory : directories) {
+        // Another service that starts now may sweep a directory away before it is locked.
+        for (int attempt = 0; attempt < 10; ++attempt) {
+            Workspace workspace;
+            if (workspace.makeIn(directory))
+                return workspace;
         }
     }
-    return base::Error{errno, "no temporary directory in " + directory + ": " + std::strerror(errno)};
+    return base::Error{errno, std::string("no temporary directory: ") + std::strerror(errno)};
+}
+
+bool Workspace::makeIn(const std::string& directory)
+{
+    std::string path = directory + "/" + std::string(namePrefix) + "XXXXXX";
+    if (!mkdtemp(path.data()))
+        return false;
+    path_ = path;
+    lock_ = openOf(geteuid(), path);
+    struct stat info = {};
+    return lock_ && flock(lock_.get(), LOCK_EX | LOCK_NB) == 0 && fstat(lock_.get(), &info) == 0 &&
+           info.st_nlink > 0 && fchown(lock_.get(), owner().user, owner().group) == 0;
+}
+
+void Workspace::makePrivate(unsigned kilobytes) const
+{
+    mountOwn(path_, owner().user, owner().group, kilobytes);
 }
 
 Workspace::~Workspace()
@@ -100,8 +118,7 @@ std::string Workspace::addDirectory(unsigned number) const
 
 void Workspace::removeDirectory(const std::string& path)
 {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
+    removeTree(path);
 }
 
 } // namespace qsavd

@@ -7,8 +7,9 @@
 
 namespace qsavd {
 
-/// Where the workers put what they unpack: one directory of the service, below it one for each worker,
-/// in memory where possible. Also clears away what a killed service left behind.
+/// Where the workers put what they unpack: one directory of the service, below it one for each worker.
+/// Root's lies where only root writes; and each service has memory of its own there, where it may mount
+/// that. Also clears away what a killed service left behind.
 class Workspace
 {
   public:
@@ -18,6 +19,9 @@ class Workspace
     Workspace& operator=(Workspace&&) = default;
     ~Workspace();
 
+    /// Has this process and its children see an empty file system of their own in its place, where that is
+    /// allowed. For a process of one thread, while it is still root's; see mountOwn().
+    void makePrivate(unsigned kilobytes) const;
     /// The service's own directory.
     const std::string& path() const { return path_; }
     /// Makes an empty directory for one worker, which owns it. Empty when that fails.
@@ -27,6 +31,7 @@ class Workspace
 
   private:
     Workspace() = default;
+    bool makeIn(const std::string& directory);
 
     std::string path_;
     base::UniqueFd lock_; ///< its lock tells that the service lives

@@ -2,7 +2,10 @@
 
 #include "base/paths.h"
 #include "base/plainfile.h"
+#include "quarantine/newfile.h"
+#include "quarantine/storedirectory.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -17,6 +20,8 @@ namespace {
 /// 200,000 records fit. More is a trap, since everybody may write the file: each becomes a row of the window.
 constexpr std::size_t largestFile = 16 << 20;
 
+constexpr std::chrono::milliseconds::rep mostWaiting = 3000;
+
 const char* nameIn(const char* path)
 {
     return std::strrchr(path, '/') + 1;
@@ -25,18 +30,20 @@ const char* nameIn(const char* path)
 /// Locks `file` against other processes, if that can be had in time.
 void lock(int file)
 {
-    using namespace std::chrono_literals;
-    // Waiting longer again and again would let one who never gives the lock back slow down a whole scan.
-    static std::atomic<bool> patient = true;
-    const auto end = std::chrono::steady_clock::now() + (patient ? 3000ms : 20ms);
+    using namespace std::chrono;
+    // What there is to wait, in all. Who takes the lock again and again would slow down a whole scan else.
+    static std::atomic<milliseconds::rep> left = mostWaiting;
+    const milliseconds budget(left);
+    const auto start = steady_clock::now();
+    milliseconds::rep gain = 1;
     while (::flock(file, LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= end) {
-            patient = false;
-            return;
-        }
+        const auto waited = duration_cast<milliseconds>(steady_clock::now() - start);
+        gain = -waited.count();
+        if (errno != EWOULDBLOCK || waited >= budget)
+            break;
         std::this_thread::sleep_for(1ms);
     }
-    patient = true;
+    left = std::clamp(left + gain, milliseconds::rep{0}, mostWaiting);
 }
 
 /// Appends all of `line` or nothing.
@@ -74,13 +81,21 @@ base::UniqueFd openDirectoryOf(const std::string& path)
         ::open(path.substr(0, path.rfind('/')).c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
+/// A directory cannot go with what others have put into it, so it gets another name.
+void moveAway(int directory, const std::string& name)
+{
+    if (::unlinkat(directory, name.c_str(), 0) != 0 && errno != ENOENT)
+        ::renameat(directory, name.c_str(), directory, (name + '-' + randomDigits()).c_str());
+}
+
 } // namespace
 
 RecordFile::RecordFile()
     : directory_(openDirectoryOf(paths::quarantineRecords))
+    , lock_(openStore(paths::quarantine))
 {
-    if (directory_)
-        lock(directory_.get());
+    if (lock_)
+        lock(lock_.get());
 }
 
 bool RecordFile::append(const Record& record)
@@ -122,7 +137,7 @@ bool RecordFile::clear()
 /// An empty file, writable for everybody. Whatever was left or planted in its place goes.
 base::UniqueFd RecordFile::createAnew(const char* name)
 {
-    ::unlinkat(directory_.get(), name, 0);
+    moveAway(directory_.get(), name);
     base::UniqueFd file = base::openPlainFile(directory_.get(), name, O_WRONLY | O_CREAT | O_EXCL, 0666);
     if (file)
         ::fchmod(file.get(), 0666); // whatever the umask took away

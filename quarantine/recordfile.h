@@ -11,8 +11,9 @@ namespace quarantine {
 
 /// The record file, locked against all other writers while this lives; so hold it briefly, and one at a
 /// time. Members of a group may write in its directory: no link is followed, and only a plain file of one
-/// name is opened. The lock is waited for three seconds at most, once in a process, and a moment
-/// afterwards. Then work goes on without it: anybody who may read the directory could hold it for ever.
+/// name is opened. The lock is that of the quarantine directory, which nobody but members may open, and is
+/// waited for three seconds at most, in a whole process as long as it is not had at once. Then work goes on
+/// without it: a member could hold it for ever.
 class RecordFile
 {
   public:
@@ -39,14 +40,16 @@ class RecordFile
     /// one must allow what is needed.
     Outcome rewrite(Need need, const Edit& edit, const Notice& notice = {});
 
-    /// Leaves an empty record file, writable for everybody, whatever stood in its place.
+    /// Leaves an empty record file, writable for everybody, whatever stood in its place; a directory there
+    /// gets another name.
     bool clear();
 
   private:
     base::UniqueFd createAnew(const char* name);
     bool replaceBy(int file, const std::string& content);
 
-    base::UniqueFd directory_; ///< bears the lock too
+    base::UniqueFd directory_;
+    base::UniqueFd lock_;
 };
 
 } // namespace quarantine

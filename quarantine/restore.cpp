@@ -2,6 +2,7 @@
 
 #include "base/plainfile.h"
 #include "base/systemerror.h"
+#include "quarantine/origin.h"
 #include "quarantine/record.h"
 #include "quarantine/restorenotes.h"
 #include "quarantine/rightsof.h"
@@ -19,28 +20,6 @@ constexpr char notKnown[] = "it is not the file that was quarantined";
 base::Error because(const char* text, int code = 0)
 {
     return {code, text};
-}
-
-/// The directory of `path`, reached component by component without following a link.
-base::Result<base::UniqueFd> openParent(const std::string& path)
-{
-    if (!path.starts_with('/'))
-        return because("where it was is not known");
-    base::UniqueFd directory(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    std::size_t start = 1;
-    for (std::size_t slash; (slash = path.find('/', start)) != path.npos; start = slash + 1) {
-        const std::string part = path.substr(start, slash - start);
-        if (!isPlainName(part))
-            return because("where it was is no plain path");
-        const int flags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC; // it need not be listed
-        directory.reset(::openat(directory.get(), part.c_str(), flags));
-        if (!directory)
-            return base::Error{errno, path.substr(0, slash) + ": " + base::describeError(errno)};
-    }
-    directory.reset(::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory)
-        return base::systemError();
-    return directory;
 }
 
 /// One restoration, step by step.
@@ -125,13 +104,11 @@ base::Result<StoredNote> Restoration::chooseNote(std::vector<StoredNote> notes) 
 /// another name of it, comes along.
 base::Result<bool> Restoration::putBack(const RestoreNote& note) const
 {
-    const auto parent = openParent(note.origin);
-    if (!parent)
-        return parent.error();
-    const int directory = parent.value().get();
-    const std::string leaf = note.origin.substr(note.origin.rfind('/') + 1);
-    if (!isPlainName(leaf))
-        return because("where it was is no plain path");
+    const auto origin = openOrigin(note.origin);
+    if (!origin)
+        return origin.error();
+    const int directory = origin.value().directory.get();
+    const std::string& leaf = origin.value().leaf;
     struct stat there = {};
     if (::fstatat(directory, leaf.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0)
         return because("something else is at its place by now", EEXIST);

@@ -97,11 +97,18 @@ std::vector<StoredNote> RestoreNotes::of(const std::string& name) const
     return notes;
 }
 
+base::UniqueFd RestoreNotes::claim(const StoredNote& note) const
+{
+    base::UniqueFd file = base::openPlainFile(directory(), note.fileName.c_str(), O_RDONLY);
+    if (file && ::flock(file.get(), LOCK_EX | LOCK_NB) != 0)
+        file.reset();
+    return file;
+}
+
 bool RestoreNotes::drop(const StoredNote& note) const
 {
-    const base::UniqueFd file = base::openPlainFile(directory(), note.fileName.c_str(), O_RDONLY);
-    return file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
-           ::unlinkat(directory(), note.fileName.c_str(), 0) == 0;
+    const base::UniqueFd file = claim(note);
+    return file && ::unlinkat(directory(), note.fileName.c_str(), 0) == 0;
 }
 
 std::vector<StoredNote> RestoreNotes::read(const std::string& prefix) const

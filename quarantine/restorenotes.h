@@ -44,6 +44,10 @@ class RestoreNotes
     std::vector<StoredNote> all() const;
     std::vector<StoredNote> of(const std::string& name) const;
 
+    /// Keeps other processes from acting upon the note for as long as the result lives; nothing when one
+    /// does, such as the one that is making it.
+    base::UniqueFd claim(const StoredNote& note) const;
+
     /// False when the caller may not, or the note is being made.
     bool drop(const StoredNote& note) const;
 

@@ -1,5 +1,7 @@
 #include "reports/logfiles.h"
 
+#include "base/plainfile.h"
+
 #include <memory>
 
 #include <dirent.h>
@@ -19,7 +21,7 @@ struct DirectoryCloser
 std::optional<struct stat> statusOf(int folder, const char* name)
 {
     struct stat status = {};
-    if (::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+    if (::fstatat(folder, name, &status, 0) != 0)
         return std::nullopt;
     return status;
 }
@@ -28,8 +30,7 @@ std::optional<struct stat> statusOf(int folder, const char* name)
 
 base::UniqueFd openScanFolder(const std::string& location)
 {
-    return base::UniqueFd(
-        ::open((location + "/vardo").c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    return base::openFolder(AT_FDCWD, (location + "/vardo").c_str(), O_PATH);
 }
 
 std::optional<std::vector<File>> list(int folder)
@@ -61,13 +62,13 @@ std::optional<File> find(int folder, const std::string& name)
 
 base::UniqueFd open(int folder, const std::string& name)
 {
-    // Without O_NONBLOCK a pipe would not let go before somebody writes to it.
-    base::UniqueFd file(
-        ::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    // Opening a device or a pipe has effects, so what it is is asked first.
+    const base::UniqueFd found(::openat(folder, name.c_str(), O_PATH | O_CLOEXEC));
     struct stat status = {};
-    if (file && (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)))
-        file.reset();
-    return file;
+    if (!found || ::fstat(found.get(), &status) != 0 || !S_ISREG(status.st_mode))
+        return {};
+    const std::string place = "/proc/self/fd/" + std::to_string(found.get());
+    return base::UniqueFd(::open(place.c_str(), O_RDONLY | O_CLOEXEC));
 }
 
 bool mayDelete(int folder)

@@ -8,8 +8,9 @@
 
 #include <sys/types.h>
 
-/// Log files lie in folders that a whole group writes to: links in the place of a file, or of the folder of
-/// the scan logs, are not followed, and nothing but a regular file is read.
+/// Log files lie in folders that a whole group writes to. A link to a regular file is listed and read like
+/// the file, and deleted as a link; a link in the place of the folder of the scan logs counts when root or
+/// the caller made it.
 ///
 /// `name` is one name in the open directory `folder`, or a path with AT_FDCWD as `folder`.
 namespace logfiles {
@@ -28,7 +29,7 @@ base::UniqueFd openScanFolder(const std::string& location);
 /// The logs in the folder; nothing when it cannot be read.
 std::optional<std::vector<File>> list(int folder);
 
-/// What is there by that name, whatever it is.
+/// What is there by that name, or behind the link.
 std::optional<File> find(int folder, const std::string& name);
 
 /// Opens a log for reading; holds nothing when there is none.

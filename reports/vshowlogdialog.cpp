@@ -41,6 +41,7 @@ VShowLogDialog::VShowLogDialog(QWidget* parent, const char* /*name*/, bool modal
     textLog->setGeometry(15, 70, 580, 300);
     textLog->setPalette(contentPalette());
     textLog->setFont(logFont());
+    textLog->setAccessibleName(tr("Logs"));
     btnOk = build::textButton(this, "btnOk");
     btnOk->move(265, 378);
     connect(btnOk, &VPushButton::clicked, this, &VShowLogDialog::close);

@@ -78,6 +78,7 @@ void VProgressWidget::showDirectory(const char* name)
 void VProgressWidget::showObject(const char* name, int type, int status, const char* virus,
                                  const char* remark)
 {
+    unscanned += (status & SCANSTAT_ERROR) != 0;
     const bool process = scanlog::isProcess(type);
     const std::string file = process ? std::string() : fileOf(name);
     if (process || isShown(file, status)) {

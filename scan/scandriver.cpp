@@ -7,6 +7,7 @@
 #include "kit/vmessagebox.h"
 #include "loglayout/scanlog.h"
 #include "scan/actiondata.h"
+#include "scan/unscanned.h"
 #include "scan/vscanstatisticsdialog.h"
 
 #include <QApplication>
@@ -87,6 +88,7 @@ void VProgressWidget::start()
     movie.setPaused(false);
     vardo->SetActionData(paths::quarantine, renameExtension, false);
     scanRunning = true;
+    unscanned = 0;
     vardo->LogInit(nullptr, -1);
 }
 
@@ -94,6 +96,7 @@ void VProgressWidget::pause()
 {
     elapsedTimer->stop();
     movie.setPaused(true);
+    tellUnscanned(unscanned);
 }
 
 void VProgressWidget::reportScan(int result)

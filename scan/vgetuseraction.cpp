@@ -1,6 +1,7 @@
 #include "scan/vgetuseraction.h"
 
 #include "engine/interface.h"
+#include "kit/accessible.h"
 #include "kit/builders.h"
 #include "kit/labels.h"
 #include "kit/texts.h"
@@ -96,6 +97,7 @@ void VGetUserAction::languageChange()
 
 void VGetUserAction::init()
 {
+    accessible::setWindow(this, QAccessible::AlertMessage);
     fit();
 }
 
@@ -115,6 +117,8 @@ int VGetUserAction::getUserAction(const char* objName)
 {
     QString oname = visibleText(shownText(objName));
     lblObjectName->setToolTip(literalToolTip(oname));
+    lblObjectName->setAccessibleName(oname);
+    setAccessibleDescription(oname);
     if (oname.size() > longestShown)
         oname = headOf(oname) + QStringLiteral("...");
     lblObjectName->setText(oname);

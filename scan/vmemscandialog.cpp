@@ -1,10 +1,12 @@
 #include "scan/vmemscandialog.h"
 
+#include "kit/accessible.h"
 #include "kit/builders.h"
 #include "kit/framelessflags.h"
 #include "kit/labels.h"
 #include "kit/texts.h"
 #include "kit/vpushbutton.h"
+#include "notify/notify.h"
 #include "scan/progressmovie.h"
 
 #include <QCloseEvent>
@@ -13,7 +15,9 @@
 #include <QVBoxLayout>
 
 #include <atomic>
+#include <cstdio>
 #include <memory>
+#include <string>
 
 namespace {
 
@@ -21,6 +25,16 @@ namespace {
 std::atomic<bool> Running = false;    ///< The worker is busy.
 std::atomic<bool> scanCancel = false; ///< The user wants the scan to stop; never taken back.
 std::atomic<bool> scanError = false;  ///< What the dialog ends with: true after a scan without failure.
+
+/// No window has a place to say that scans will not look for everything.
+void tellWhatIsMissing(Vardo& scanner)
+{
+    const std::string leftOut = scanner.ScanError();
+    if (leftOut.empty())
+        return;
+    std::fprintf(stderr, "vardogui: %s\n", leftOut.c_str());
+    notify::tell({"Some signatures are not in use", leftOut, true, {}, {}});
+}
 
 } // namespace
 
@@ -45,8 +59,10 @@ void memScanThread::run()
 bool memScanThread::loadEngine()
 {
     emit statusChanged(tr("Initializing AV! Wait..."));
-    if (cData.scanner->VardoAVInit(cData.qsavConf, nullptr, true) >= 0)
+    if (cData.scanner->VardoAVInit(cData.qsavConf, nullptr, true) >= 0) {
+        tellWhatIsMissing(*cData.scanner);
         return true;
+    }
     emit statusChanged(tr("ERROR!!! Initialization Failed. You will not be able to perform scan functions."));
     return false;
 }
@@ -115,6 +131,9 @@ void VMemScanDialog::ScanMemory(const char* qsavConf, Vardo* scanner)
     }
     t = new memScanThread({qsavConf, scanner, this});
     connect(t, &memScanThread::statusChanged, lblAVInit, &QLabel::setText, Qt::QueuedConnection);
+    connect(
+        t, &memScanThread::statusChanged, this, [this] { accessible::tellChanged({lblAVInit}); },
+        Qt::QueuedConnection);
     connect(t, &memScanThread::scanStarted, this, &VMemScanDialog::showScanStarted, Qt::QueuedConnection);
     connect(t, &memScanThread::scanFinished, this, &VMemScanDialog::showScanFinished, Qt::QueuedConnection);
     connect(t, &memScanThread::workDone, this, &VMemScanDialog::close, Qt::QueuedConnection);

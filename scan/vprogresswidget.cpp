@@ -1,5 +1,6 @@
 #include "scan/vprogresswidget.h"
 
+#include "kit/accessible.h"
 #include "kit/backgrounds.h"
 #include "kit/builders.h"
 #include "kit/labels.h"
@@ -46,6 +47,7 @@ VProgressWidget::VProgressWidget(QWidget* parent, const char* name, Qt::WindowFl
     connectWidgets();
     languageChange();
     lblTitle->setText(QString::fromUtf8(name));
+    setAccessibleName(lblTitle->text());
     init();
 }
 
@@ -64,7 +66,7 @@ void VProgressWidget::buildTitle()
     titleLayout->addWidget(lblTitle, 0, 1, 2, 1, Qt::AlignCenter);
     hSpacer = build::stretch(6);
     titleLayout->addItem(hSpacer, 1, 2);
-    btnMinimize = build::pictureButton(this, "btnMinimize", "minimize", {23, 23}, false);
+    btnMinimize = build::minimizeButton(this);
     titleLayout->addWidget(btnMinimize, 0, 3);
     vSpacer = new QSpacerItem(3, 24, QSizePolicy::Minimum, QSizePolicy::Expanding);
     titleLayout->addItem(vSpacer, 1, 3);
@@ -92,6 +94,11 @@ void VProgressWidget::buildCentre()
     lblProgress = plainLabel(this, "lblProgress");
     lblProgress->setFixedSize(70, 70);
     centerLayout->addWidget(lblProgress, 1, 2, 3, 1);
+    accessible::setCaptions({{lblAction, lblActionValue},
+                             {lblTimeElapsed, lblTime},
+                             {lblDirScanCnt, lblDirScanCntValue},
+                             {lblFileScanCnt, lblFileScanCntValue},
+                             {lblVirusCnt, lblVirusCntValue}});
     buildControls();
     mainLayout->addLayout(centerLayout);
 }
@@ -119,6 +126,7 @@ void VProgressWidget::buildControls()
     txtDetails = new VTextPane(this, "txtDetails");
     txtDetails->setFixedHeight(144);
     txtDetails->setPalette(contentPalette());
+    txtDetails->setAccessibleName(tr("Details"));
     centerLayout->addWidget(txtDetails, 6, 0, 1, 6);
 }
 
@@ -139,7 +147,7 @@ void VProgressWidget::languageChange()
                      {lblDirScanCnt, "Total Folders Scanned"},
                      {lblFileScanCnt, "Total Objects Scanned"},
                      {lblVirusCnt, "Total Objects Infected"},
-                     {lnkDetail, nullptr, "Toggles the scanning details"},
+                     {lnkDetail, "Show Detail <<", "Toggles the scanning details", "Alt+D"},
                      {btnStop, "&Cancel", "Stop scanning process", "Alt+C"},
                  });
     lblTimeElapsed->setText(QStringLiteral("<b>") + tr("Time elapsed") + QStringLiteral("</b>"));
@@ -156,7 +164,6 @@ void VProgressWidget::init()
     cancelScan = false;
     elapsedTimer = new QTimer(this);
     connect(elapsedTimer, &QTimer::timeout, this, &VProgressWidget::slotScanTimer);
-    lnkDetail->setText(tr("Show Detail <<"));
 }
 
 void VProgressWidget::setHeight(int height, int yRnd)
@@ -177,13 +184,15 @@ void VProgressWidget::slotScanTimer()
         ++timerHours;
     }
     lblTime->setText(QString::asprintf("%02u:%02u:%02u", timerHours, timerMinutes, timerSeconds));
+    accessible::tellChanged(
+        {lblActionValue, lblTime, lblDirScanCntValue, lblFileScanCntValue, lblVirusCntValue});
     QApplication::processEvents();
 }
 
 void VProgressWidget::slotShowHideDetail()
 {
     txtDetails->setVisible(!showDetail);
-    lnkDetail->setText(showDetail ? tr("Show Detail <<") : tr("Hide Detail >>"));
+    setTexts(tr, {{lnkDetail, showDetail ? "Show Detail <<" : "Hide Detail >>", nullptr, "Alt+D"}});
     if (showDetail)
         setHeight(plainHeight, plainRound);
     else

@@ -125,6 +125,7 @@ class VProgressWidget : public RoundedWindow<QWidget>
     QSpacerItem* spacer = nullptr;
 
   private:
-    QElapsedTimer lastPicture; ///< Since the window was last painted.
-    QBasicTimer pictureTimer;  ///< Runs while a painting is put off.
+    QElapsedTimer lastPicture;  ///< Since the window was last painted.
+    unsigned int unscanned = 0; ///< Objects of this scan that were not scanned wholly.
+    QBasicTimer pictureTimer;   ///< Runs while a painting is put off.
 };

@@ -99,6 +99,7 @@ void VScanStatisticsDialog::buildCounters()
         statLayout->addWidget(caption, counter.row, counter.column);
         QLabel* value = this->*counter.valueLabel = richLabel(this, counter.name);
         value->setObjectName(caption->objectName() + QStringLiteral("Value"));
+        caption->setBuddy(value);
         statLayout->addWidget(value, counter.row, counter.column + 1);
     }
     btnOk = build::textButton(this, "btnOk");

@@ -6,13 +6,16 @@
 #include "kit/texts.h"
 #include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
+#include "schedule/accessibletree.h"
 #include "schedule/objecttree.h"
 
 #include <QLabel>
 #include <QPainter>
-#include <QTreeWidgetItemIterator>
 
+#include <algorithm>
+#include <functional>
 #include <limits>
+#include <map>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,30 +24,107 @@ namespace {
 
 using State = ObjectRow::State;
 
-/// Visits all rows below `row`, in order, until `visit` answers true, and tells whether it did.
+/// Visits the marks of all that is below `row`, in a row of its own or not, until `visit` answers true, and tells
+/// whether it did.
 template <class Visitor>
 bool anyBelow(const QTreeWidgetItem& row, const Visitor& visit)
 {
+    LoadedDirectory* loaded = static_cast<const ObjectRow&>(row).loaded();
+    if (!loaded)
+        return false;
+    if (std::ranges::any_of(loaded->states, visit))
+        return true;
     for (int i = 0; i < row.childCount(); ++i) {
-        ObjectRow& child = rowOf(row.child(i));
-        if (visit(child) || anyBelow(child, visit))
+        if (anyBelow(*row.child(i), visit))
             return true;
     }
     return false;
 }
 
+void setState(State& present, int state)
+{
+    if (present != State::Locked)
+        present = state == 1 ? State::Checked : state == 2 ? State::Tristate : State::Unchecked;
+}
+
+/// The walk over all that is loaded, in its order, which gathers what is checked. A directory stands for all
+/// below it.
+class Gathering
+{
+  public:
+    explicit Gathering(VardoObject*& head)
+        : head_(head)
+    {
+    }
+
+    void visit(ObjectRow& row, int depth);
+    /// True when a checked path was refused.
+    bool denied() const { return denied_; }
+
+  private:
+    void meet(State state, int depth, const std::function<std::string()>& path);
+    void append(const std::string& path);
+
+    static constexpr int none = std::numeric_limits<int>::max();
+    VardoObject*& head_;
+    VardoObject* last_ = nullptr;
+    int standIn_ = none; ///< what is deeper than this is stood for by the checked entry before it
+    bool denied_ = false;
+};
+
 /// `name` as wide as the other pictures of the tree, which have a check box on the left.
 QPixmap besideCheckBox(const QString& name)
 {
     const QPixmap picture = vardoPixmap(name);
-    QPixmap wide(ObjectTree::pictureSize);
+    const double ratio = picture.devicePixelRatio();
+    QPixmap wide((QSizeF(ObjectTree::pictureSize) * ratio).toSize());
+    wide.setDevicePixelRatio(ratio);
     wide.fill(Qt::transparent);
-    QPainter(&wide).drawPixmap(wide.width() - picture.width(), 0, picture);
+    const QPointF place(ObjectTree::pictureSize.width() - picture.deviceIndependentSize().width(), 0);
+    QPainter(&wide).drawPixmap(place, picture);
     return wide;
 }
 
-/// Appends `path` if it names a directory or a regular file; `last` is the end of the list.
-void append(const std::string& path, VardoObject*& head, VardoObject*& last)
+void Gathering::visit(ObjectRow& row, int depth)
+{
+    meet(row.state(), depth, [&] { return row.path(); });
+    const LoadedDirectory* loaded = row.loaded();
+    if (!loaded)
+        return;
+    std::map<std::uint32_t, ObjectRow*> opened;
+    for (int i = 0; i < row.childCount(); ++i) {
+        if (ObjectRow& child = rowOf(row.child(i)); child.loaded())
+            opened[child.entry()] = &child;
+    }
+    const std::string directory = row.path() == "/" ? "/" : row.path() + "/";
+    for (const std::uint32_t entry : loaded->order) {
+        if (const auto child = opened.find(entry); child != opened.end())
+            visit(*child->second, depth + 1);
+        else
+            meet(loaded->states[entry], depth + 1, [&] { return directory + loaded->listing->name(entry); });
+    }
+}
+
+void Gathering::meet(State state, int depth, const std::function<std::string()>& path)
+{
+    if (state == State::Locked)
+        return;
+    if (state != State::Checked) {
+        standIn_ = none;
+        return;
+    }
+    if (depth > standIn_)
+        return;
+    standIn_ = depth;
+    const std::string checked = path();
+    if (::access(checked.c_str(), R_OK) == 0)
+        append(checked);
+    else
+        denied_ = true;
+}
+
+/// Appends `path` if it names a directory or a regular file.
+void Gathering::append(const std::string& path)
 {
     struct stat status
     {
@@ -52,11 +132,11 @@ void append(const std::string& path, VardoObject*& head, VardoObject*& last)
     if (::stat(path.c_str(), &status) != 0 || !(S_ISDIR(status.st_mode) || S_ISREG(status.st_mode)))
         return;
     const char type = S_ISDIR(status.st_mode) ? Vardo::ScanObjDir : Vardo::ScanObjFile;
-    if (!head) {
-        head = last = new VardoObject(path.c_str(), type);
-    } else if (last->AddLast(path.c_str(), type) >= 0) {
+    if (!head_) {
+        head_ = last_ = new VardoObject(path.c_str(), type);
+    } else if (last_->AddLast(path.c_str(), type) >= 0) {
         // Going on from the end keeps 100,000 entries from taking time by the square.
-        last = last->objNext;
+        last_ = last_->objNext;
     }
 }
 
@@ -71,6 +151,12 @@ VObjectSelectionDialog::VObjectSelectionDialog(QWidget* parent, const char* name
     languageChange();
     connectWidgets();
     init();
+}
+
+/// The tree shows pictures of the dialog's to its end.
+VObjectSelectionDialog::~VObjectSelectionDialog()
+{
+    delete lstDirView;
 }
 
 void VObjectSelectionDialog::buildWidgets()
@@ -97,6 +183,7 @@ void VObjectSelectionDialog::connectWidgets()
 void VObjectSelectionDialog::languageChange()
 {
     setWindowTitle(tr("Vardo"));
+    lstDirView->setAccessibleName(tr("Select files / directory to scan"));
     lstDirView->setHeaderLabels({tr("Name"), tr("Type"), tr("Size")});
     setTexts(tr, {
                      {lblTitle, "Select files / directory to scan"},
@@ -109,6 +196,7 @@ void VObjectSelectionDialog::languageChange()
 void VObjectSelectionDialog::init()
 {
     loadPictures();
+    lstDirView->setPictures([this](const ObjectRow& row) -> const QIcon& { return pictureOf(row); });
     initDirView();
 }
 
@@ -144,45 +232,23 @@ void VObjectSelectionDialog::changeScanCaption()
 
 void VObjectSelectionDialog::initDirView()
 {
-    lstDirView->clear();
-    auto* root = new ObjectRow(QCollator());
-    lstDirView->addTopLevelItem(root);
-    // For the keyboard alone: the row is not selected.
-    lstDirView->setCurrentItem(root, ObjectRow::NameColumn, QItemSelectionModel::NoUpdate);
-    lstDirView->expandItem(root);
+    lstDirView->start();
 }
 
 void VObjectSelectionDialog::slotExpanded(QTreeWidgetItem* item)
 {
     ObjectRow& row = rowOf(item);
     // A link is not entered, so that the tree has no loops.
-    if (row.childCount() == 0 && !row.isSymbolicLink())
-        loadChildren(row);
+    if (!row.loaded() && !row.isLoading() && !row.isSymbolicLink())
+        lstDirView->load(row);
     row.setOpen(true);
-    row.setPicture(pictureOf(row));
     lstDirView->viewport()->update();
-}
-
-void VObjectSelectionDialog::loadChildren(ObjectRow& row)
-{
-    const bool inherit = row.state() == State::Checked;
-    const QCollator collator;
-    QList<QTreeWidgetItem*> children;
-    for (DirectoryEntry& entry : listDirectory(row.path())) {
-        auto* child = new ObjectRow(std::move(entry), collator);
-        if (inherit && child->state() != State::Locked)
-            child->setState(State::Checked);
-        child->setPicture(pictureOf(*child));
-        children << child;
-    }
-    lstDirView->addRows(row, std::move(children));
 }
 
 void VObjectSelectionDialog::slotCollapsed(QTreeWidgetItem* item)
 {
     ObjectRow& row = rowOf(item);
     row.setOpen(false);
-    row.setPicture(pictureOf(row));
     lstDirView->viewport()->update();
 }
 
@@ -202,19 +268,12 @@ const QIcon& VObjectSelectionDialog::pictureOf(const ObjectRow& row) const
     }
 }
 
-void VObjectSelectionDialog::setRow(ObjectRow& row, int state)
-{
-    if (row.state() == State::Locked)
-        return;
-    row.setState(state == 1 ? State::Checked : state == 2 ? State::Tristate : State::Unchecked);
-    // There is no picture of a partly checked file.
-    if (row.isDirectory() || state != 2)
-        row.setPicture(pictureOf(row));
-}
-
 void VObjectSelectionDialog::itemCheck(QTreeWidgetItem* item, int state)
 {
-    setRow(rowOf(item), state);
+    State present = rowOf(item).state();
+    setState(present, state);
+    rowOf(item).setState(present);
+    announceRow(*lstDirView, lstDirView->indexFromItem(item), QAccessible::StateChanged);
     lstDirView->viewport()->update();
 }
 
@@ -227,8 +286,8 @@ void VObjectSelectionDialog::itemClicked(QTreeWidgetItem* item)
         return;
     const int state = present == State::Unchecked ? 1 : 0;
     itemCheck(item, state);
-    anyBelow(*item, [this, state](ObjectRow& row) {
-        setRow(row, state);
+    anyBelow(*item, [state](State& below) {
+        setState(below, state);
         return false;
     });
     checkParent(item, state);
@@ -244,11 +303,9 @@ void VObjectSelectionDialog::checkParent(QTreeWidgetItem* item, int state)
         checkParent(parent, 3);
         return;
     }
-    const bool mixed = anyBelow(*parent, [state](const ObjectRow& row) {
+    const bool mixed = anyBelow(*parent, [state](State below) {
         // Locked rows and special ones that no check has reached count for neither side.
-        if (state == 1)
-            return row.state() == State::Unchecked;
-        return row.state() == State::Checked || row.state() == State::Tristate;
+        return state == 1 ? below == State::Unchecked : below == State::Checked || below == State::Tristate;
     });
     const int parentState = mixed ? 2 : state == 1 ? 1 : 0;
     itemCheck(parent, parentState);
@@ -273,28 +330,7 @@ void VObjectSelectionDialog::scanSelectedItems()
 
 bool VObjectSelectionDialog::collectChecked()
 {
-    constexpr int none = std::numeric_limits<int>::max();
-    // Rows deeper than this are stood for by the checked row before them.
-    int standIn = none;
-    bool denied = false;
-    VardoObject* last = nullptr;
-    for (QTreeWidgetItemIterator it(lstDirView); *it; ++it) {
-        const ObjectRow& row = rowOf(*it);
-        if (row.state() == State::Locked)
-            continue;
-        if (row.state() != State::Checked) {
-            standIn = none;
-            continue;
-        }
-        const int depth = row.depth();
-        if (depth > standIn)
-            continue;
-        standIn = depth;
-        const std::string path = row.path();
-        if (::access(path.c_str(), R_OK) == 0)
-            append(path, *objects, last);
-        else
-            denied = true;
-    }
-    return denied;
+    Gathering gathering(*objects);
+    gathering.visit(rowOf(lstDirView->topLevelItem(0)), 0);
+    return gathering.denied();
 }

@@ -18,6 +18,7 @@ class VObjectSelectionDialog : public DialogWindow
 
   public:
     VObjectSelectionDialog(QWidget* parent, const char* name, bool modal, Qt::WindowFlags flags);
+    ~VObjectSelectionDialog() override;
 
     /// Where the list of chosen objects goes, which the caller then ends with ClearList; null there means
     /// that nothing was chosen. Without a place the scan button does nothing.
@@ -48,9 +49,7 @@ class VObjectSelectionDialog : public DialogWindow
     void connectWidgets();
     void init();
     void loadPictures();
-    void loadChildren(ObjectRow& row);
     const QIcon& pictureOf(const ObjectRow& row) const;
-    void setRow(ObjectRow& row, int state);
     /// Fills the caller's list. True when a checked path was refused.
     bool collectChecked();
 

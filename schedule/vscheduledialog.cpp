@@ -122,6 +122,7 @@ void VScheduleDialog::buildSchedulePage()
     wgtScheduleLayout->addLayout(jobNameLayout);
     wgtScheduleLayout->addWidget(btngrpObjects);
     wgtScheduleLayout->addWidget(btngrpSchedule);
+    lblScheduleName->setBuddy(editJobName);
     editJobName->setFocus();
 }
 
@@ -159,11 +160,13 @@ void VScheduleDialog::buildTimeGroup()
         this->*time.label = plainLabel(btngrpSchedule, time.labelName);
         this->*time.spin =
             build::spinBox(btngrpSchedule, time.spinName, time.least, time.greatest, time.least);
+        (this->*time.label)->setBuddy(this->*time.spin);
         btngrpScheduleLayout->addWidget(this->*time.label, 1, column);
         btngrpScheduleLayout->addWidget(this->*time.spin, 2, column++, Qt::AlignLeft);
     }
     lblDay = plainLabel(btngrpSchedule, "lblDay");
     cmbWeekDay = build::comboBox(btngrpSchedule, "cmbWeekDay", background::box);
+    lblDay->setBuddy(cmbWeekDay);
     btngrpScheduleLayout->addWidget(lblDay, 1, 4);
     btngrpScheduleLayout->addWidget(cmbWeekDay, 2, 4);
     rdoOnce->setChecked(true);
@@ -173,6 +176,7 @@ void VScheduleDialog::buildOptionPage()
 {
     lblInfectedAction = plainLabel(wgtOption, "lblInfectedAction");
     cmbScanAction = build::comboBox(wgtOption, "cmbScanAction", background::box);
+    lblInfectedAction->setBuddy(cmbScanAction);
     infectedActionLayout = build::row(6, {lblInfectedAction, cmbScanAction});
     infectedSpacer = build::stretch();
     infectedActionLayout->addItem(infectedSpacer);
@@ -228,6 +232,8 @@ void VScheduleDialog::languageChange()
                      {lblInfectedAction, "Actions in case of virus detection"},
                      {grpboxSetting, "Settings"},
                  });
+    tabSchedule->setAccessibleName(tr("Scheduler"));
+    lstObjList->setAccessibleName(tr("Objects"));
     for (const Frequency& frequency : frequencies)
         setTexts(tr, {{this->*frequency.radio, frequency.text}});
     for (const Time& time : times)

@@ -11,7 +11,9 @@
 #include "scan/actiondata.h"
 #include "scan/vmemscandialog.h"
 #include "shell/agealert.h"
+#include "shell/cause.h"
 #include "shell/globals.h"
+#include "shell/screenfactor.h"
 #include "shell/xthreads.h"
 
 #include <QApplication>
@@ -99,7 +101,7 @@ void Startup::createApplication()
         qputenv("QT_QPA_PLATFORM", "xcb");
     // The skin brings its own colours and fonts.
     QApplication::setDesktopSettingsAware(false);
-    application_.reset(new (std::nothrow) QApplication(argc_, argv_));
+    application_ = screenfactor::applicationFor(windowSize, argc_, argv_);
     if (!application_)
         std::exit(refusedCode);
 
@@ -108,8 +110,6 @@ void Startup::createApplication()
     applyVardoStyle(*application_);
     // A box closed before the window opens must not end the program: see showWindow().
     QApplication::setQuitOnLastWindowClosed(false);
-    if (const QScreen* screen = QGuiApplication::primaryScreen())
-        screen_ = screen->geometry().size();
 }
 
 Startup::Outcome Startup::checkEngine()
@@ -189,13 +189,13 @@ Startup::Outcome Startup::createWindow()
     window_ = std::make_unique<VMainWidget>(nullptr, nullptr, FRAMELESS_FLAGS);
     window_->setValues(application_.get(), qsavConf, vardo);
     // The message asks for more than the window needs.
-    const bool fits = screen_.width() >= windowSize.width() && screen_.height() >= windowSize.height();
+    const bool fits = screenfactor::hasPixels(windowSize);
     return fits ? std::nullopt : Outcome(Refusal::SmallScreen);
 }
 
 Startup::Outcome Startup::showWindow()
 {
-    const QSize space = screen_ - windowSize;
+    const QSize space = QGuiApplication::primaryScreen()->geometry().size() - windowSize;
     window_->setGeometry(space.width() / 2, space.height() / 2, windowSize.width(), windowSize.height());
     window_->show();
     window_->setFixedSize(windowSize);
@@ -218,9 +218,35 @@ void Startup::teardown()
     remPIDFile();
 }
 
+/// Empty where the message says it all.
+std::string Startup::causeOf(Refusal refusal)
+{
+    switch (refusal) {
+    case Refusal::NoEngine:
+        return "the engine does not know this kind of system";
+    case Refusal::NoInstallation:
+        return std::string(paths::versionFile) + " cannot be read or names no installation";
+    case Refusal::AlreadyRunning:
+        return std::string("the process in ") + paths::guardFile + " is running";
+    case Refusal::NoGuard:
+        return causeOfNoGuard();
+    case Refusal::NoConfiguration:
+        return "cannot make .vardo/vardo.conf in the home directory";
+    case Refusal::NoVardo:
+    case Refusal::NoAV:
+        return vardo && *vardo->ScanError() ? vardo->ScanError() : std::string("cannot use ") + vardoConf;
+    case Refusal::SmallScreen:
+        break;
+    }
+    return {};
+}
+
 void Startup::refuse(Refusal refusal)
 {
     const Message& message = messages.at(static_cast<std::size_t>(refusal));
+    const std::string cause = causeOf(refusal);
+    if (!cause.empty())
+        tellCause(message.text, cause);
     const QString text = QObject::tr(message.text);
     switch (message.box) {
     case Box::Notice:

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 class QApplication;
 class VMainWidget;
@@ -51,11 +52,11 @@ class Startup
     Outcome showWindow();
     void teardown();
 
+    static std::string causeOf(Refusal refusal);
     static void refuse(Refusal refusal);
 
     int& argc_;
     char** argv_;
-    QSize screen_;
     QS_SystemType systemType_ = QS_UNWSystem;
     int installation_ = INSTALLATION_UNUSABLE;
     std::unique_ptr<QApplication> application_;

@@ -3,6 +3,7 @@
 #include "base/paths.h"
 #include "engine/interface.h"
 #include "engine/update.h"
+#include "kit/accessible.h"
 #include "kit/builders.h"
 #include "kit/labels.h"
 #include "kit/palettes.h"
@@ -117,6 +118,7 @@ void VUpdateDialog::buildCentre()
     dlProgress->setObjectName(QStringLiteral("dlProgress"));
     dlProgress->setFixedSize(260, 26);
     dlProgress->setAlignment(Qt::AlignCenter);
+    dlProgress->setAccessibleName(tr("Update"));
     centerLayout->addWidget(dlProgress, 1, 0, 1, 2);
     lblByteProgress = plainLabel(this, "lblByteProgress");
     centerLayout->addWidget(lblByteProgress, 1, 2, 1, 4);
@@ -133,6 +135,7 @@ void VUpdateDialog::buildCentre()
     txtUpdateDetails = new VTextPane(this, "txtUpdateDetails");
     txtUpdateDetails->setFixedSize(450, 144);
     txtUpdateDetails->setPalette(contentPalette());
+    txtUpdateDetails->setAccessibleName(tr("Details"));
     centerLayout->addWidget(txtUpdateDetails, 4, 0, 1, 6);
     mainLayout->addLayout(centerLayout);
 }
@@ -141,7 +144,7 @@ void VUpdateDialog::languageChange()
 {
     setWindowTitle(tr("Update"));
     setTexts(tr, {
-                     {lnkShow, "Show Detail <<", "Toggles to show and hide details"},
+                     {lnkShow, "Show Detail <<", "Toggles to show and hide details", "Alt+D"},
                      {btnStop, "&Stop", "Stop update process", "Alt+S"},
                      {btnClose, nullptr, "Close"},
                      {lblServer, "Downloading AntiVirus and Anti-Spyware Databases..."},
@@ -188,7 +191,10 @@ int VUpdateDialog::UpdateCallBack(int code, const char* text, long long first, l
     if (!dialog)
         return CALLBACK_CONTINUE;
     const auto phase = [dialog](const char* line) {
-        dialog->later([dialog, line] { dialog->lblServer->setText(tr(line)); });
+        dialog->later([dialog, line] {
+            dialog->lblServer->setText(tr(line));
+            accessible::tellChanged({dialog->lblServer});
+        });
     };
     const auto detail = [dialog](QByteArray line) {
         dialog->later([dialog, line = line + '\n'] { dialog->txtUpdateDetails->append(line); });
@@ -247,7 +253,7 @@ void VUpdateDialog::slotClosed()
 void VUpdateDialog::slotShowDetails()
 {
     const bool show = !showDetails;
-    lnkShow->setText(show ? tr("Hide Detail >>") : tr("Show Detail <<"));
+    setTexts(tr, {{lnkShow, show ? "Hide Detail >>" : "Show Detail <<", nullptr, "Alt+D"}});
     txtUpdateDetails->setVisible(show);
     setShape({windowWidth, show ? detailHeight : plainHeight}, horizontalRound,
              show ? detailRound : plainRound);

@@ -1,3 +1,4 @@
+#include "base/begin.h"
 #include "base/paths.h"
 #include "engine/update.h"
 #include "updater/interruption.h"
@@ -138,6 +139,7 @@ Outcome run(const Options& options, Interruption& interruption, Report& report)
 
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     // Nothing that the caller's environment says counts, neither here nor in what is started.
     ::clearenv();
     ::umask(022);

@@ -136,6 +136,8 @@ std::optional<Outcome> Run::prepare()
         return Outcome{UPDATE_NO_LOCK, base::describeError(errno)};
     }
     report_.openLog();
+    for (const std::string& setting : settings_.refused)
+        report_.detail(setting);
     installation_->sweep();
     installed_ = versionsIn(installation_->live());
     return {};

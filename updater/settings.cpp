@@ -150,15 +150,15 @@ base::Result<Settings> readSettings(const std::string& qsavConf, const std::stri
     for (const auto& [key, value] : wishes)
         conf->set(key, value);
     Settings settings;
-    settings.signatures = places->safePath("path:SignaturePath", paths::signatures);
-    settings.temporary = places->safePath("path:UpdateTempPath", paths::updateTemp);
-    settings.backup = places->safePath("path:UpdateBackupPath", paths::updateBackup);
+    settings.signatures = places->safePath("path:SignaturePath", paths::signatures, &settings.refused);
+    settings.temporary = places->safePath("path:UpdateTempPath", paths::updateTemp, &settings.refused);
+    settings.backup = places->safePath("path:UpdateBackupPath", paths::updateBackup, &settings.refused);
     settings.limit = std::chrono::minutes(conf->number("Update:MaxMinutes", 1, 1440, 120));
     update::FetchOrder& order = settings.order;
     order.timeOut = static_cast<unsigned>(conf->number("Update:TimeOut", 15, 90, 30));
     order.attempts = static_cast<unsigned>(conf->number("Update:Retries", 1, 5, 3));
     order.mostBytes = conf->number("Update:MaxFileMB", 1, 4000, 1000) * megabyte;
-    order.authorities = conf->safePath("Update:Certificates", usualAuthorities);
+    order.authorities = conf->safePath("Update:Certificates", usualAuthorities, &settings.refused);
     for (const auto& problem :
          {takeServer(*conf, order), takeProxy(*conf, order), takeDatabases(*conf, settings.databases)}) {
         if (problem)

@@ -19,6 +19,7 @@ struct Settings
     std::vector<std::string> databases;
     update::FetchOrder order; ///< but for the databases
     std::chrono::minutes limit{};
+    std::vector<std::string> refused; ///< paths that do not count, for a person
 };
 
 /// Settings that go before those of the file, by their keys: `Update:Server`.

@@ -30,7 +30,7 @@ class Window : public RealWindow
     using RealWindow::RealWindow;
 
     /// Clicks the first column of the row whose first text is `row`, `x` from its left edge.
-    bool clickRow(const QString& list, const QString& row, int x = 10)
+    bool clickRow(const QString& list, const QString& row, int x = 10, int button = 1)
     {
         QRect where;
         const auto shown = [&] {
@@ -46,7 +46,7 @@ class Window : public RealWindow
         };
         if (!waitUntil(list + ", row " + row, shown))
             return false;
-        clickAt(where.topLeft() + QPoint(x, where.height() / 2));
+        clickAt(where.topLeft() + QPoint(x, where.height() / 2), button);
         return true;
     }
 };
@@ -58,13 +58,16 @@ QImage pictureOf(Window& window, const QString& name, int xRnd, int yRnd)
     QTest::qWait(400); // for what is animated
     const QRect place = window.find(name).place;
     VirtualScreen::savePicture(whole);
-    const QImage screen = QImage(whole).copy(place);
-    QImage cut(place.size(), QImage::Format_ARGB32_Premultiplied);
+    const double factor = RealWindow::factor();
+    const QRect pixels((QPointF(place.topLeft()) * factor).toPoint(),
+                       (QSizeF(place.size()) * factor).toSize());
+    const QImage screen = QImage(whole).copy(pixels);
+    QImage cut(pixels.size(), QImage::Format_ARGB32_Premultiplied);
     cut.fill(Qt::transparent);
     QPainter painter(&cut);
-    painter.setClipRegion(QRegion(roundedOutline(place.size(), xRnd, yRnd), Qt::OddEvenFill));
+    painter.setClipRegion(QRegion(roundedOutline(place.size(), xRnd, yRnd, factor), Qt::OddEvenFill));
     painter.drawImage(0, 0, screen);
-    return cut.copy(0, 0, place.width() - 1, place.height() - 1);
+    return cut.copy(0, 0, cut.width() - 1, cut.height() - 1);
 }
 
 void save(const QImage& picture, const QString& name)
@@ -175,11 +178,31 @@ void takeQuarantine()
         sandbox::writeFile(path, bad + std::string(size - bad.size(), ' '));
     }
     Window window;
-    must(window.click("VMainWidget/lnkScanHome") && window.waitFor("VScanStatisticsDialog") &&
-         window.click("VScanStatisticsDialog/btnOk") && window.waitForEnd("VProgressWidget"));
+    must(window.click("VMainWidget/lnkScanHome") && window.waitFor("VScanStatisticsDialog"));
+    save(pictureOf(window, "VScanStatisticsDialog", 3, 6), "statistics.png");
+    must(window.click("VScanStatisticsDialog/btnOk") && window.waitForEnd("VProgressWidget"));
     must(window.click("VMainWidget/lnkQuarantine") && window.waitFor("VMainWidget/lstQuarantine") &&
          window.clickRow("VMainWidget/lstQuarantine", "setup_2026.exe"));
     save(pictureOf(window, "VMainWidget", 3, 3), "quarantine.png");
+    must(window.clickRow("VMainWidget/lstQuarantine", "setup_2026.exe", 30, 3) && window.waitFor("mnuQuarantine"));
+    save(pictureOf(window, "VMainWidget", 3, 3), "quarantinemenu.png");
+}
+
+/// The question about an infected file, and the options, where the keyboard is on a check box.
+void takePromptAndOptions()
+{
+    product::install("[Scan]\nAction=prompt\n");
+    sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "1.0.0 TIER-A\n");
+    sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "20/11/2026 18:30\n");
+    sandbox::writeFile("/root/invoice.com", ServiceHome::testFile().toStdString());
+    Window window;
+    must(window.click("VMainWidget/lnkScanHome") && window.waitFor("VGetUserAction"));
+    save(pictureOf(window, "VGetUserAction", 6, 13), "prompt.png");
+    must(window.click("VGetUserAction/lnkNothing") && window.click("VScanStatisticsDialog/btnOk") &&
+         window.waitForEnd("VProgressWidget") && window.click("VMainWidget/lnkScanSetting") &&
+         window.click("VMainWidget/chkMail") && window.click("VMainWidget/chkMail"));
+    window.press("Tab");
+    save(pictureOf(window, "VMainWidget", 3, 3), "options.png");
 }
 
 /// The list of scan logs, and the viewer with the newest.
@@ -279,9 +302,6 @@ void takeUpdate()
     product::install(QByteArray(settings) + "[Alert]\nWarnOldSignatures=no\n");
     sandbox::writeFile("/opt/Quillstone/etc/vardo-ver", "1.0.0 TIER-A\n");
     sandbox::writeFile("/opt/Quillstone/etc/vardo/.lastScan", "20/11/2026 18:30\n");
-    fs::create_directories("/var/Quillstone/var/tmp");
-    const fs::path sbin = "/opt/Quillstone/sbin";
-    fs::create_symlink(fs::read_symlink(sbin / "qsavd").parent_path() / "qsfetch", sbin / "qsfetch");
     const updateworld::Mirror mirror;
     mirror.publish(2);
     fs::copy_file(updateworld::database(1), "/var/Quillstone/var/lib/signatures/test.cvd");
@@ -305,7 +325,7 @@ void takeUpdate()
 void saveBoxes(const QList<QImage>& boxes)
 {
     constexpr int gap = 12;
-    QImage all(1024, 768, QImage::Format_ARGB32_Premultiplied);
+    QImage all(boxes[0].size() * 3, QImage::Format_ARGB32_Premultiplied);
     all.fill(Qt::transparent);
     QPainter painter(&all);
     QRect used;
@@ -320,18 +340,21 @@ void saveBoxes(const QList<QImage>& boxes)
 
 } // namespace
 
+/// takepictures [FACTOR]: how many pixels the program's units have, else two.
 int main(int argc, char** argv)
 {
     if (!sandbox::inside())
         return sandbox::enterAsRoot(argv);
+    qputenv("QT_SCALE_FACTOR", argc > 1 ? argv[1] : "2");
     const QCoreApplication application(argc, argv);
-    const VirtualScreen screen;
+    const VirtualScreen screen((QSizeF(1024, 768) * RealWindow::factor()).toSize());
     if (!screen.isUp())
         return EXIT_FAILURE;
     takeTree();
     takeMemoryScan();
     takeHelp();
     takeQuarantine();
+    takePromptAndOptions();
     takeLogs();
     takeSchedules();
     takeUpdate();

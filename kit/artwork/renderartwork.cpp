@@ -1,5 +1,6 @@
-// Renders the pictures of a list from their SVG templates and writes them as a table of EmbedImage records.
-// Usage: renderartwork LIST OUTPUT. The list's own comments tell its syntax.
+// Renders the pictures of a list from their SVG templates and writes them as a table of EmbedImage records,
+// and their documents as one of EmbedDrawing records. Usage: renderartwork LIST IMAGES DRAWINGS. The list's
+// own comments tell its syntax.
 
 #include "kit/artwork/svgtemplate.h"
 
@@ -20,6 +21,8 @@ struct Picture
     QString name;
     QImage image; ///< in the depth of the table
     bool alpha = false;
+    QByteArray document;
+    QString opacity;
 };
 
 QSize parseSize(const QString& text)
@@ -101,7 +104,8 @@ class List
         Parameters all{{"w", QString::number(size.width())}, {"h", QString::number(size.height())}};
         all.insert(parameters(QStringList{"@all"} + words.mid(4)));
         const QImage drawn = renderTemplate(m_directory + '/' + words[3], all, size);
-        m_pictures.append({words[0], inDepth(drawn, words[2], words[0]), words[2] == "alpha"});
+        m_pictures.append({words[0], inDepth(drawn, words[2], words[0]), words[2] == "alpha",
+                           expandTemplate(m_directory + '/' + words[3], all), all.value("opacity", "1")});
     }
 
     QString m_directory;
@@ -125,7 +129,7 @@ void writeTable(QTextStream& out, const QList<Picture>& pictures)
 {
     QString table;
     for (qsizetype i = 0; i < pictures.size(); ++i) {
-        const auto& [name, image, alpha] = pictures[i];
+        const auto& [name, image, alpha, document, opacity] = pictures[i];
         const QByteArray data = packed(image);
         out << "static const unsigned char image_" << i << "_data[] = {\n";
         writeBytes(out, data);
@@ -151,21 +155,48 @@ void writeTable(QTextStream& out, const QList<Picture>& pictures)
         << table << "    {0, 0, 0, nullptr, 0, 0, nullptr, false, nullptr},\n};\n";
 }
 
+void writeDrawings(QTextStream& out, const QList<Picture>& pictures)
+{
+    QString table;
+    for (qsizetype i = 0; i < pictures.size(); ++i) {
+        const Picture& picture = pictures[i];
+        const QByteArray data = qCompress(picture.document.simplified(), 9);
+        out << "static const unsigned char drawing_" << i << "_data[] = {\n";
+        writeBytes(out, data);
+        out << "};\n";
+        table += QString("    {%1, %2, %3, drawing_%4_data, %5, \"%6\"},\n")
+                     .arg(picture.image.width())
+                     .arg(picture.image.height())
+                     .arg(picture.opacity)
+                     .arg(i)
+                     .arg(data.size())
+                     .arg(picture.name);
+    }
+    out << "static const EmbedDrawing embed_drawing_vec[] = {\n"
+        << table << "    {0, 0, 0, nullptr, 0, nullptr},\n};\n";
+}
+
+void writeFile(const QString& path, void (*write)(QTextStream&, const QList<Picture>&), const List& list)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        fail(path + ": " + file.errorString());
+    QTextStream out(&file);
+    write(out, list.pictures());
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() != 3)
-        fail("Usage: renderartwork LIST OUTPUT");
+    if (arguments.size() != 4)
+        fail("Usage: renderartwork LIST IMAGES DRAWINGS");
     List list(QFileInfo(arguments[1]).path());
     for (const QString& line : readText(arguments[1]).split('\n'))
         list.read(line);
-    QFile file(arguments[2]);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        fail(arguments[2] + ": " + file.errorString());
-    QTextStream out(&file);
-    writeTable(out, list.pictures());
+    writeFile(arguments[2], &writeTable, list);
+    writeFile(arguments[3], &writeDrawings, list);
     return 0;
 }

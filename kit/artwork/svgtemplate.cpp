@@ -57,9 +57,14 @@ QString expand(const QString& path, const Parameters& parameters)
 
 } // namespace
 
+QByteArray expandTemplate(const QString& path, const Parameters& parameters)
+{
+    return expand(path, parameters).toUtf8();
+}
+
 QImage renderTemplate(const QString& path, const Parameters& parameters, QSize size)
 {
-    QSvgRenderer renderer(expand(path, parameters).toUtf8());
+    QSvgRenderer renderer(expandTemplate(path, parameters));
     if (!renderer.isValid())
         fail(path + ": not an SVG document");
     QImage drawn(size, QImage::Format_RGBA64_Premultiplied); // pale gradients show bands at 8 bits

@@ -1,5 +1,6 @@
 #include "tests/e2e/realwindow.h"
 
+#include "base/paths.h"
 #include "tests/qsavd/servicehome.h"
 #include "tests/qsavd/zipwriter.h"
 
@@ -46,7 +47,7 @@ void useHands(const QStringList& arguments)
 
 QString pidFile(unsigned int user)
 {
-    return user == 0 ? "/opt/Quillstone/var/run/qsav.pid" : "/home/tester/.vardo/qsav.pid";
+    return user == 0 ? paths::servicePid : "/home/tester/.vardo/qsav.pid";
 }
 
 } // namespace
@@ -230,9 +231,17 @@ bool RealWindow::click(const QString& name, QPoint at)
     return true;
 }
 
-void RealWindow::clickAt(QPoint point)
+double RealWindow::factor()
 {
-    useHands({"mousemove", QString::number(point.x()), QString::number(point.y()), "click", "1"});
+    const double factor = qgetenv("QT_SCALE_FACTOR").toDouble();
+    return factor > 0 ? factor : 1;
+}
+
+void RealWindow::clickAt(QPoint point, int button)
+{
+    const QPoint pixel = (QPointF(point) * factor()).toPoint();
+    useHands({"mousemove", QString::number(pixel.x()), QString::number(pixel.y()), "click",
+              QString::number(button)});
 }
 
 void RealWindow::press(const QString& keys)

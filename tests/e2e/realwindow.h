@@ -86,8 +86,8 @@ class RealWindow
     /// Clicks, when it can be reached, the middle of the widget (of a check box, its mark) or `at` from its
     /// upper left corner.
     bool click(const QString& name, QPoint at = {-1, -1});
-    /// Clicks a place on the screen.
-    void clickAt(QPoint place);
+    /// Clicks a place on the screen, with the left button if no other.
+    void clickAt(QPoint place, int button = 1);
     /// Presses keys, in the notation of xdotool: "ctrl+a".
     void press(const QString& keys);
 
@@ -101,6 +101,9 @@ class RealWindow
     int exitCode();
     qint64 pid() const { return process_.processId(); }
     void kill();
+
+    /// Pixels of the screen in one of the program's units, in which all places are told.
+    static double factor();
 
     /// A rectangle as the probe tells it.
     static QRect rectOf(const QJsonValue& value);

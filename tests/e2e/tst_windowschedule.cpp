@@ -22,6 +22,16 @@ class TestWindowSchedule : public QObject
     }
 
   private slots:
+    void missingSignaturesAreTold()
+    {
+        product::install("[Scan]\nAction=log\n");
+        sandbox::writeFile("/var/Quillstone/var/lib/signatures/torn.ndb", "Vardo.Torn:0");
+        Desktop desktop;
+        RealWindow window;
+        QVERIFY(window.waitFor("VMainWidget"));
+        QVERIFY(desktop.shown().contains("torn.ndb was left out"));
+    }
+
     void cronRunsWhatTheWindowSaved()
     {
         product::install("[Scan]\nAction=log\n[Log]\nLevel=all\n");

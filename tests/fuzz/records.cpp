@@ -1,5 +1,4 @@
 #include "quarantine/record.h"
-#include "quarantine/restorenote.h"
 #include "tests/fuzz/demand.h"
 
 #include <cstddef>
@@ -8,9 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
-// libFuzzer target: reads the input as a record file and as a note for restoring, and stops when the record's
-// fields are not those of strtok, its lines not those of fgets, or what was read is not what is written
-// again.
+// libFuzzer target: reads the input as a record file, and stops when a record's fields are not those of
+// strtok, its lines not those of fgets, or what was read is not what is written again.
 
 namespace {
 
@@ -44,16 +42,6 @@ void checkFields(const std::string& line)
     demand(!whole || quarantine::parseLine(quarantine::toLine(*record)) == record, "written and read again");
 }
 
-void checkNote(const std::string& text)
-{
-    const auto note = quarantine::parseNote(text);
-    if (!note)
-        return;
-    const std::string written = quarantine::toText(*note);
-    const auto again = quarantine::parseNote(written);
-    demand(again && quarantine::toText(*again) == written, "note");
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
@@ -64,6 +52,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         checkLines(input, limit);
     for (const std::string& line : quarantine::splitLines(input, quarantine::recordLimit))
         checkFields(line);
-    checkNote(input);
     return 0;
 }

@@ -20,7 +20,8 @@ namespace {
 
 constexpr uid_t nobody = 65534;
 
-std::atomic<int> slowDisk = 0; ///< milliseconds that it takes
+std::atomic<int> slowDisk = 0;      ///< milliseconds that it takes
+std::function<void()> atLastMoment; ///< called once, before a file named "bad" is moved or removed
 
 /// Mounts of this process alone; false when it may not mount.
 bool makeOwnMounts()
@@ -93,7 +94,25 @@ QByteArray counted(const QS_InterfaceScanStatistics& s)
     return words.mid(1);
 }
 
+void beforeUseOf(const char* name)
+{
+    if (qstrcmp(name, "bad") == 0 && atLastMoment)
+        std::exchange(atLastMoment, {})();
+}
+
 } // namespace
+
+extern "C" int renameat2(int from, const char* name, int to, const char* newName, unsigned flags)
+{
+    beforeUseOf(name);
+    return static_cast<int>(::syscall(SYS_renameat2, from, name, to, newName, flags));
+}
+
+extern "C" int unlinkat(int directory, const char* name, int flags)
+{
+    beforeUseOf(name);
+    return static_cast<int>(::syscall(SYS_unlinkat, directory, name, flags));
+}
 
 extern "C" int fsync(int fd)
 {
@@ -349,6 +368,25 @@ class TestActions : public QObject
         QVERIFY(!ScanWorld::list(world.path("../quarantine")).contains("bad"));
     }
 
+    /// What is exchanged after the last look stays, and so does what takes its place when it comes back.
+    void deletesNothingElseAtTheLastMoment()
+    {
+        for (const bool taken : {false, true}) {
+            ScanWorld world;
+            const QByteArray bad = world.write("bad", "infected");
+            world.plan.action = SCANACT_DELETE;
+            atLastMoment = [&] {
+                ::rename(world.write("new", "precious").constData(), bad.constData());
+                if (taken)
+                    atLastMoment = [&] { world.write("bad", "newer"); };
+            };
+            QCOMPARE(world.scan(), 0);
+            QCOMPARE(world.statistics.scActionError, 1u);
+            QCOMPARE(ScanWorld::list(world.path()), taken ? Names({"bad", "bad-0"}) : Names{"bad"});
+            QCOMPARE(ScanWorld::read(world.path(taken ? "bad-0" : "bad")), QByteArray("precious"));
+        }
+    }
+
     void actsOnEveryHardLink()
     {
         for (const unsigned action : {SCANACT_DELETE, SCANACT_RENAME, SCANACT_QUARANTINE}) {
@@ -361,6 +399,32 @@ class TestActions : public QObject
             QCOMPARE(world.statistics.scActionError, 0u);
             QCOMPARE(world.statistics.scDeleted + world.statistics.scRenamed + world.statistics.scQuarantined,
                      3u);
+        }
+    }
+
+    /// In layers, as in a container, a file with two names becomes another one when it is moved.
+    void actsInLayers()
+    {
+        if (!mounts_)
+            QSKIP("needs mounts");
+        for (const unsigned action : {SCANACT_DELETE, SCANACT_RENAME}) {
+            ScanWorld world;
+            world.directory("../upper");
+            const Mount upper(world.path("../upper"), "size=1m");
+            for (const char* name : {"../upper/u", "../upper/w", "../lower"})
+                world.directory(name);
+            const QByteArray bad = world.write("../lower/bad", "infected");
+            QCOMPARE(::link(bad.constData(), world.path("../lower/too").constData()), 0);
+            const QByteArray layers = "lowerdir=" + world.path("../lower") +
+                                      ",upperdir=" + world.path("../upper/u") +
+                                      ",workdir=" + world.path("../upper/w");
+            if (::mount("none", world.path().constData(), "overlay", 0, layers.constData()) != 0)
+                QSKIP("there are no layers here");
+            world.plan.action = action;
+            const int result = world.scan();
+            ::umount2(world.path().constData(), MNT_DETACH);
+            QCOMPARE(result, 0);
+            QCOMPARE(world.statistics.scDeleted + world.statistics.scRenamed, 2u);
         }
     }
 

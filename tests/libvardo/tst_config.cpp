@@ -271,43 +271,77 @@ class TestConfig : public QObject
               "\nSystemSignaturePath = /sys/sig\n[Limits]\nMaxScanMB = 99999999999999999999\n"
               "Workers = 3\nMaxFiles = x\n[Service]\nIdleMinutes = 0\n");
         const vardo::EngineSettings settings = vardo::loadEngineSettings(path().c_str(), path().c_str());
-        QCOMPARE(settings.service.socket, "/opt/Quillstone/var/run/qsav");
+        QCOMPARE(settings.service.socket, "/run/vardo/qsav");
         QCOMPARE(settings.service.pidFile, "/run/pid");
         QCOMPARE(settings.service.idleMinutes, 1u);
         QCOMPARE(settings.limits.maxScanSize, 16000ull << 20);
         QCOMPARE(settings.limits.maxFiles, 10000u);
         QCOMPARE(settings.limits.workers, 3u);
-
-        // The distribution's signatures stand in only until there is a database of our own.
-        const std::vector<std::string> both = {dir_->path().toStdString(), "/sys/sig"};
-        QCOMPARE(settings.service.signatureDirs, both);
-        write("", "own.ndb");
-        QCOMPARE(vardo::loadServicePaths(path().c_str()).signatureDirs, both);
-        write("", "daily.cld");
-        QCOMPARE(vardo::loadServicePaths(path().c_str()).signatureDirs.size(), 1u);
+        QCOMPARE(settings.service.signatureDirs, std::vector{dir_->path().toStdString()});
+        QCOMPARE(settings.service.substituteDir, "/sys/sig");
     }
 
-    /// A group may write the settings, and must not have root put files where it may not itself.
+    /// A group may write the settings, and must not have root use paths that it may not write itself: not by
+    /// writing them, and not by moving a file of root's there, such as a log, or a link to one.
     void rootPutsFilesWhereRootSays()
     {
-        const std::string usual = "/var/Quillstone/var/quarantine/vardo";
-        const std::string usualSocket = "/opt/Quillstone/var/run/qsav";
+        struct Case
+        {
+            uid_t directory, owner;
+            gid_t group;
+            mode_t mode;
+            bool link, counts;
+        };
         const bool root = ::geteuid() == 0;
-        for (const auto& [owner, mode] : {std::pair(0u, 0644u), {0, 0666}, {1234, 0644}}) {
-            write("[Scan]\nActionData = /etc/cron.d\n[path]\nQuarantinePath = /etc/cron.d\n"
-                  "LocalSocketPath = /etc/cron.d\nSignaturePath = /etc/cron.d\n");
-            QCOMPARE(::chmod(path().c_str(), mode), 0);
-            if (root)
-                QCOMPARE(::chown(path().c_str(), owner, 0), 0);
-            const bool foreign = root && (owner || mode != 0644);
-            const std::string expected = foreign ? usual : "/etc/cron.d";
+        for (const Case& now : {Case{0, 0, 1234, 0644, false, true},
+                                {0, 0, 0, 0666, false, false},
+                                {0, 1234, 0, 0644, false, false},
+                                {1234, 0, 0, 0644, false, true},
+                                {1234, 0, 1234, 0644, false, false},
+                                {1234, 0, 0, 0644, true, false}}) {
+            init();
+            write(
+                "[Scan]\nActionData = /etc/cron.d\n[Log]\nLocation = /etc/cron.d\n[path]\n"
+                "QuarantinePath = /etc/cron.d\nLocalSocketPath = /etc/cron.d\nSignaturePath = /etc/cron.d\n",
+                "settings");
+            QVERIFY(now.link ? ::symlink("settings", path().c_str()) == 0
+                             : ::rename(path("settings").c_str(), path().c_str()) == 0);
+            QCOMPARE(::chmod(path().c_str(), now.mode), 0);
+            if (root) {
+                QCOMPARE(::chown(path().c_str(), now.owner, now.group), 0);
+                QCOMPARE(::chown(path("").c_str(), now.directory, 0), 0);
+            }
+            const bool counts = !root || now.counts;
+            const auto expected = [counts](const char* usual) { return counts ? "/etc/cron.d" : usual; };
             ScanConfig config(path().c_str());
             QCOMPARE(config.ReadConfiguration(nullptr), 0);
-            QCOMPARE(textOf(config, SCANOPT_ACTDATA), expected);
-            const vardo::EngineSettings settings = vardo::loadEngineSettings(path().c_str(), nullptr);
-            QCOMPARE(settings.quarantineDir, expected);
-            QCOMPARE(settings.service.socket, foreign ? usualSocket : expected);
-            QCOMPARE(settings.service.signatureDirs.front() == "/etc/cron.d", !foreign);
+            QCOMPARE(textOf(config, SCANOPT_ACTDATA), expected("/var/Quillstone/var/quarantine/vardo"));
+            QCOMPARE(textOf(config, SCANOPT_LOGLOCATION), expected("/var/Quillstone/var/log"));
+            const auto settings = vardo::loadEngineSettings(path().c_str(), path().c_str());
+            QCOMPARE(settings.quarantineDir, expected("/var/Quillstone/var/quarantine/vardo"));
+            QCOMPARE(settings.service.socket, expected("/run/vardo/qsav"));
+            QCOMPARE(settings.service.signatureDirs.front(), expected("/var/Quillstone/var/lib/signatures"));
+            QCOMPARE(settings.refused.size(), counts ? 0u : 5u);
+        }
+    }
+
+    /// Where the group may not write, either, and root has let logs go before.
+    void rootsOwnLogLocationOutlastsASave()
+    {
+        if (::geteuid() != 0)
+            QSKIP("only root must be careful");
+        for (const uid_t owner : {0u, 1234u}) {
+            init();
+            write("[Log]\nLocation = " + QFile::encodeName(dir_->filePath("logs")));
+            QVERIFY(QDir(dir_->path()).mkpath("logs/vardo"));
+            QCOMPARE(::chown(path("logs").c_str(), owner, 0) | ::chown(path().c_str(), 1234, 1234), 0);
+            ScanConfig config(path().c_str());
+            QCOMPARE(config.ReadConfiguration(nullptr), 0);
+            QCOMPARE(textOf(config, SCANOPT_LOGLOCATION), "/var/Quillstone/var/log");
+            QCOMPARE(setText(config, SCANOPT_LOGLOCATION, path("logs")), 0);
+            QCOMPARE(config.SaveConfiguration(nullptr), 0);
+            QCOMPARE(config.ReadConfiguration(nullptr), 0);
+            QCOMPARE(textOf(config, SCANOPT_LOGLOCATION), owner ? "/var/Quillstone/var/log" : path("logs"));
         }
     }
 

@@ -4,7 +4,10 @@
 #include "tests/mainwindow/mainwindowtest.h"
 
 #include <QApplication>
+#include <QClipboard>
+#include <QContextMenuEvent>
 #include <QLabel>
+#include <QMenu>
 #include <QTest>
 #include <QTimer>
 #include <QTreeWidget>
@@ -243,6 +246,45 @@ class TestQuarantinePage : public MainWindowTest
         QVERIFY(!enabled("btnDeleteAllQuar"));
     }
 
+    /// By the real program. Users have their own files back, and are told of the others.
+    void filesComeBack()
+    {
+        const fs::path origin = "/home/tester/came from\xe9 here";
+        putAway({"caf\xe9", "unknown"});
+        const base::UniqueFd quarantined(open(directory.c_str(), O_RDONLY | O_DIRECTORY));
+        quarantine::RestoreNote note;
+        note.name = "caf\xe9";
+        note.origin = origin;
+        note.owner = getuid();
+        note.group = getgid();
+        note.mode = 0600;
+        const base::UniqueFd file(open((directory / note.name).c_str(), O_RDONLY));
+        note.content = quarantine::digestFile(file.get()).value();
+        quarantine::RestoreNotes::open(quarantined.get(), true).value().add(note).value().keep();
+        show(record(note.name) + record("unknown", "2025"));
+
+        list->topLevelItem(0)->setSelected(true);
+        QContextMenuEvent request(QContextMenuEvent::Keyboard, {5, 5}, list->mapToGlobal(QPoint(5, 5)));
+        QApplication::sendEvent(list->viewport(), &request);
+        const auto actions = window->findChild<QMenu*>()->actions();
+        QCOMPARE(actions.size(), 3);
+        actions[1]->trigger();
+        QCOMPARE(QGuiApplication::clipboard()->text(), "caf\uFFFD");
+        boxes->answer(VMessageBox::BTN_OK);
+        actions[2]->trigger();
+        list->topLevelItem(1)->setSelected(true);
+        boxes->answer(VMessageBox::BTN_OK);
+        QVERIFY(actions[0]->isEnabled());
+        actions[0]->trigger();
+        QTRY_COMPARE(boxes->seen().size(), std::size_t(2));
+        QCOMPARE(boxes->texts()[0], "caf\uFFFD: /home/tester/came from\uFFFD here");
+        QVERIFY2(boxes->texts()[1].contains("restored to /home/tester/came from"),
+                 qPrintable(boxes->texts()[1]));
+        QVERIFY(boxes->texts()[1].contains("vardoquarantine: unknown: "));
+        QCOMPARE(sandbox::readFile(origin), "x");
+        QTRY_COMPARE(names(), QStringList("unknown"));
+    }
+
     void usersAreToldWhatTheyMayNot()
     {
         if (isRoot)
@@ -269,8 +311,8 @@ class TestQuarantinePage : public MainWindowTest
     {
         putAway({"a", "b"});
         show(record("a") + record("b"));
-        fs::remove(newRecords);
-        fs::create_directory(newRecords);
+        const fs::path settings = "/opt/Quillstone/etc/vardo";
+        fs::rename(settings, "/opt/Quillstone/etc/gone");
         list->selectAll();
         answer("btnDeleteQuar", VMessageBox::BTN_YES); // the record goes first
         QVERIFY(inQuarantine("a") && inQuarantine("b"));
@@ -278,7 +320,7 @@ class TestQuarantinePage : public MainWindowTest
         answer("btnDeleteAllQuar",
                VMessageBox::BTN_YES); // the file goes first, and for root all records at the end
         QCOMPARE(inQuarantine("a") || inQuarantine("b"), !isRoot);
-        fs::remove(newRecords);
+        fs::rename("/opt/Quillstone/etc/gone", settings);
         click("btnQuarRefresh");
         QCOMPARE(names().size(), isRoot ? 0 : 1);
         if (isRoot)

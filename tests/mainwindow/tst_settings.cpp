@@ -200,6 +200,12 @@ class TestSettings : public MainWindowTest
         boxes->answer(VMessageBox::BTN_OK);
         click("btnCancelScanSetting");
         QCOMPARE(scan.logLocation, "/usr/share");
+        // What the engine refuses has not been saved.
+        open(scanPage);
+        scriptedEngine().setResult("SetOption " + std::to_string(SCANOPT_LOGLOCATION), -1);
+        boxes->answer(VMessageBox::BTN_OK);
+        click("btnSaveScanSetting");
+        QVERIFY(boxes->texts().back().startsWith("Error saving"));
     }
 
     void unreadableValuesHaveDefaultsOrLeaveThePage()

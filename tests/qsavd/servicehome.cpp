@@ -92,6 +92,16 @@ unsigned long ServiceHome::start()
     return info ? info.value().signatures : 0;
 }
 
+void ServiceHome::startIn(QProcess& process, const QStringList& arguments) const
+{
+    process.start(QString::fromStdString(paths_.program),
+                  QStringList{"--socket", path("qsav"), "--pid-file", path("qsav.pid"), "--signatures",
+                              path("signatures"), "--foreground"} +
+                      arguments);
+    if (!process.waitForStarted() || !QTest::qWaitFor([this] { return QFileInfo::exists(path("qsav")); }))
+        qFatal("no service");
+}
+
 pid_t ServiceHome::pid() const
 {
     QFile file(QString::fromStdString(paths_.pidFile));

@@ -4,6 +4,7 @@
 #include "libvardo/scansession.h"
 
 #include <QByteArray>
+#include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
 
@@ -40,6 +41,8 @@ class ServiceHome
 
     /// Loads the service and waits for it; the number of signatures, 0 when that fails.
     unsigned long start();
+    /// Has a process run the service in the foreground, with further arguments, until that is killed.
+    void startIn(QProcess& process, const QStringList& arguments) const;
     /// Process id of the service; 0 when it has none.
     pid_t pid() const;
     /// Process ids of those that hold signatures; more than one while a new set comes.

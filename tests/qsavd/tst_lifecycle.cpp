@@ -1,5 +1,6 @@
 #include "base/signaturefolder.h"
 #include "engine/interface.h"
+#include "libvardo/signatureinfo.h"
 #include "protocol/message.h"
 #include "protocol/socketaddress.h"
 #include "tests/qsavd/servicehome.h"
@@ -214,6 +215,15 @@ class TestLifecycle : public QObject
         QCOMPARE(scanOne(home, home.path("found"), noPacked).status, int(SCANSTAT_INFECTED));
     }
 
+    void loadingHasALimit()
+    {
+        ServiceHome home;
+        QProcess service;
+        home.startIn(service, {"--load-seconds", "0"});
+        const auto info = vardo::startService(home.paths(), true, {});
+        QVERIFY(!info && info.error().text.find("takes too long") != std::string::npos);
+    }
+
     void noticesNewSignatures()
     {
         ServiceHome home;
@@ -241,6 +251,22 @@ class TestLifecycle : public QObject
         home.addSignature(base::nextSet + QString("/new.ndb"), "Vardo.Four", "newly known danger");
         home.write(QString("signatures/") + base::installMarker, "");
         QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Four"));
+    }
+
+    void substituteCountsUntilTheFirstUpdate()
+    {
+        ServiceHome home;
+        home.addSignature("../old.ndb", "Vardo.Old", "long known danger");
+        QVERIFY(QDir(home.path("")).mkdir("substitute"));
+        QVERIFY(QFile::rename(home.path("old.ndb"), home.path("substitute/old.ndb")));
+        home.paths().substituteDir = home.path("substitute").toStdString();
+        const QString sample = home.write("sample", "a long known danger");
+        QCOMPARE(scanOne(home, sample).virus, std::string("Vardo.Old"));
+        QVERIFY(QFile::copy(QFINDTESTDATA("../updates/test-1.cvd"), home.path("signatures/daily.cvd")));
+        QTRY_COMPARE(scanOne(home, sample).status, int(SCANSTAT_CLEAN));
+        QCOMPARE(vardo::directoriesInUse(home.paths()), home.paths().signatureDirs);
+        QVERIFY(QFile::remove(home.path("signatures/daily.cvd")));
+        QTRY_COMPARE(scanOne(home, sample).virus, std::string("Vardo.Old"));
     }
 
     void newSetComesBesideTheOldOne()
@@ -275,11 +301,7 @@ class TestLifecycle : public QObject
     {
         ServiceHome home;
         QProcess service;
-        service.start(QString::fromStdString(home.paths().program),
-                      {"--socket", home.path("qsav"), "--pid-file", home.path("qsav.pid"), "--signatures",
-                       home.path("signatures"), "--spare-percent", "100000000", "--foreground"});
-        QVERIFY(service.waitForStarted());
-        QTRY_VERIFY(exists(home.paths().socket));
+        home.startIn(service, {"--spare-percent", "100000000"});
         const QString sample = home.write("sample", "a newly known danger");
         TestScan running(home);
         home.addSignature("new.ndb", "Vardo.New", "newly known danger");

@@ -101,15 +101,11 @@ class TestShowLogDialog : public QObject
 
     void whatIsNoFileIsEmpty()
     {
-        const fs::path other = path.parent_path() / "other.log";
-        std::ofstream(other) << "elsewhere\n";
-        for (const mode_t kind : {0, S_IFDIR, S_IFIFO, S_IFLNK}) {
+        for (const mode_t kind : {0, S_IFDIR, S_IFIFO}) {
             if (kind == S_IFDIR)
                 fs::create_directory(path);
             else if (kind == S_IFIFO)
                 QCOMPARE(mkfifo(path.c_str(), 0600), 0);
-            else if (kind == S_IFLNK)
-                fs::create_symlink(other, path);
             open();
             QVERIFY(text->text().isEmpty());
             fs::remove(path);

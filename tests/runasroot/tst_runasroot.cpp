@@ -1,14 +1,19 @@
 #include "tools/runasroot/commandlist.h"
 #include "tools/runasroot/crontab.h"
 #include "tools/runasroot/fileactions.h"
+#include "tools/runasroot/setback.h"
 
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sched.h>
 #include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <vector>
 
 using namespace runasroot;
@@ -123,6 +128,38 @@ class TestRunAsRoot : public QObject
         for (const std::string& bad : {"60 9" + tail, "30 24" + tail, "-1 9" + tail,
                                        "30 9" + tail + "* * * * * id\n", std::string("30 9 * * * id\n")})
             QVERIFY2(!isUpdateCrontab(bad), bad.c_str());
+    }
+
+    /// What would end, or go on in, a cron daemon that is started again.
+    void setsBackWhatTheCallerPrepared()
+    {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const itimerval soon = {{}, {0, 100'000}};
+            ::setitimer(ITIMER_REAL, &soon, nullptr);
+            ::signal(SIGTERM, SIG_IGN);
+            sigset_t set;
+            ::sigfillset(&set);
+            ::sigprocmask(SIG_BLOCK, &set, nullptr);
+            ::raise(SIGINT);
+            const sched_param usual = {};
+            ::sched_setscheduler(0, SCHED_BATCH, &usual);
+            cpu_set_t all;
+            ::sched_getaffinity(0, sizeof all, &all);
+            cpu_set_t one = {};
+            CPU_SET(0, &one);
+            ::sched_setaffinity(0, sizeof one, &one);
+            setBack();
+            ::usleep(200'000);
+            ::sigprocmask(SIG_SETMASK, nullptr, &set);
+            ::sched_getaffinity(0, sizeof one, &one);
+            ::_exit(::sched_getscheduler(0) == SCHED_OTHER && ::signal(SIGTERM, SIG_DFL) == SIG_DFL &&
+                    sigisemptyset(&set) && CPU_EQUAL(&one, &all));
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        QVERIFY(WIFEXITED(status));
+        QCOMPARE(WEXITSTATUS(status), 1);
     }
 
     void runsAnythingForRootAndRefusesTheRestForOthers()

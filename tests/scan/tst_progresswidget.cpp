@@ -180,6 +180,14 @@ class TestProgressWidget : public QObject
         verifyLastScanIsNow();
     }
 
+    void whatWasNotScannedIsTold()
+    {
+        scan({report(here), report(here, SCANSTAT_INFECTED)});
+        scan({report(here, SCANSTAT_ERROR), report(gone, SCANSTAT_ERROR), report(here)});
+        QTRY_COMPARE(sandbox::recordedCalls().size(), std::size_t(1));
+        QVERIFY(sandbox::recordedCalls().front().find("everything 2 objects could not") != std::string::npos);
+    }
+
     void stopIsSeenInTheSameCall()
     {
         const auto stopped = [this](Script script) {

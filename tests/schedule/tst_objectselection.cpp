@@ -11,6 +11,7 @@
 #include <QTest>
 
 #include <filesystem>
+#include <future>
 #include <memory>
 
 #include <linux/capability.h>
@@ -61,6 +62,13 @@ class TestObjectSelection : public QObject
     const QString nothing = "Directories/files must be specified!";
     const QString denied = getuid() == 0 ? nothing : "Access Denied to selected files";
 
+    /// Opens a directory and waits until it is read.
+    static void open(QTreeWidgetItem* item)
+    {
+        item->setExpanded(true);
+        QTRY_VERIFY(!rowOf(item).isLoading());
+    }
+
     /// The row of a path below home, with all above it opened; "~" is home itself and "/" the root.
     QTreeWidgetItem* row(const QString& path)
     {
@@ -69,7 +77,7 @@ class TestObjectSelection : public QObject
             return found;
         for (const QString& name :
              QString("home/tester/" + path).remove('~').split('/', Qt::SkipEmptyParts)) {
-            found->setExpanded(true);
+            open(found);
             QTreeWidgetItem* child = nullptr;
             for (int i = 0; i < found->childCount() && !child; ++i)
                 child = found->child(i)->text(0) == name ? found->child(i) : nullptr;
@@ -105,7 +113,7 @@ class TestObjectSelection : public QObject
     {
         QStringList names;
         QTreeWidgetItem* parent = row(path);
-        parent->setExpanded(true);
+        open(parent);
         for (int i = 0; i < parent->childCount(); ++i)
             names << parent->child(i)->text(0);
         return names;
@@ -319,6 +327,53 @@ class TestObjectSelection : public QObject
         QCOMPARE(shown, QStringList({"caf\uFFFD", "caf\uFFFD", "two\u240Alines", "\uFFFDcod.txt"}));
         click("names/two\u240Alines names/caf\uFFFD"); // of these two the first in the order of bytes
         QCOMPARE(result(), "f:~/names/caf\u00E8 f:~/names/two\nlines");
+    }
+
+    /// Rows are made as the user gets there; what has none yet is checked, sorted and handed over all the same.
+    void largeDirectoryComesInSlices()
+    {
+        fs::create_directory(home / "many");
+        constexpr int count = 2500;
+        for (int i = 0; i < count; ++i)
+            sandbox::writeFile(home / "many" / std::to_string(10'000 + i), i == count - 1 ? "largest" : "x");
+        QTreeWidgetItem* many = row("many");
+        open(many);
+        QCOMPARE(many->childCount(), 1000);
+        click("many many/10003");
+        QCOMPARE(look(many), "O2");
+        tree->setCurrentItem(many->child(999));
+        QCOMPARE(many->childCount(), 2000);
+        QCOMPARE(look(many->child(1999)), "F1");
+        tree->header()->setSortIndicator(SizeColumn, Qt::DescendingOrder);
+        QTRY_COMPARE(many->child(0)->text(NameColumn), "12499");
+        QCOMPARE(many->child(many->childCount() - 1)->text(NameColumn), "10999"); // where the keyboard is
+        tree->header()->setSortIndicator(NameColumn, Qt::AscendingOrder);
+        QTRY_COMPARE(look(row("many/10003")), "F0");
+        click("many/10003");
+        QCOMPARE(look(many), "O1");
+        click("many/10004");
+        QCOMPARE(result().count("f:~/many/"), count - 1);
+    }
+
+    /// A call on a file system whose server is gone holds nobody up, and is left behind in the end.
+    void hangingWorkIsNotWaitedFor()
+    {
+        for (const bool goes : {false, true}) {
+            std::promise<void> server;
+            bool answered = false;
+            auto background = std::make_unique<Background>(this);
+            background->run([&, answer = server.get_future().share()]() -> Background::Result {
+                answer.wait();
+                return [&] { answered = true; };
+            });
+            QVERIFY(!answered);
+            if (goes)
+                background.reset();
+            server.set_value();
+            if (goes)
+                QTest::qWait(100);
+            QTRY_COMPARE(answered, !goes);
+        }
     }
 
     void rowsSortUnderTheHeaders()

@@ -84,6 +84,8 @@ void note(const VMainWidget& window)
     // Of a number, as the user's desktop has it, and as the program writes it.
     text << " " << nl_langinfo_l(RADIXCHAR, newlocale(LC_ALL_MASK, "", nullptr))
          << localeconv()->decimal_point;
+    // As programs started later have it.
+    text << " " << qgetenv("QT_SCALE_FACTOR").constData();
     scriptedEngine().call(text.str());
 }
 

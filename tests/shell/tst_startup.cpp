@@ -28,12 +28,13 @@ constexpr char reportFile[] = "/tmp/report";
 class Start
 {
   public:
-    explicit Start(sandbox::Ids ids, const char* script = "", QSize screen = usual)
+    explicit Start(sandbox::Ids ids, const char* script = "", QSize screen = usual, const char* factor = "1")
     {
         sandbox::writeFile("/tmp/script", script);
         fs::remove(reportFile);
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("QT_QPA_PLATFORM", "offscreen:configfile=" + screenFile(screen));
+        environment.insert("QT_SCALE_FACTOR", factor);
         environment.insert("START_SCRIPT", "/tmp/script");
         environment.insert("LOCPATH", "/tmp/locale");
         environment.insert("LC_ALL", "de_DE.UTF-8");
@@ -146,12 +147,13 @@ class TestStartup : public QObject
             "GetQSAVInfo 1 /opt/Quillstone/etc/qsav.conf",
             "MakeAlert 1900-01-00",
             "VardoAVInit /opt/Quillstone/etc/qsav.conf 1",
+            "ScanError",
             "GetOption 4",
             "VardoIsAVLoaded",
         };
         const QStringList report = start.report();
         QCOMPARE(report.mid(0, expected.size()), expected);
-        QCOMPARE(start.windows(), QStringList("window 38,18 724x564 fixed rounded ,."));
+        QCOMPARE(start.windows(), QStringList("window 38,18 724x564 fixed rounded ,. 1"));
         QCOMPARE(report.mid(report.size() - 3), QStringList({"~window", "~Vardo", "~application"}));
         QVERIFY(!fs::exists(paths::guardFile));
     }
@@ -172,6 +174,8 @@ class TestStartup : public QObject
         QCOMPARE(start.exitCode(), 255);
         QCOMPARE(start.boxes(), box(refusal->text, refusal->button));
         QCOMPARE(start.windows(), QStringList());
+        if (refusal->text != smallScreen)
+            QTRY_COMPARE(sandbox::recordedCalls().size(), std::size_t(1)); // the cause, by a notification
         QStringList calls = start.report();
         calls.removeIf([](const QString& line) { return line.startsWith("box "); });
         QCOMPARE(calls.takeLast(), "~application");
@@ -183,7 +187,31 @@ class TestStartup : public QObject
     {
         Start start(root, "", {724, 564});
         QCOMPARE(start.exitCode(), 0);
-        QCOMPARE(start.windows(), QStringList("window 0,0 724x564 fixed rounded ,."));
+        QCOMPARE(start.windows(), QStringList("window 0,0 724x564 fixed rounded ,. 1"));
+    }
+
+    void largeFactorGivesWay_data()
+    {
+        QTest::addColumn<QSize>("screen");
+        QTest::addColumn<QByteArray>("factor");
+        QTest::addColumn<QString>("window");
+        QTest::newRow("twice") << QSize(1920, 1080) << QByteArray("2") << "139,0 724x564";
+        QTest::newRow("one and a half") << QSize(1366, 768) << QByteArray("1.5") << "139,0 724x564";
+        QTest::newRow("own pixels") << QSize(724, 564) << QByteArray("3") << "0,0 724x564";
+        QTest::newRow("fits") << QSize(2560, 1600) << QByteArray("2") << "278,118 724x564";
+    }
+
+    /// Of a screen that has the pixels, the desktop's factor leaves enough; what is started has the
+    /// desktop's.
+    void largeFactorGivesWay()
+    {
+        QFETCH(QSize, screen);
+        QFETCH(QByteArray, factor);
+        QFETCH(QString, window);
+        Start start(root, "", screen, factor);
+        QCOMPARE(start.exitCode(), 0);
+        QCOMPARE(start.boxes(), QStringList());
+        QCOMPARE(start.windows(), QStringList("window " + window + " fixed rounded ,. " + factor));
     }
 
     void ownExtensionsStay()

@@ -88,7 +88,7 @@ class Arguments
 
 void addSystem(Arguments& bwrap)
 {
-    for (const char* top : {"/etc", "/opt", "/var"})
+    for (const char* top : {"/etc", "/opt", "/run", "/var"})
         bwrap.directory(top);
     for (const char* top : {"/usr", "/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"}) {
         std::error_code none;
@@ -121,7 +121,8 @@ void addBuild(Arguments& bwrap)
     bwrap.bind(tree / "usr", installed / "usr");
     bwrap.bind(tree / "var/www", installed / "var/www");
     bwrap.add("--dir", (installed / "sbin").string());
-    bwrap.add("--symlink", (tree / "sbin/qsavd").string(), (installed / "sbin/qsavd").string());
+    for (const char* program : {"sbin/qsavd", "sbin/qsfetch"})
+        bwrap.add("--symlink", (tree / program).string(), (installed / program).string());
 }
 
 void addEnvironment(Arguments& bwrap, const Ids& ids)
@@ -216,6 +217,7 @@ void makeInstallation()
     writeFile(product / "etc/updates.conf", "");
 
     makeStandIn(product / "sbin/runasroot");
+    makeStandIn(product / "sbin/vardonotify");
     makeStandIn("/etc/init.d/cron");
 }
 

@@ -182,11 +182,33 @@ class TestQuarantine(unittest.TestCase):
         self.assertEqual(repaired(), ([], []))
 
         RECORDS.unlink()
+        (RECORDS / "planted").mkdir(parents=True)
+        (ETC / "vardo/.quarantined_tmp/planted").mkdir(parents=True)
         self.assertEqual([len(lines) for lines in repaired()], [1, 2])
         self.assertEqual(state(), "fine stray un#recordable unrecorded | 3 | unrecorded fine stray")
         # Nothing is listed of a directory elsewhere.
         self.assertEqual(quarantine(f"--quarantine-dir={HOME}", "list").returncode, 0)
         self.assertEqual(quarantine(f"--quarantine-dir={HOME}", "repair").stdout, "")
+
+    def test_finishes_a_move_that_was_killed(self):
+        """The file is in quarantine and where it was; another one came back there later."""
+        for name in ("killed", "back"):
+            put_away(name)
+            shutil.copy2(QUARANTINE / name, HOME / name)
+        note, = (path for path in NOTES.iterdir() if b"/killed\0" in path.read_bytes())
+        fields = note.read_bytes().split(b"\0")
+        fields[13] = b"%d" % (int(fields[13]) + 9)  # when it was quarantined
+        note.write_bytes(b"\0".join(fields))
+        self.assertRegex(quarantine("list").stdout, r"back .* \(still there, too\)\nkilled .* \(still there, too\)")
+        self.assertEqual(sorted(repaired()[0]), ["left where it was, too: back", "removed from where it was: killed"])
+        self.assertEqual((files(HOME), state()), (["back"], "back killed | 2 | killed back"))
+
+    def test_repairs_what_is_no_record(self):
+        for name in ("\n", "bad"):
+            put_away(name)
+        RECORDS.write_bytes(b"\nbad~\0bad~1~2~\n")
+        self.assertEqual((quarantine("repair").returncode, quarantine("list").returncode), (0, 0))
+        self.assertEqual((quarantine("repair").stdout, state()), ("", "\n bad | 2 | bad"))
 
     def test_mends_what_was_recorded_by_mistake(self):
         """After a gap in a series another file is recorded than the engine has taken."""

@@ -2,12 +2,14 @@
 """The command line scanner as a process, on real files and with the built service."""
 import base64
 import ctypes
+import fcntl
 import json
 import mmap
 import os
 import pathlib
 import pty
 import resource
+import select
 import shutil
 import signal
 import subprocess
@@ -61,6 +63,22 @@ class TestVardoscan(CommandLineTest):
         quiet = place.run("--quiet")
         self.assertEqual((quiet.code, quiet.out, quiet.err), (1, b"", b""))
 
+    def test_takes_names_from_a_list(self):
+        place = self.place
+        for name in "-one", "two\nlines", "left out":
+            place.write(name, MARKER)
+        place.write("../names", b"".join(os.path.join(place.tree, name) + b"\0" for name in (b"-one", b"two\nlines")))
+        with open(place.path("names"), "rb") as names:
+            listed = Outcome(place.start("--files-from=-", "-0", stdin=names))
+        self.assertIn(b"Infected objects     2\n", listed.out)
+        place.write("../names", b"\n" + place.tree + b"/-one\nmissing")
+        some = place.run("--files-from=%/names", on=[])
+        self.assertEqual((some.code, some.out.count(b"[Vardo.Marker]")), (1, 1))
+        self.assertIn(b"missing: No such file", some.err)
+        self.assertEqual(place.run("--files-from=/dev/null", on=[]).code, 0)
+        self.assertEqual(place.run("--files-from=%", on=[]).code, 2)
+        self.assertEqual(place.run("--jobs=0").code, 2)
+
     def test_tells_what_it_cannot_scan(self):
         place = self.place
         place.write("clean", b"harmless")
@@ -80,7 +98,8 @@ class TestVardoscan(CommandLineTest):
 
     def test_wrong_use(self):
         for arguments, says in (
-                ("", "nothing to scan"),
+                ("--quiet", "nothing to scan"),
+                ("/ ", "empty name"),
                 ("--sacn /", "unknown option: --sacn"),
                 ("--action=prompt /", "--action: prompt (should be log, delete, rename or quarantine)"),
                 ("--max-size=18014398509481984K /", "--max-size"),  # overflows
@@ -91,7 +110,7 @@ class TestVardoscan(CommandLineTest):
                 ("--memory /", "no paths"),
                 ("--config=/nonexistent /", "/nonexistent")):
             with self.subTest(arguments):
-                outcome = subprocess.run([os.environ["VARDOSCAN"], *arguments.split()],
+                outcome = subprocess.run([os.environ["VARDOSCAN"], *arguments.split(" ")],
                                          check=False, capture_output=True, text=True)
                 self.assertEqual((outcome.returncode, outcome.stdout), (2, ""))
                 self.assertTrue(outcome.stderr.startswith("vardoscan: ") and says in outcome.stderr)
@@ -115,7 +134,6 @@ class TestVardoscan(CommandLineTest):
         """Neither may pass for whole, even though something was found."""
         def write_little():
             resource.setrlimit(resource.RLIMIT_FSIZE, (700, 700))
-            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
 
         self.place.write("bad", MARKER)
         for option, output, says in (("--all", "/dev/full", b"vardoscan: cannot write the output"),
@@ -124,6 +142,27 @@ class TestVardoscan(CommandLineTest):
                 outcome = Outcome(self.place.start(option, "%/tree", stdout=stdout, preexec_fn=write_little))
                 self.assertEqual(outcome.code, 2)
                 self.assertTrue(outcome.err.startswith(says), outcome.err)
+
+    def test_closed_descriptors_take_no_file(self):
+        self.place.write("bad", MARKER)
+        Outcome(self.place.start("--log", "%/tree", preexec_fn=lambda: os.close(1)))
+        self.assertEqual(self.place.take_log().count(b"bad INFECTED"), 1)
+
+    def test_leaves_access_times(self):
+        self.place.write("bad", MARKER)
+        paths = [self.place.tree, os.path.join(self.place.tree, b"bad")]
+        for path in paths:
+            os.utime(path, (1000, 2000))
+        self.assertEqual(self.place.run().code, 1)
+        self.assertEqual([os.stat(path).st_atime for path in paths], [1000, 1000])
+
+    def test_waits_for_a_lease(self):
+        """As a file server takes one on what it has given to others."""
+        self.place.write("bad", MARKER)
+        with open(os.path.join(self.place.tree, b"bad"), "r+b") as file:
+            signal.signal(signal.SIGIO, lambda *_: fcntl.fcntl(file, fcntl.F_SETLEASE, fcntl.F_UNLCK))
+            fcntl.fcntl(file, fcntl.F_SETLEASE, fcntl.F_WRLCK)
+            self.assertEqual(self.place.run().code, 1)
 
     def test_damaged_signatures_are_told(self):
         place = self.place
@@ -187,15 +226,16 @@ class TestVardoscan(CommandLineTest):
         place.write(b"\x1b]0;owned\x07\r\xc2\x9b2J\xe2\x80\xae\xff x", MARKER)
         place.write("inner.zip", zipped("\x1b[2J\nz", MARKER))
         terminal, screen = pty.openpty()
-        os.set_blocking(terminal, False)
         outcome = Outcome(place.start("%/tree", stderr=screen))
-        progress = os.read(terminal, 65536)
+        progress = b""
+        while not progress.endswith(b"\r\x1b[K"):  # and leaves a clean line
+            self.assertTrue(select.select([terminal], [], [], 5)[0], progress)
+            progress += os.read(terminal, 65536)
         self.assertEqual(outcome.code, 1)
         self.assertIn(place.tree + rb"/\x1B]0;owned\x07\x0D\xC2\x9B2J\xE2\x80\xAE\xFF x INFECTED", outcome.out)
         self.assertIn(rb"inner.zip=>\x1B[2J\x0Az INFECTED", outcome.out)
         self.assertTrue(printable(outcome.out))
         self.assertIn(b" objects, ", progress)
-        self.assertTrue(progress.endswith(b"\r\x1b[K"))  # and leaves a clean line
         self.assertTrue(printable(progress.replace(b"\r\x1b[K", b"")))
 
     def test_actions(self):
@@ -300,10 +340,11 @@ class TestVardoscan(CommandLineTest):
                     place.write(f"a file with quite a long name {number}", b"harmless")
                 if loading:
                     os.kill(place.service(), signal.SIGSTOP)
-                process = place.start("--log", "--all", "--json", "%/tree")
+                process = place.start("--jobs=3", "--log", "--all", "--json", "%/tree")
                 wait_until(lambda: place.logs())  # it knows what to do with signals
                 # Output that nobody takes away holds the scan up.
                 first = b"" if loading else process.stdout.readline()
+                self.assertTrue(loading or len(place.workers()) == 3)
                 process.send_signal(signal.SIGINT if loading else signal.SIGTERM)
                 outcome = Outcome(process)
                 os.kill(place.service(), signal.SIGCONT)

@@ -1,20 +1,24 @@
 // Runs a command with root's rights: any command for root, the product's own few for everybody else.
 
+#include "base/begin.h"
 #include "tools/runasroot/commandlist.h"
 #include "tools/runasroot/crontab.h"
 #include "tools/runasroot/fileactions.h"
+#include "tools/runasroot/setback.h"
 
 #include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 using namespace runasroot;
 
@@ -23,10 +27,21 @@ namespace {
 constexpr int exitRefused = 126;
 constexpr int exitFailed = 1;
 
-int complain(const char* what)
+int complain(const std::string& what)
 {
-    std::fprintf(stderr, "runasroot: %s\n", what);
+    std::fprintf(stderr, "runasroot: %s\n", what.c_str());
     return exitFailed;
+}
+
+/// A refusal is the caller's and the machine's log's to know.
+int refuse(uid_t caller, std::string what)
+{
+    complain(what);
+    std::ranges::replace_if(
+        what, [](char c) { return c < ' ' || c > '~'; }, '?');
+    ::openlog("runasroot", LOG_PID, LOG_AUTHPRIV);
+    ::syslog(LOG_WARNING, "refused to uid %u: %.500s", static_cast<unsigned>(caller), what.c_str());
+    return exitRefused;
 }
 
 /// Standard streams that the caller closed must not become the files that are opened next.
@@ -39,23 +54,6 @@ bool fillStandardStreams()
     return false;
 }
 
-/// What the caller limited, blocked or ignored would go on in a cron daemon that is started again.
-void forgetLimits()
-{
-    for (int resource = 0; resource < RLIM_NLIMITS; ++resource) {
-        const auto kind = static_cast<__rlimit_resource>(resource);
-        rlimit limit = {};
-        if (::prlimit(1, kind, nullptr, &limit) == 0)
-            ::setrlimit(kind, &limit);
-    }
-    ::setpriority(PRIO_PROCESS, 0, 0);
-    for (int signal = 1; signal < NSIG; ++signal)
-        ::signal(signal, SIG_DFL);
-    sigset_t none;
-    ::sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
-}
-
 /// Becomes root wholly and leaves behind whatever the caller prepared for it.
 bool becomeRoot()
 {
@@ -63,7 +61,7 @@ bool becomeRoot()
         return false;
     if (!fillStandardStreams() || ::close_range(STDERR_FILENO + 1, ~0U, 0) != 0)
         return false;
-    forgetLimits();
+    setBack();
     ::umask(022);
     return ::chdir("/") == 0;
 }
@@ -79,12 +77,32 @@ bool becomeRoot()
     ::_exit(errno == ENOENT ? 127 : exitRefused);
 }
 
+/// In a session of its own and without the caller's streams: no key on a terminal ends it between stop and
+/// start, and no pipe that is closed or full.
+base::Result<int> restart(const char* path)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::setsid();
+        setBack();
+        ::close_range(STDIN_FILENO, STDERR_FILENO, 0);
+        fillStandardStreams();
+        execute(path, "restart");
+    }
+    int status = 0;
+    while (child > 0 && ::waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR)
+            break;
+    }
+    return child > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : exitFailed;
+}
+
 /// Hands the checked crontab to crontab(1) through its standard input.
-int installCrontab(const char* path)
+base::Result<int> installCrontab(const char* path)
 {
     const auto text = readUpdateCrontab(path);
     if (!text)
-        return complain(text.error().text.c_str());
+        return text.error();
     int ends[2];
     if (::pipe(ends) != 0)
         return complain(std::strerror(errno));
@@ -101,32 +119,26 @@ int installCrontab(const char* path)
     return complain(std::strerror(errno));
 }
 
-int ownCrontab(const char* path)
+/// The exit status; an error where something was not as it may be.
+base::Result<int> perform(const Command& command, uid_t caller)
 {
-    const passwd* user = ::getpwnam("qsconf");
-    if (!user)
-        return complain("there is no user qsconf");
-    const auto done = giveUpdateCrontab(path, user->pw_uid, user->pw_gid);
-    return done ? 0 : complain(done.error().text.c_str());
-}
-
-int perform(const Command& command, uid_t caller)
-{
+    const auto statusOf = [](const base::Result<bool>& done) {
+        return done ? base::Result<int>(0) : done.error();
+    };
     switch (command.action) {
-    case Action::AllowWriting: {
-        const auto done = allowWriting(command.path, caller);
-        return done ? 0 : complain(done.error().text.c_str());
+    case Action::AllowWriting:
+        return statusOf(allowWriting(command.path, caller));
+    case Action::TouchCrontab:
+        return statusOf(touch(command.path));
+    case Action::OwnCrontab: {
+        const passwd* user = ::getpwnam("qsconf");
+        return user ? statusOf(giveUpdateCrontab(command.path, user->pw_uid, user->pw_gid))
+                    : base::Result<int>(complain("there is no user qsconf"));
     }
-    case Action::TouchCrontab: {
-        const auto done = touch(command.path);
-        return done ? 0 : complain(done.error().text.c_str());
-    }
-    case Action::OwnCrontab:
-        return ownCrontab(command.path);
     case Action::InstallCrontab:
         return installCrontab(command.path);
     case Action::RestartCron:
-        execute(command.path, "restart");
+        return restart(command.path);
     case Action::UpdateNow:
         execute(command.path, nullptr);
     }
@@ -137,6 +149,7 @@ int perform(const Command& command, uid_t caller)
 
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     if (argc < 2) {
         complain("usage: runasroot COMMAND [ARGUMENT ...]");
         return exitRefused;
@@ -152,11 +165,22 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "runasroot: %s: %s\n", argv[1], std::strerror(errno));
         return errno == ENOENT ? 127 : exitRefused;
     }
+    // Before a refusal too, so that the caller cannot keep it out of the log.
+    const bool rooted = isRoot || becomeRoot();
     if (!command) {
-        complain("only commands of the product itself are run for users other than root");
-        return exitRefused;
+        std::string line = "only commands of the product itself are run for users other than root:";
+        for (int i = 1; i < argc; ++i)
+            line.append(" ").append(argv[i]);
+        return refuse(caller, std::move(line));
     }
-    if (!isRoot && !becomeRoot())
+    if (!rooted)
         return complain("no root rights: is it installed set-uid root?");
-    return perform(*command, caller);
+    const auto done = perform(*command, caller);
+    if (done)
+        return done.value();
+    if (!isRoot)
+        refuse(caller, done.error().text);
+    else
+        complain(done.error().text);
+    return exitFailed;
 }

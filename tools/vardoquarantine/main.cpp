@@ -1,4 +1,5 @@
-#include "tools/membership.h"
+#include "base/begin.h"
+#include "installation/membership.h"
 #include "tools/vardoquarantine/options.h"
 #include "tools/vardoquarantine/output.h"
 #include "tools/vardoquarantine/store.h"
@@ -85,6 +86,7 @@ int run(const Options& options)
 
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     std::string error;
     const std::optional<Options> options = parseOptions(argc, argv, error);
     if (!options) {

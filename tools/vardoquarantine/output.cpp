@@ -19,7 +19,9 @@ constexpr std::array repairWords{RepairWords{"recorded", "put on the quarantine 
                                  RepairWords{"record_dropped", "taken off the quarantine list: "},
                                  RepairWords{"note_dropped", "note of a file that has gone dropped: "},
                                  RepairWords{"locked_up", "everybody's rights taken away: "},
-                                 RepairWords{"unfinished_removed", "unfinished copy removed"}};
+                                 RepairWords{"unfinished_removed", "unfinished copy removed"},
+                                 RepairWords{"original_removed", "removed from where it was: "},
+                                 RepairWords{"still_at_origin", "left where it was, too: "}};
 
 std::string timeText(std::time_t time)
 {
@@ -49,7 +51,9 @@ std::string itemText(const Item& item, bool matches)
                                                                      : "an unknown place");
     if (item.file && !item.isFile())
         line += " (not a file)";
-    if (!matches)
+    if (item.leftBehind)
+        line += " (still there, too)";
+    else if (!matches)
         line += item.file ? " (not on the quarantine list)" : " (no such file)";
     return line;
 }
@@ -73,6 +77,8 @@ std::string itemJson(const Item& item, bool matches)
         json += jsonMember("virus", virus);
     if (item.isFile())
         json += number("size", item.file->st_size);
+    if (item.leftBehind)
+        json += truth("still_at_origin", true);
     if (!item.note)
         return json;
     char mode[8];

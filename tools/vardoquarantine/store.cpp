@@ -4,6 +4,7 @@
 #include "base/plainfile.h"
 #include "base/systemerror.h"
 #include "quarantine/directorylist.h"
+#include "quarantine/leftbehind.h"
 #include "quarantine/recordfile.h"
 #include "quarantine/restore.h"
 #include "quarantine/storedirectory.h"
@@ -24,11 +25,27 @@ constexpr mode_t lockedMode = 0600;
 /// For a file of which only its existence is known.
 constexpr char unknownVirus[] = "unknown";
 
-/// A record cannot hold every name.
+/// A record cannot hold every name or virus.
+bool canBeWritten(const Record& record)
+{
+    const std::string line = quarantine::toLine(record);
+    const std::vector<Record> records = quarantine::parseRecords(line);
+    return records.size() == 1 && records.front().name == record.name &&
+           quarantine::toLine(records.front()) == line;
+}
+
 bool canBeRecorded(const std::string& name)
 {
-    const std::vector<Record> records = quarantine::parseRecords(quarantine::toLine({name, "", "", ""}));
-    return records.size() == 1 && records.front().name == name;
+    return canBeWritten({name, "date", "size", unknownVirus});
+}
+
+std::string lineAbout(const Item& item)
+{
+    const std::string virus = item.note ? item.note->virus : unknownVirus;
+    Record record = quarantine::makeRecord(item.name, *item.file, virus);
+    if (!canBeWritten(record))
+        record.virus = unknownVirus;
+    return quarantine::toLine(record);
 }
 
 } // namespace
@@ -75,8 +92,10 @@ std::vector<Item> Store::itemsWith(const std::optional<std::string>& records) co
             if (item == items.end() || !item->second.file || !stored.isAbout(*item->second.file))
                 continue;
             auto& note = item->second.note;
-            if (!note || stored.isNewerThan(*note))
-                note = std::move(stored.note);
+            if (note && !stored.isNewerThan(*note))
+                continue;
+            item->second.leftBehind = quarantine::isLeftBehind(stored);
+            note = std::move(stored.note);
         }
     }
     std::vector<Item> result;
@@ -88,6 +107,12 @@ std::vector<Item> Store::itemsWith(const std::optional<std::string>& records) co
 }
 
 bool Store::matches(const Item& item) const
+{
+    return isRecorded(item) && !item.leftBehind;
+}
+
+/// True when there is nothing to change about its record.
+bool Store::isRecorded(const Item& item) const
 {
     return item.file && (!item.isFile() || !recorded_ || item.record || !canBeRecorded(item.name));
 }
@@ -118,6 +143,7 @@ base::Result<std::vector<Repair>> Store::repair() const
 {
     std::vector<Repair> repairs;
     repairNotes(repairs);
+    finishMoves(repairs);
     lockUp(repairs);
     if (recorded_ && !repairRecords(repairs))
         return base::Error{0, std::string("cannot write ") + paths::quarantineRecords};
@@ -159,17 +185,17 @@ std::string Store::mendedRecords(const std::string& records, std::vector<Repair>
     std::set<std::string> recorded;
     std::string mended;
     for (const Record& record : quarantine::parseRecords(records)) {
-        if (!quarantine::isGone(directory_.get(), record.name) && recorded.insert(record.name).second)
+        if (!quarantine::isGone(directory_.get(), record.name) && canBeWritten(record) &&
+            record.name != quarantine::notesDirectory && recorded.insert(record.name).second)
             mended += quarantine::toLine(record);
         else
             repairs.push_back({Repair::Kind::RecordDropped, record.name});
     }
-    for (const Item& item : itemsWith(records)) {
+    for (const Item& item : itemsWith(mended)) {
         // The notes about other people's files cannot be read, so leave those to them or to root.
-        if (matches(item) || !item.isFile() || (!item.note && ::geteuid() != 0))
+        if (isRecorded(item) || !item.isFile() || (!item.note && ::geteuid() != 0))
             continue;
-        const std::string virus = item.note ? item.note->virus : unknownVirus;
-        mended += quarantine::toLine(quarantine::makeRecord(item.name, *item.file, virus));
+        mended += lineAbout(item);
         repairs.push_back({Repair::Kind::Recorded, item.name});
     }
     return mended;
@@ -205,6 +231,22 @@ void Store::repairNotes(std::vector<Repair>& repairs) const
     for (const StoredNote& stored : notes.value().all()) {
         if (quarantine::isGone(directory_.get(), stored.note.name) && notes.value().drop(stored))
             repairs.push_back({Repair::Kind::NoteDropped, stored.note.name});
+    }
+}
+
+/// A process that was killed after it copied a file had no time to remove it.
+void Store::finishMoves(std::vector<Repair>& repairs) const
+{
+    const auto notes = RestoreNotes::open(directory_.get());
+    if (!notes)
+        return;
+    for (const StoredNote& stored : notes.value().all()) {
+        const auto file = statusOf(stored.note.name);
+        if (!file || !stored.isAbout(*file) || !quarantine::isLeftBehind(stored))
+            continue;
+        const bool removed = quarantine::removeLeftBehind(directory_.get(), notes.value(), stored);
+        repairs.push_back(
+            {removed ? Repair::Kind::OriginalRemoved : Repair::Kind::StillAtOrigin, stored.note.name});
     }
 }
 

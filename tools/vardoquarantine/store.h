@@ -18,6 +18,7 @@ struct Item
     std::optional<struct stat> file;             ///< what has the name in the directory
     std::optional<quarantine::Record> record;    ///< the first one
     std::optional<quarantine::RestoreNote> note; ///< the newest one to be believed
+    bool leftBehind = false;                     ///< the file is where it was, too
 
     bool isFile() const { return file && S_ISREG(file->st_mode); }
 };
@@ -25,7 +26,15 @@ struct Item
 /// One thing that repair() did.
 struct Repair
 {
-    enum class Kind { Recorded, RecordDropped, NoteDropped, LockedUp, UnfinishedRemoved };
+    enum class Kind {
+        Recorded,
+        RecordDropped,
+        NoteDropped,
+        LockedUp,
+        UnfinishedRemoved,
+        OriginalRemoved,
+        StillAtOrigin, ///< and left there
+    };
     Kind kind;
     std::string name; ///< of the quarantined file; empty for what had none yet
 };
@@ -41,8 +50,8 @@ class Store
     /// Everything that has a name, sorted by it.
     std::vector<Item> items() const;
 
-    /// False when repair() has something to do: a record without a file, or a file without the record that it
-    /// can have.
+    /// False when repair() has something to do: a record without a file, a file without the record that it
+    /// can have, or one that is where it was, too.
     bool matches(const Item& item) const;
 
     /// Puts the file back and forgets it. The result is where it is.
@@ -58,11 +67,13 @@ class Store
   private:
     Store(base::UniqueFd directory, bool recorded);
     std::vector<Item> itemsWith(const std::optional<std::string>& records) const;
+    bool isRecorded(const Item& item) const;
     std::optional<struct stat> statusOf(const std::string& name) const;
     bool dropRecord(const std::string& name) const;
     std::string mendedRecords(const std::string& records, std::vector<Repair>& repairs) const;
     bool repairRecords(std::vector<Repair>& repairs) const;
     void repairNotes(std::vector<Repair>& repairs) const;
+    void finishMoves(std::vector<Repair>& repairs) const;
     void lockUp(std::vector<Repair>& repairs) const;
 
     base::UniqueFd directory_;

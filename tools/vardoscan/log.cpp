@@ -3,7 +3,10 @@
 #include "loglayout/scanlog.h"
 #include "tools/vardoscan/options.h"
 
+#include <filesystem>
 #include <string>
+
+namespace fs = std::filesystem;
 
 std::string logLocation(Vardo& engine)
 {
@@ -22,6 +25,18 @@ bool startLog(Vardo& engine, const Options& options)
     else if (const auto configuration = scanlog::readConfiguration(engine))
         scanlog::writeConfiguration(*configuration);
     return true;
+}
+
+std::string openLogFile()
+{
+    std::error_code none;
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd", none)) {
+        const fs::path file = fs::read_symlink(entry.path(), none);
+        const std::string name = file.filename().string();
+        if (name.starts_with("scan-") && name.ends_with(".log") && file.parent_path().filename() == "vardo")
+            return file.string();
+    }
+    return {};
 }
 
 void logObject(const char* name, int type, int status, const char* virus, const char* remark)

@@ -13,6 +13,9 @@ std::string logLocation(Vardo& engine);
 /// cannot be made; the other functions do nothing then.
 bool startLog(Vardo& engine, const Options& options);
 
+/// The path of the log that is open; empty without one.
+std::string openLogFile();
+
 /// Writes the line of one result callback; a beat has none.
 void logObject(const char* name, int type, int status, const char* virus, const char* remark);
 

@@ -1,8 +1,11 @@
+#include "base/begin.h"
 #include "engine/vardo.h"
 #include "tools/vardoscan/options.h"
+#include "tools/vardoscan/paths.h"
 #include "tools/vardoscan/scan.h"
 #include "tools/vardoscan/schedule.h"
 #include "tools/vardoscan/schedulelist.h"
+#include "tools/vardoscan/standback.h"
 #include "tools/vardoscan/telling.h"
 #include "tools/vardoscan/usage.h"
 
@@ -26,11 +29,29 @@ int printVersion(Options& options)
     return NothingFound;
 }
 
+int forget(Options& options)
+{
+    chooseConfiguration(options);
+    Vardo engine(options.scanConf.c_str());
+    return engine.ForgetFiles(options.avConf.c_str()) < 0 ? fail(engine.ScanError())
+                                                          : static_cast<int>(NothingFound);
+}
+
 int scanByHand(Options& options)
 {
+    if (!completePaths(options))
+        return SomethingWrong;
+    const bool everything = options.notify == Options::Notify::Everything;
+    if (everything)
+        notify::tell(messageOfBegin(options));
+    if (options.gentle)
+        standBack({});
     const ScanResult result = scan(options);
-    if (const auto message = options.notify ? messageAbout(result, "") : std::nullopt)
-        tell(*message);
+    auto message = options.notify == Options::Notify::Nothing ? std::nullopt : messageAbout(result, "");
+    if (everything && !message)
+        message = messageOfNothing(result);
+    if (message)
+        notify::tell(*message);
     return result.exitCode;
 }
 
@@ -51,6 +72,8 @@ int run(Options& options)
         return listSchedules(options);
     case Options::Task::RemakeCron:
         return remakeCron();
+    case Options::Task::Forget:
+        return forget(options);
     case Options::Task::Scan:
         break;
     }
@@ -61,6 +84,7 @@ int run(Options& options)
 
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     // The first signal asks for an end and spoils no output; the second one ends us as usual.
     struct sigaction action = {};
     action.sa_handler = interrupt;

@@ -15,6 +15,7 @@ enum Id : int {
     Version = 'V',
     Quiet = 'q',
     Memory = 'm',
+    Null = '0',
     First = 256,
     Config,
     Engine,
@@ -32,14 +33,21 @@ enum Id : int {
     All,
     NoProgress,
     Notify,
+    FilesFrom,
+    Home,
+    Jobs,
     Schedule,
     Missed,
     ListSchedules,
     RemakeCron,
+    NoCache,
+    Forget,
+    Gentle,
     Switch, // the first of the table below
 };
 
 constexpr std::size_t longestExtension = 64; // that the engine takes
+constexpr unsigned long mostJobs = 64;       // likewise
 
 /// An option that only sets or clears bits.
 struct BitSwitch
@@ -66,7 +74,7 @@ constexpr std::array bitSwitches{
     BitSwitch{"no-follow-links", 0, SCANFLAG_FOLLOW_SYMLINKS},
 };
 
-constexpr std::array<option, 24> plainOptions{{
+constexpr std::array<option, 31> plainOptions{{
     {"help", no_argument, nullptr, Help},
     {"version", no_argument, nullptr, Version},
     {"quiet", no_argument, nullptr, Quiet},
@@ -86,11 +94,18 @@ constexpr std::array<option, 24> plainOptions{{
     {"json", no_argument, nullptr, Json},
     {"all", no_argument, nullptr, All},
     {"no-progress", no_argument, nullptr, NoProgress},
-    {"notify", no_argument, nullptr, Notify},
+    {"notify", optional_argument, nullptr, Notify},
+    {"files-from", required_argument, nullptr, FilesFrom},
+    {"null", no_argument, nullptr, Null},
+    {"home", no_argument, nullptr, Home},
+    {"jobs", required_argument, nullptr, Jobs},
     {"schedule", required_argument, nullptr, Schedule},
     {"missed", no_argument, nullptr, Missed},
     {"list-schedules", no_argument, nullptr, ListSchedules},
     {"remake-cron", no_argument, nullptr, RemakeCron},
+    {"no-cache", no_argument, nullptr, NoCache},
+    {"forget", no_argument, nullptr, Forget},
+    {"gentle", no_argument, nullptr, Gentle},
 }};
 
 std::vector<option> optionTable()
@@ -151,6 +166,22 @@ bool takeNumber(std::string_view text, unsigned long most, bool units, unsigned 
     return true;
 }
 
+bool takeNotify(std::string_view word, Options& options)
+{
+    constexpr std::array<std::string_view, 2> words{"problems", "all"};
+    const auto code = codeOf(word, words);
+    options.notify = code == 1u ? Options::Notify::Everything : Options::Notify::Problems;
+    return code.has_value();
+}
+
+bool takeJobs(const char* text, Options& options)
+{
+    unsigned long number = 0;
+    const bool taken = takeNumber(text, mostJobs, false, number) && number > 0;
+    options.jobs = static_cast<unsigned>(number);
+    return taken;
+}
+
 void addList(std::optional<std::string>& list, const char* more)
 {
     list = list ? *list + "," + more : std::string(more);
@@ -204,6 +235,13 @@ bool takeArgument(int id, const char* argument, Options& options)
         return argument[0] == '/';
     case LogLevel:
         return takeLogLevel(argument, options);
+    case Notify:
+        return takeNotify(argument, options);
+    case FilesFrom:
+        options.filesFrom = argument;
+        return *argument;
+    case Jobs:
+        return takeJobs(argument, options);
     case Include:
     case Exclude:
         addList(options.extensions, argument);
@@ -233,6 +271,12 @@ const char* expectation(int id)
         return "1 to 64 characters without a slash";
     case LogLevel:
         return "minimum, infected or all";
+    case Notify:
+        return "problems or all";
+    case FilesFrom:
+        return "the name of a file, or -";
+    case Jobs:
+        return "a number from 1 to 64";
     case Schedule:
         return "the id of a scheduled scan";
     case ExcludeDir:
@@ -258,6 +302,8 @@ std::optional<Options::Task> taskOf(int id)
         return Options::Task::ListSchedules;
     case RemakeCron:
         return Options::Task::RemakeCron;
+    case Forget:
+        return Options::Task::Forget;
     default:
         return std::nullopt;
     }
@@ -290,7 +336,19 @@ void takeSwitch(int id, Options& options)
         options.progress = false;
         break;
     case Notify:
-        options.notify = true;
+        options.notify = Options::Notify::Problems;
+        break;
+    case Null:
+        options.divider = '\0';
+        break;
+    case Home:
+        options.home = true;
+        break;
+    case NoCache:
+        options.remembers = false;
+        break;
+    case Gentle:
+        options.gentle = true;
         break;
     default: {
         const BitSwitch& bits = bitSwitches.at(static_cast<std::size_t>(id - Switch));
@@ -300,15 +358,23 @@ void takeSwitch(int id, Options& options)
     }
 }
 
+bool namesObjects(const Options& options)
+{
+    return !options.paths.empty() || !options.filesFrom.empty() || options.home;
+}
+
 bool consistent(const Options& options, std::string& error)
 {
     constexpr unsigned int both = SCANFLAG_INCLUDE_EXTENSIONS | SCANFLAG_EXCLUDE_EXTENSIONS;
     if ((options.setBits & both) == both)
         error = "--include and --exclude cannot be used together";
-    else if (options.task == Options::Task::Scan && options.paths.empty() == !options.memory)
+    else if (options.task == Options::Task::Scan && namesObjects(options) == options.memory)
         error = options.memory ? "--memory takes no paths" : "nothing to scan: name a file or directory";
-    else if (options.task > Options::Task::Version && (options.memory || !options.paths.empty()))
-        error = "schedules say themselves what is scanned";
+    else if (std::ranges::count(options.paths, std::string()) > 0)
+        error = "nothing has an empty name";
+    else if (options.task > Options::Task::Version && (options.memory || namesObjects(options)))
+        error = options.task == Options::Task::Forget ? "--forget takes no paths"
+                                                      : "schedules say themselves what is scanned";
     return error.empty();
 }
 
@@ -322,7 +388,7 @@ std::optional<Options> parseOptions(int argc, char** argv, std::string& error)
     optind = 1;
     for (;;) {
         int index = -1;
-        const int id = ::getopt_long(argc, argv, ":hVqm", table.data(), &index);
+        const int id = ::getopt_long(argc, argv, ":hVqm0", table.data(), &index);
         if (id == -1)
             break;
         if (id == '?' || id == ':') {

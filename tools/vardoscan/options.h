@@ -9,11 +9,19 @@
 /// What the command line asks for. What it leaves open stays as the configuration file has it.
 struct Options
 {
-    enum class Task { Scan, Help, Version, Schedule, Missed, ListSchedules, RemakeCron };
+    enum class Task { Scan, Help, Version, Schedule, Missed, ListSchedules, RemakeCron, Forget };
+
+    /// What people are told by notifications.
+    enum class Notify { Nothing, Problems, Everything };
 
     Task task = Task::Scan;
     std::vector<std::string> paths;
+    std::string filesFrom; ///< a file with more of them, `-` for the standard input; empty: none
+    char divider = '\n';   ///< behind each name in it
+    bool home = false;     ///< and the caller's home directory
     bool memory = false;
+    bool remembers = true; ///< what was clean and has not changed is left out
+    bool gentle = false;   ///< leaves in memory only what was there before
     std::string scanConf;
     std::string avConf;
 
@@ -37,7 +45,8 @@ struct Options
     bool quiet = false;
     bool all = false; ///< clean objects are printed too
     bool progress = true;
-    bool notify = false;
+    Notify notify = Notify::Nothing;
+    std::optional<unsigned> jobs; ///< processes that scan
 
     std::string scheduleId; ///< of Task::Schedule
 };

@@ -3,9 +3,9 @@
 #include "base/paths.h"
 #include "base/systemerror.h"
 #include "engine/vardo.h"
+#include "installation/membership.h"
 #include "quarantine/quarantined.h"
 #include "tools/escape.h"
-#include "tools/membership.h"
 #include "tools/vardoscan/log.h"
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/report.h"
@@ -34,6 +34,8 @@ struct Scan
 int onResult(const char* name, int type, int status, const char* virus, const char* remark,
              QS_ResultContextData* data)
 {
+    if (!*name && remark) // about the settings
+        fail(remark);
     auto* scan = static_cast<Scan*>(data);
     const bool moved = scan && scan->listed && virus && (status & SCANSTAT_QUARANTINED);
     const bool recorded = !moved || quarantine::recordQuarantined(name, virus);
@@ -51,6 +53,9 @@ bool configure(Vardo& engine, Options& options)
     if (engine.ReadConfiguration(nullptr) < 0 && options.scanConf != paths::vardoConf)
         return false;
     engine.SetOption(SCANOPT_ACTION, &options.action);
+    engine.RememberFiles(options.remembers);
+    if (options.gentle)
+        engine.BeGentle(true);
     unsigned int bits = 0;
     engine.GetOption(SCANOPT_SCANOPTS, &bits);
     constexpr unsigned int byExtension = SCANFLAG_INCLUDE_EXTENSIONS | SCANFLAG_EXCLUDE_EXTENSIONS;
@@ -68,6 +73,8 @@ bool configure(Vardo& engine, Options& options)
         return false;
     if (options.maxSize)
         engine.SetOption(SCANOPT_MAXSIZE, &*options.maxSize);
+    if (options.jobs)
+        engine.SetWorkers(*options.jobs);
     if (options.maxDepth)
         engine.SetOption(SCANOPT_MAXDEPTH, &*options.maxDepth);
     if (options.extensions && engine.SetOption(SCANOPT_EXTENSIONS, options.extensions->data()) < 0)
@@ -136,6 +143,7 @@ void perform(Vardo& engine, const Options& options, ScanResult& result)
     ending.duration =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
     ending.complete = code == 0;
+    ending.remembered = engine.RememberedObjects();
     ending.error = code < 0 ? engine.ScanError() : "";
     const std::string unlisted = code < 0 ? "" : engine.ScanError(); // in the quarantine
     if (!endLog(engine, options, code)) {
@@ -210,8 +218,10 @@ ScanResult scan(Options& options)
     if (result.unlogged)
         fail("cannot write a scan log below " + logLocation(engine) +
              (logLocation(engine) == paths::logs ? hintBehind(": ") : ""));
-    else if (options.log)
+    if (options.log && !result.unlogged) {
         result.logLocation = logLocation(engine);
+        result.logFile = openLogFile();
+    }
     result.missing = addPaths(engine, options.paths);
     if (result.missing > 0 && result.missing == options.paths.size()) {
         endLog(engine, options, -1);

@@ -20,6 +20,7 @@ struct ScanResult
     bool unlogged = false;          ///< the log that was wanted is missing or not whole
     std::string error;              ///< why it failed
     std::string logLocation;        ///< the directory of its log; empty without one
+    std::string logFile;            ///< its log; empty without one
     std::vector<std::string> found; ///< the first names of what is infected or suspicious, with the viruses
 
     unsigned unscanned() const { return statistics.scScanError + missing; }

@@ -38,6 +38,7 @@ Options optionsOf(const jobs::Job& job, const Options& asked)
     options.setBits = job.flags & jobBits;
     options.unsetBits = ~job.flags & jobBits;
     options.leavesRenamed = true;
+    options.gentle = true;
     options.log = true;
     options.json = asked.json;
     options.all = asked.all;
@@ -67,7 +68,7 @@ int perform(const jobs::Job& job, const Options& asked, const ScheduleSettings& 
         stamps.value().update(jobs::idOf(job.name), [&](jobs::Stamp& stamp) { noteEnd(result, stamp); });
     const auto message = messageAbout(result, job.name);
     if (message && settings.notify)
-        tell(*message);
+        notify::tell(*message);
     return result.exitCode;
 }
 

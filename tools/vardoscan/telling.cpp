@@ -1,6 +1,8 @@
 #include "tools/vardoscan/telling.h"
 
+#include "installation/membership.h"
 #include "tools/escape.h"
+#include "tools/vardoscan/options.h"
 #include "tools/vardoscan/scan.h"
 
 #include <array>
@@ -96,15 +98,28 @@ std::string howItWent(const ScanResult& result)
     return text;
 }
 
+/// Nothing where there is a whole log, or none was wanted.
+std::string whereNoLogIs(const ScanResult& result)
+{
+    const std::string hint = membershipHint();
+    return result.unlogged ? "There is no whole log" + (hint.empty() ? "" : ": " + hint) + ".\n" : "";
+}
+
 std::string bodyOf(const ScanResult& result, const std::string& schedule)
 {
     std::string text = schedule.empty() ? "" : "Scheduled scan: " + shown(schedule) + "\n";
     for (const std::string& name : result.found)
         text += schedule.empty() ? shown(name) + "\n" : "";
-    text += whatWasDone(result.statistics) + howItWent(result);
+    text += whatWasDone(result.statistics) + howItWent(result) + whereNoLogIs(result);
     if (!result.logLocation.empty())
         text += "More is in the newest scan log in " + shown(result.logLocation) + "/vardo.\n";
     return text.substr(0, text.size() - text.ends_with('\n'));
+}
+
+/// Of all messages about one run.
+std::string topic()
+{
+    return "scan " + std::to_string(::getpid());
 }
 
 } // namespace
@@ -114,10 +129,23 @@ std::optional<notify::Message> messageAbout(const ScanResult& result, const std:
     const bool found = !whatWasFound(result.statistics).empty();
     if (!found && result.unscanned() == 0 && result.end == ScanResult::End::Complete)
         return std::nullopt;
-    return notify::Message{summaryOf(result), bodyOf(result, schedule), found};
+    return notify::Message{summaryOf(result), bodyOf(result, schedule), found, topic(),
+                           found ? notify::window : result.logFile};
 }
 
-void tell(const notify::Message& message)
+notify::Message messageOfBegin(const Options& options)
 {
-    ::geteuid() == 0 ? notify::tellEverybody(message) : notify::tellCaller(message);
+    std::string body = std::to_string(options.paths.size()) + " files and directories";
+    if (options.memory)
+        body = "The running processes";
+    else if (options.paths.size() == 1)
+        body = shown(options.paths.front());
+    return {"Vardo is scanning", body, false, topic(), ""};
+}
+
+notify::Message messageOfNothing(const ScanResult& result)
+{
+    const unsigned count = result.statistics.scFiles;
+    const std::string body = counted(count, "object") + were(count) + "scanned.\n" + whereNoLogIs(result);
+    return {"Vardo found nothing", body.substr(0, body.size() - 1), false, topic(), result.logFile};
 }

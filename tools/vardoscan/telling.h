@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+struct Options;
 struct ScanResult;
 
 /// What people at their desktops are told of a scan; nothing of one that went well and found nothing.
@@ -12,5 +13,8 @@ struct ScanResult;
 /// those of a scheduled one are not everybody's business.
 std::optional<notify::Message> messageAbout(const ScanResult& result, const std::string& schedule);
 
-/// Tells those who are concerned: everybody when root scans, else the caller.
-void tell(const notify::Message& message);
+/// That a scan begins. What tells of its end takes its place.
+notify::Message messageOfBegin(const Options& options);
+
+/// That a scan went well and found nothing.
+notify::Message messageOfNothing(const ScanResult& result);

@@ -5,6 +5,7 @@ const char* usage()
     return R"(Usage: vardoscan [options] PATH...
        vardoscan [options] --memory
        vardoscan [options] --schedule=ID | --missed | --list-schedules
+       vardoscan [options] --forget
 Scans files and directories, or the running processes, for viruses.
 
 What is done about infected files:
@@ -26,7 +27,16 @@ What is scanned; the configuration file has the defaults:
       --exclude-dir=DIR        not this directory; may be repeated
       --max-size=SIZE          no larger files; bytes, or with K, M, G
       --max-depth=LEVELS       no deeper directories
+      --files-from=FILE        what FILE names, one a line; - is the standard input
+  -0, --null                   the names in it end with a NUL, as find -print0 does
+      --home                   the home directory
   -m, --memory                 the running processes instead of files
+      --no-cache               also what was clean before and has not changed
+      --forget                 nothing; forget all files that were clean
+
+How it is scanned:
+      --gentle                 only when nobody else uses processor and disk, and
+                               with nothing left in memory that was not there
 
 What is printed:
       --all                    clean objects too
@@ -41,14 +51,17 @@ What is logged:
                                the same, with more or less of it
 
 Who is told:
-      --notify                 a desktop notification when something was found, or
-                               could not be scanned
+      --notify[=problems|all]  a desktop notification when something was found, or
+                               could not be scanned; all: of begin and end, too
 
 Scheduled scans, which the window makes:
       --schedule=ID            run one, as cron does
       --missed                 run those that were due while the machine was off
       --list-schedules         print them, with their ids and last results
       --remake-cron            make the file of cron anew
+
+How it scans:
+      --jobs=N                 with N processes; by default one for each core
 
       --config=FILE            scan configuration
       --engine-config=FILE     configuration of the scanning service

@@ -1,4 +1,4 @@
-#include "tools/membership.h"
+#include "installation/membership.h"
 
 #include <algorithm>
 #include <vector>
