@@ -28,7 +28,7 @@ const fs::path home = "/home/tester";
 void makeEntries(bool folders, int count)
 {
     for (int i = 0; i < count; ++i) {
-        const fs::path path = home / ("entry number " + std::to_string(i * 7919 % count));
+        const fs::path path = home / ("entry number " + std::to_string(i * 7919LL % count));
         if (folders)
             fs::create_directory(path);
         else
@@ -66,6 +66,7 @@ void measure(const char* what, const std::function<void()>& action, const std::f
     longest = std::max(longest, away.elapsed());
     std::printf("%-28s %6lld ms, at most %4lld ms away, MB:%s\n", what, static_cast<long long>(whole.elapsed()),
                 static_cast<long long>(longest), memory().constData());
+    std::fflush(stdout);
 }
 
 } // namespace

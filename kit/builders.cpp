@@ -157,7 +157,7 @@ QLineEdit* entry(QWidget* parent, const char* name, const char* image, QSize siz
     edit->setFrame(false);
     edit->setMaxLength(maxLength);
     QPalette palette;
-    palette.setBrush(QPalette::Base, vardoBrush(QLatin1StringView(image)));
+    palette.setBrush(QPalette::Base, vardoPixmap(QLatin1StringView(image)));
     edit->setPalette(palette);
     return edit;
 }
@@ -191,7 +191,7 @@ QComboBox* comboBox(QWidget* parent, const char* name, const QString& texture)
     auto* combo = new QComboBox(parent);
     combo->setObjectName(QLatin1StringView(name));
     QPalette palette;
-    palette.setBrush(QPalette::Button, vardoBrush(texture));
+    palette.setBrush(QPalette::Button, vardoPixmap(texture));
     combo->setPalette(palette);
     return combo;
 }

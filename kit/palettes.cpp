@@ -43,6 +43,6 @@ QPalette contentPalette(const QString& buttonImage)
         palette.setColor(QPalette::Inactive, colours.role, colours.inactive);
         palette.setColor(QPalette::Disabled, colours.role, colours.disabled);
     }
-    palette.setBrush(QPalette::Button, vardoBrush(buttonImage, silver));
+    palette.setBrush(QPalette::Button, QBrush(silver, vardoPixmap(buttonImage)));
     return palette;
 }

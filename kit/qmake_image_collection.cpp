@@ -129,16 +129,6 @@ QIcon vardoIcon()
     return factory ? factory->icon() : QIcon();
 }
 
-QBrush vardoBrush(const QString& name, const QColor& colour)
-{
-    const QPixmap pixmap = vardoPixmap(name);
-    QBrush brush(colour, pixmap);
-    const double ratio = pixmap.devicePixelRatio();
-    if (ratio != 1)
-        brush.setTransform(QTransform::fromScale(1 / ratio, 1 / ratio));
-    return brush;
-}
-
 QPixmap vardoPixmap(const QString& name)
 {
     return factory ? factory->data(name) : QPixmap();

@@ -62,7 +62,7 @@ void VMainWidget::buildFrame()
     lblSelectedMenu->setGeometry(541, 142, 120, 27);
     lblSelectedMenu->setFixedSize(120, 27);
     QPalette palette;
-    palette.setBrush(QPalette::Window, vardoBrush(QStringLiteral("menu_back.png")));
+    palette.setBrush(QPalette::Window, vardoPixmap(QStringLiteral("menu_back.png")));
     lblSelectedMenu->setPalette(palette);
     lblSelectedMenu->setAutoFillBackground(true);
 }

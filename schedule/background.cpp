@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds blink(50);
+constexpr std::chrono::milliseconds blink(30);
 
 /// Shared by the thread and who waits for it.
 struct Job

@@ -85,7 +85,7 @@ void ObjectTree::takeLoaded(quint64 ticket, std::shared_ptr<LoadedDirectory> loa
     row.setLoaded(std::make_unique<LoadedDirectory>(std::move(*loaded)));
     showMore(row);
     if (row.loaded()->orderedBy != presentOrder())
-        sort(row);
+        sort({&row});
 }
 
 /// Makes the next rows, ahead of those that stand behind all.
@@ -121,42 +121,45 @@ void ObjectTree::showMoreInView()
 
 void ObjectTree::sortAll()
 {
-    std::vector<QTreeWidgetItem*> rows{topLevelItem(0)};
-    while (!rows.empty()) {
-        QTreeWidgetItem* row = rows.back();
-        rows.pop_back();
-        for (int i = 0; i < row->childCount(); ++i) {
-            if (rowOf(row->child(i)).loaded())
-                rows.push_back(row->child(i));
+    std::vector<ObjectRow*> rows{&rowOf(topLevelItem(0))};
+    for (std::size_t next = 0; next < rows.size(); ++next) {
+        for (int i = 0; i < rows[next]->childCount(); ++i) {
+            if (ObjectRow& child = rowOf(rows[next]->child(i)); child.loaded())
+                rows.push_back(&child);
         }
-        if (rowOf(row).loaded())
-            sort(rowOf(row));
     }
+    sort(rows);
 }
 
-void ObjectTree::sort(ObjectRow& row)
+void ObjectTree::sort(const std::vector<ObjectRow*>& rows)
 {
-    const quint64 ticket = ++tickets_;
-    waiting_[ticket] = &row;
-    background_.run([this, ticket, order = presentOrder(),
-                     listing = row.loaded()->listing]() -> Background::Result {
-        auto sorted = std::make_shared<LoadedDirectory>();
-        sorted->order = listing->inOrder(order);
-        sorted->orderedBy = order;
-        return [this, ticket, sorted] { takeOrder(ticket, sorted); };
+    auto work = std::make_shared<std::vector<Sorted>>();
+    for (ObjectRow* row : rows) {
+        if (!row->loaded())
+            continue;
+        work->push_back({++tickets_, row->loaded()->listing, {}});
+        waiting_[tickets_] = row;
+    }
+    background_.run([this, work, order = presentOrder()]() -> Background::Result {
+        for (Sorted& each : *work)
+            each.order = each.listing->inOrder(order);
+        return [this, work, order] {
+            for (Sorted& each : *work)
+                takeOrder(each, order);
+        };
     });
 }
 
-void ObjectTree::takeOrder(quint64 ticket, std::shared_ptr<LoadedDirectory> sorted)
+void ObjectTree::takeOrder(Sorted& sorted, ObjectOrder order)
 {
-    const auto waiting = waiting_.extract(ticket);
+    const auto waiting = waiting_.extract(sorted.ticket);
     // Of two headers that were clicked the second one counts.
-    if (waiting.empty() || sorted->orderedBy != presentOrder())
+    if (waiting.empty() || order != presentOrder())
         return;
     ObjectRow& row = *waiting.mapped();
     LoadedDirectory& loaded = *row.loaded();
-    loaded.order = std::move(sorted->order);
-    loaded.orderedBy = sorted->orderedBy;
+    loaded.order = std::move(sorted.order);
+    loaded.orderedBy = order;
     if (!loaded.isWhole()) {
         remake(row);
         return;

@@ -53,9 +53,16 @@ class ObjectTree : public QTreeWidget
     void takeLoaded(quint64 ticket, std::shared_ptr<LoadedDirectory> loaded);
     void showMore(ObjectRow& row);
     void showMoreInView();
+    /// A directory's new order, by the number of the work.
+    struct Sorted
+    {
+        quint64 ticket;
+        std::shared_ptr<const DirectoryListing> listing;
+        std::vector<std::uint32_t> order;
+    };
     void sortAll();
-    void sort(ObjectRow& row);
-    void takeOrder(quint64 ticket, std::shared_ptr<LoadedDirectory> sorted);
+    void sort(const std::vector<ObjectRow*>& rows);
+    void takeOrder(Sorted& sorted, ObjectOrder order);
     void remake(ObjectRow& row);
     void openAgain(ObjectRow& row);
 

@@ -100,7 +100,7 @@ QWidget* VScheduleDialog::buildPage(const char* name)
     auto* page = new QWidget;
     page->setObjectName(QLatin1StringView(name));
     QPalette palette;
-    palette.setBrush(QPalette::Window, vardoBrush(background::box));
+    palette.setBrush(QPalette::Window, vardoPixmap(background::box));
     page->setPalette(palette);
     page->setAutoFillBackground(true);
     tabSchedule->addTab(page, QString());
