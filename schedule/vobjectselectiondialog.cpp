@@ -24,8 +24,8 @@ namespace {
 
 using State = ObjectRow::State;
 
-/// Visits the marks of all that is below `row`, in a row of its own or not, until `visit` answers true, and tells
-/// whether it did.
+/// Visits the marks of all that is below `row`, in a row of its own or not, until `visit` answers true, and
+/// tells whether it did.
 template <class Visitor>
 bool anyBelow(const QTreeWidgetItem& row, const Visitor& visit)
 {

@@ -329,7 +329,8 @@ class TestObjectSelection : public QObject
         QCOMPARE(result(), "f:~/names/caf\u00E8 f:~/names/two\nlines");
     }
 
-    /// Rows are made as the user gets there; what has none yet is checked, sorted and handed over all the same.
+    /// Rows are made as the user gets there; what has none yet is checked, sorted and handed over all the
+    /// same.
     void largeDirectoryComesInSlices()
     {
         fs::create_directory(home / "many");
