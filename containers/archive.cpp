@@ -90,6 +90,12 @@ bool isRegular(archive_entry* entry)
     return (kind == AE_IFREG || kind == 0) && !archive_entry_hardlink(entry);
 }
 
+/// libarchive calls through a bad pointer when asked this before it knows the format.
+bool hasEncrypted(archive& opened)
+{
+    return archive_format(&opened) != 0 && archive_read_has_encrypted_entries(&opened) == 1;
+}
+
 /// What went wrong, as far as libarchive's words tell.
 Failure failureOf(archive& failed)
 {
@@ -180,7 +186,7 @@ class Opening
             return;
         if (!archive_)
             opened_.failure = Failure::Damaged;
-        else if (archive_read_has_encrypted_entries(archive_.get()) == 1)
+        else if (hasEncrypted(*archive_))
             opened_.encrypted = true;
         else
             opened_.failure = failureOf(*archive_);

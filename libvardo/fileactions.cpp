@@ -35,6 +35,16 @@ base::Error changedError()
     return {ESTALE, "the file changed after it was scanned"};
 }
 
+/// True for the status of the scanned file, perhaps moved by now. A file system in layers may give it another
+/// inode then, and the one that is open as well.
+bool isScanned(const ScannedFile& file, const struct stat& status)
+{
+    const FileId id = fileId(status);
+    struct stat open = {};
+    return id.sameContent(file.id) || (id.size == file.id.size && id.modified == file.id.modified &&
+                                       ::fstat(file.fd, &open) == 0 && fileId(open).sameContent(id));
+}
+
 } // namespace
 
 base::Result<FileId> verifyUnchanged(const ScannedFile& file)
@@ -52,8 +62,8 @@ base::Result<std::string> deleteFile(const ScannedFile& file)
 {
     if (const auto same = verifyUnchanged(file); !same)
         return same.error();
-    const auto isIt = [&file](const struct stat& status) { return fileId(status).sameContent(file.id); };
-    const auto removed = quarantine::removeChecked(file.parent, file.leaf, isIt);
+    const auto removed = quarantine::removeChecked(
+        file.parent, file.leaf, [&file](const struct stat& status) { return isScanned(file, status); });
     return removed ? base::Result<std::string>(std::string()) : removed.error();
 }
 
@@ -70,8 +80,7 @@ base::Result<bool> moveScanned(const ScannedFile& file, int directory, const std
     if (const auto moved = quarantine::moveNoReplace(file.parent, file.leaf, directory, name); !moved)
         return moved;
     struct stat status = {};
-    if (::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-        fileId(status).sameContent(file.id))
+    if (::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && isScanned(file, status))
         return true;
     const auto back = quarantine::moveBack(directory, name, file.parent, file.leaf);
     if (back && back.value() == file.leaf)

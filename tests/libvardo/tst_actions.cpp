@@ -402,6 +402,32 @@ class TestActions : public QObject
         }
     }
 
+    /// In layers, as in a container, a file with two names becomes another one when it is moved.
+    void actsInLayers()
+    {
+        if (!mounts_)
+            QSKIP("needs mounts");
+        for (const unsigned action : {SCANACT_DELETE, SCANACT_RENAME}) {
+            ScanWorld world;
+            world.directory("../upper");
+            const Mount upper(world.path("../upper"), "size=1m");
+            for (const char* name : {"../upper/u", "../upper/w", "../lower"})
+                world.directory(name);
+            const QByteArray bad = world.write("../lower/bad", "infected");
+            QCOMPARE(::link(bad.constData(), world.path("../lower/too").constData()), 0);
+            const QByteArray layers = "lowerdir=" + world.path("../lower") +
+                                      ",upperdir=" + world.path("../upper/u") +
+                                      ",workdir=" + world.path("../upper/w");
+            if (::mount("none", world.path().constData(), "overlay", 0, layers.constData()) != 0)
+                QSKIP("there are no layers here");
+            world.plan.action = action;
+            const int result = world.scan();
+            ::umount2(world.path().constData(), MNT_DETACH);
+            QCOMPARE(result, 0);
+            QCOMPARE(world.statistics.scDeleted + world.statistics.scRenamed, 2u);
+        }
+    }
+
     void undoesAHalfCopy_data()
     {
         QTest::addColumn<QByteArray>("event");

@@ -165,13 +165,15 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "runasroot: %s: %s\n", argv[1], std::strerror(errno));
         return errno == ENOENT ? 127 : exitRefused;
     }
+    // Before a refusal too, so that the caller cannot keep it out of the log.
+    const bool rooted = isRoot || becomeRoot();
     if (!command) {
         std::string line = "only commands of the product itself are run for users other than root:";
         for (int i = 1; i < argc; ++i)
             line.append(" ").append(argv[i]);
         return refuse(caller, std::move(line));
     }
-    if (!isRoot && !becomeRoot())
+    if (!rooted)
         return complain("no root rights: is it installed set-uid root?");
     const auto done = perform(*command, caller);
     if (done)

@@ -1,3 +1,4 @@
+#include "base/begin.h"
 #include "notify/notify.h"
 #include "tools/vardonotify/notices.h"
 
@@ -28,6 +29,7 @@ int serve()
 /// With a summary and a body, and perhaps what a button opens, shows one message and ends.
 int main(int argc, char** argv)
 {
+    base::beginProgram();
     if (argc == 2 && std::string(argv[1]) == "--serve")
         return serve();
     if (argc != 3 && argc != 4) {

@@ -1,5 +1,6 @@
 #include "tools/vardoscan/telling.h"
 
+#include "installation/membership.h"
 #include "tools/escape.h"
 #include "tools/vardoscan/options.h"
 #include "tools/vardoscan/scan.h"
@@ -97,12 +98,19 @@ std::string howItWent(const ScanResult& result)
     return text;
 }
 
+/// Nothing where there is a whole log, or none was wanted.
+std::string whereNoLogIs(const ScanResult& result)
+{
+    const std::string hint = membershipHint();
+    return result.unlogged ? "There is no whole log" + (hint.empty() ? "" : ": " + hint) + ".\n" : "";
+}
+
 std::string bodyOf(const ScanResult& result, const std::string& schedule)
 {
     std::string text = schedule.empty() ? "" : "Scheduled scan: " + shown(schedule) + "\n";
     for (const std::string& name : result.found)
         text += schedule.empty() ? shown(name) + "\n" : "";
-    text += whatWasDone(result.statistics) + howItWent(result);
+    text += whatWasDone(result.statistics) + howItWent(result) + whereNoLogIs(result);
     if (!result.logLocation.empty())
         text += "More is in the newest scan log in " + shown(result.logLocation) + "/vardo.\n";
     return text.substr(0, text.size() - text.ends_with('\n'));
@@ -137,7 +145,7 @@ notify::Message messageOfBegin(const Options& options)
 
 notify::Message messageOfNothing(const ScanResult& result)
 {
-    return {"Vardo found nothing",
-            counted(result.statistics.scFiles, "object") + were(result.statistics.scFiles) + "scanned.",
-            false, topic(), result.logFile};
+    const unsigned count = result.statistics.scFiles;
+    const std::string body = counted(count, "object") + were(count) + "scanned.\n" + whereNoLogIs(result);
+    return {"Vardo found nothing", body.substr(0, body.size() - 1), false, topic(), result.logFile};
 }
