@@ -33,7 +33,7 @@ void tellWhatIsMissing(Vardo& scanner)
     if (leftOut.empty())
         return;
     std::fprintf(stderr, "vardogui: %s\n", leftOut.c_str());
-    notify::tell({"Some signatures are not in use", leftOut, true});
+    notify::tell({"Some signatures are not in use", leftOut, true, {}, {}});
 }
 
 } // namespace
