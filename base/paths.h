@@ -28,7 +28,8 @@ inline constexpr char progressAnimation[] = "/opt/Quillstone/var/www/htdocs/imag
 
 inline constexpr char signatures[] = "/var/Quillstone/var/lib/signatures";
 inline constexpr char systemSignatures[] = "/var/lib/clamav";
-inline constexpr char scheduleStamps[] = "/var/Quillstone/var/lib/schedules"; // of root's alone
+inline constexpr char scheduleStamps[] = "/var/Quillstone/var/lib/schedules";   // of root's alone
+inline constexpr char rememberedFiles[] = "/var/Quillstone/var/lib/remembered"; // of root's alone
 inline constexpr char updateTemp[] = "/var/Quillstone/var/tmp";
 inline constexpr char updateBackup[] = "/var/Quillstone/var/lib/signatures.old";
 inline constexpr char quarantine[] = "/var/Quillstone/var/quarantine/vardo";

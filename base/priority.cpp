@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include <linux/ioprio.h>
 #include <sched.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -14,36 +13,53 @@ namespace {
 
 constexpr int lowest = 19;
 
+// ioprio_set(2). The kernel's header of them is not C++ in every version.
+constexpr int ioOfProcess = 1;
+constexpr int ioClassShift = 13;
+enum IoClass { BestEffort = 2, Idle = 3 };
+
+int ioClassOf(int io)
+{
+    return io >> ioClassShift;
+}
+
 bool isUsual(int io)
 {
-    const int kind = IOPRIO_PRIO_CLASS(io);
-    return kind != IOPRIO_CLASS_BE && kind != IOPRIO_CLASS_IDLE;
+    return ioClassOf(io) != BestEffort && ioClassOf(io) != Idle;
+}
+
+/// What goes before others, as a policy for real time, counts as usual.
+int modest(int policy)
+{
+    return policy == SCHED_BATCH || policy == SCHED_IDLE ? policy : SCHED_OTHER;
 }
 
 } // namespace
 
 bool Priority::readsWhenIdle() const
 {
-    return IOPRIO_PRIO_CLASS(io) == IOPRIO_CLASS_IDLE;
+    return ioClassOf(io) == Idle;
 }
 
 Priority ownPriority()
 {
     // -1, which may be a failure too, counts as 0.
     const int nice = ::getpriority(PRIO_PROCESS, 0);
-    const auto io = static_cast<int>(::syscall(SYS_ioprio_get, IOPRIO_WHO_PROCESS, 0));
-    return {std::clamp(nice, 0, lowest), isUsual(io) ? 0 : io};
+    const auto io = static_cast<int>(::syscall(SYS_ioprio_get, ioOfProcess, 0));
+    return {std::clamp(nice, 0, lowest), isUsual(io) ? 0 : io, modest(::sched_getscheduler(0))};
 }
 
 void takePriority(const Priority& priority, int thread)
 {
+    const sched_param none = {};
+    ::sched_setscheduler(thread, modest(priority.policy), &none);
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(thread), std::clamp(priority.nice, 0, lowest));
-    ::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, thread, isUsual(priority.io) ? 0 : priority.io);
+    ::syscall(SYS_ioprio_set, ioOfProcess, thread, isUsual(priority.io) ? 0 : priority.io);
 }
 
 int idleIo()
 {
-    return IOPRIO_PRIO_VALUE(IOPRIO_CLASS_IDLE, 0);
+    return Idle << ioClassShift;
 }
 
 unsigned allCores()

@@ -5,8 +5,9 @@ namespace base {
 /// How a thread stands back behind others on the processor and on the disk.
 struct Priority
 {
-    int nice = 0; ///< 0, as usual, to 19
-    int io = 0;   ///< as ioprio_set(2) takes it
+    int nice = 0;   ///< 0, as usual, to 19
+    int io = 0;     ///< as ioprio_set(2) takes it
+    int policy = 0; ///< SCHED_OTHER, SCHED_BATCH or SCHED_IDLE
 
     /// True for a thread that reads only when nobody else does.
     bool readsWhenIdle() const;

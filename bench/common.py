@@ -9,6 +9,15 @@ import time
 from pathlib import Path
 
 
+def regular_files(root):
+    for folder, names, files in os.walk(root):
+        names.sort()
+        for name in sorted(files):
+            path = Path(folder, name)
+            if path.is_file() and not path.is_symlink():
+                yield path
+
+
 def real_files(roots, wanted_files, wanted_bytes):
     """Regular files below `roots`, in a fixed mixture, until both wishes are met."""
     found = []
@@ -62,6 +71,44 @@ def make_signatures(folder, hashes, bodies):
             body = numbers.randbytes(24).hex()
             out.write(f"Bench.Body-{n}:{numbers.choice((0, 1, 3))}:*:{body}\n")
     return folder
+
+
+def make_heavy_signatures(folder, bodies, logical):
+    """Writes signatures that are like real ones in what they cost: cut from files of this system, but for their
+    last bytes, so that they begin to match again and again."""
+    folder = Path(folder)
+    if folder.exists():
+        return folder
+    numbers = random.Random(4)
+    files = [path for path in regular_files("/usr") if 4096 < path.stat().st_size < 1 << 20]
+    numbers.shuffle(files)
+
+    def cuts():
+        while True:
+            for path in files:
+                content = path.read_bytes()
+                for _ in range(40):
+                    start = numbers.randrange(len(content) - 64)
+                    body = content[start : start + numbers.randrange(12, 48)]
+                    if len(set(body)) > 6:
+                        yield (body[:-4] + numbers.randbytes(4)).hex()
+
+    cut = cuts()
+    partial = make_signatures(folder.with_suffix(".partial"), 500000, 0)
+    with open(partial / "heavy.ndb", "w") as out:
+        for n in range(bodies):
+            out.write(f"Bench.Cut-{n}:{numbers.choice((0, 0, 1, 3, 6, 7))}:*:{next(cut)}\n")
+    with open(partial / "heavy.ldb", "w") as out:
+        for n in range(logical):
+            kind = numbers.choice((0, 1, 6))
+            parts = ";".join(next(cut) for _ in range(3))
+            out.write(f"Bench.Logical-{n};Engine:51-255,Target:{kind};(0&1)|(1&2);{parts}\n")
+    partial.rename(folder)
+    return folder
+
+
+def median_of(times, measure):
+    return sorted(measure() for _ in range(times))[times // 2]
 
 
 def describe(tree):

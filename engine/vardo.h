@@ -127,6 +127,16 @@ class Vardo : public ScanConfig
     VARDO_API int DoMemoryScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, bool all);
     int DoMemoryScan(const char* object, QS_ResultCallBack cb, QS_ResultContextData* ctx, bool all);
 
+    /// Whether scans leave out what was clean before and has not changed since, which is so unless the
+    /// configuration says otherwise. With false they look at everything and remember nothing.
+    VARDO_API void RememberFiles(bool on);
+    /// How many objects were left out so since the last ResetResult; they count as scanned and clean.
+    VARDO_API unsigned int RememberedObjects();
+    /// Forgets all files that scans with the configuration `avConf` (null: the installation's) remember.
+    VARDO_API int ForgetFiles(const char* avConf);
+    /// Whether a scan takes out of the memory again what it alone had read. Else the configuration decides.
+    VARDO_API void BeGentle(bool on);
+
     /// Text of the last failure, owned by the object; empty when there was none. After CloseLog that of a log
     /// which is not whole.
     VARDO_API const char* ScanError();

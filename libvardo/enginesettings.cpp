@@ -92,6 +92,10 @@ EngineSettings loadEngineSettings(const char* avConf, const char* scanConf)
     if (!logLocationCounts(scan))
         settings.refused.push_back(scan.refusal("Log:Location", paths::logs));
     constexpr ConfWord mailFolderWords[] = {{"report", 0}, {"act", 1}, {nullptr, 0}};
+    settings.remembers = scan.flag("Scan:Remember", true);
+    settings.remember.directory = av.safePath("path:RememberPath", paths::rememberedFiles, &settings.refused);
+    takeNumber<unsigned>(scan, "Scan:RescanDays", 0, 365, settings.remember.rescanDays);
+    settings.gentle = scan.flag("Scan:Gentle", false);
     settings.mailFolders = scan.word("Scan:MailFolders", mailFolderWords, 0) == 1;
     takeNumber<unsigned>(scan, "Service:IdleMinutes", 1, 1440, settings.service.idleMinutes);
     return settings;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "libvardo/remembering.h"
 #include "libvardo/scansession.h"
 
 #include <string>
@@ -17,6 +18,9 @@ struct EngineSettings
     std::string quarantineDir;        ///< absolute; its contents are never scanned
     bool mailFolders = false;         ///< mail folders are acted upon like other files
     std::vector<std::string> refused; ///< for a person: what does not count, since root does not take it
+    bool remembers = true;            ///< clean files are left out until they change
+    RememberSettings remember{};
+    bool gentle = false; ///< what is only read for a scan leaves the memory again
 };
 
 /// Reads the paths from `avConf` and the limits from `scanConf`; null means the installation's file.

@@ -36,15 +36,23 @@ std::string runtimeDirectory()
     return ::lstat(shared.c_str(), &status) != 0 || isPrivate(shared) ? shared : "";
 }
 
-/// Empty for root, and for who has no home. A user whose windows run on the installation's settings has no
-/// directory of settings, and gets none for a socket.
-std::string ownDirectory()
+/// Empty for root, and for who has no home.
+std::string settingsDirectory()
 {
     const passwd* user = ::geteuid() == 0 ? nullptr : ::getpwuid(::geteuid());
-    if (!user || !user->pw_dir || user->pw_dir[0] != '/')
+    const bool hasHome = user && user->pw_dir && user->pw_dir[0] == '/';
+    return hasHome ? std::string(user->pw_dir) + "/.vardo" : std::string();
+}
+
+/// Empty for root, and for who has no home. A user whose windows run on the installation's settings has none
+/// of those, and gets no socket where they would be.
+std::string ownDirectory()
+{
+    const std::string settings = settingsDirectory();
+    if (settings.empty())
         return {};
-    const std::string settings = std::string(user->pw_dir) + "/.vardo";
-    const std::string runtime = isPrivate(settings) ? "" : runtimeDirectory();
+    const bool used = isPrivate(settings) && ::access((settings + "/vardo.conf").c_str(), F_OK) == 0;
+    const std::string runtime = used ? "" : runtimeDirectory();
     return runtime.empty() ? settings : runtime;
 }
 
@@ -57,6 +65,12 @@ void leaveRootsService(ServicePaths& paths)
         return;
     paths.socket = directory + "/qsav";
     paths.pidFile = directory + "/qsav.pid";
+}
+
+void leaveRootsMemory(std::string& directory)
+{
+    if (::geteuid() != 0 && directory == paths::rememberedFiles)
+        directory = settingsDirectory();
 }
 
 void makePlace(const ServicePaths& paths)

@@ -9,6 +9,9 @@ namespace vardo {
 /// the session are.
 void leaveRootsService(ServicePaths& paths);
 
+/// The same for the memory of clean files in `directory`: a user's is among the user's settings.
+void leaveRootsMemory(std::string& directory);
+
 /// Makes the directory of a user's own service, or of root's, if it is missing. Starting the service tells
 /// when it failed.
 void makePlace(const ServicePaths& paths);

@@ -89,6 +89,8 @@ bool isGone(int code)
 ProcessWalker::ProcessWalker(ScanPipeline& pipeline, CallWatch& watch, bool all)
     : pipeline_(pipeline)
     , watch_(watch)
+    , remembering_(pipeline.remembering())
+    , clean_(std::make_shared<ScanOutcome>(Verdict{SCANSTAT_CLEAN, {}, {}, {}}))
     , all_(all)
 {
 }
@@ -220,7 +222,14 @@ void ProcessWalker::pushFile(base::UniqueFd file, const std::string& name)
     const FileId id = item.id;
     if (const auto known = files_.find(id); known != files_.end())
         item.outcome = known->second;
+    else if (const auto key =
+                 Remembering::keyOf(remembering_.fileSystemOf(file.get(), status, watch_), status);
+             remembering_.knows(key))
+        item.outcome = clean_;
     else
+        item.key = remembering_.prepare(key, file.get(), watch_);
+    item.remembered = item.outcome == clean_;
+    if (!item.outcome)
         item.fd = std::move(file);
     if (files_.size() >= mostFiles)
         files_.clear();

@@ -48,6 +48,8 @@ class ProcessWalker
 
     ScanPipeline& pipeline_;
     CallWatch& watch_;
+    Remembering& remembering_;
+    const std::shared_ptr<ScanOutcome> clean_; ///< of files that are remembered
     const bool all_;
     std::vector<pid_t> processes_;
     std::size_t next_ = 0;           ///< of processes_

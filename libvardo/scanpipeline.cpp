@@ -11,11 +11,14 @@ namespace {
 
 constexpr std::uint64_t mostMemory = 64 << 20;
 constexpr std::size_t mostItems = 8192;
+constexpr std::size_t wakeAfter =
+    64; // items that need no session; waking costs more than what one of them does
 
 } // namespace
 
-ScanPipeline::ScanPipeline(std::size_t window)
+ScanPipeline::ScanPipeline(std::size_t window, Remembering remembering)
     : window_(window)
+    , remembering_(std::move(remembering))
 {
 }
 
@@ -27,6 +30,7 @@ ScanPipeline::~ScanPipeline()
 base::Result<bool> ScanPipeline::open(const SessionFactory& factory, const SessionOptions& options)
 {
     ScanSession::Handlers handlers;
+    handlers.opened = [this](const ServiceInfo& service) { remembering_.setService(service); };
     handlers.done = [this](std::uint64_t id, Verdict verdict) { done(id, std::move(verdict)); };
     handlers.lost = [this](std::string why) { lost(std::move(why)); };
     auto opened = factory(options, std::move(handlers), [this] { return !stopped_; });
@@ -46,6 +50,8 @@ std::shared_ptr<ScanOutcome> ScanPipeline::push(ScanItem item)
     const auto size = static_cast<std::uint64_t>(item.id.size);
 
     std::unique_lock lock(mutex_);
+    if (!hasRoom(item))
+        changed_.notify_all();
     changed_.wait(lock, [this, &item] { return stopped_ || hasRoom(item); });
     if (stopped_) {
         lock.unlock();
@@ -58,11 +64,13 @@ std::shared_ptr<ScanOutcome> ScanPipeline::push(ScanItem item)
     items_.push_back(std::move(item));
     if (submits)
         pending_.emplace(id, Pending{outcome, &items_.back()});
+    // Whoever waits looks again soon.
+    const bool wakes = !submits && items_.size() % wakeAfter == 0;
     lock.unlock();
     // The item cannot leave, nor its descriptor close, before the session has answered.
     if (submits)
         session_->submit(id, fd, size);
-    else
+    else if (wakes)
         changed_.notify_all();
     return outcome;
 }
@@ -72,6 +80,7 @@ bool ScanPipeline::waitForRoom()
     std::unique_lock lock(mutex_);
     if (items_.empty())
         return false;
+    changed_.notify_all();
     changed_.wait(lock, [this, before = taken_] { return stopped_ || taken_ != before; });
     return !stopped_;
 }
@@ -177,6 +186,8 @@ void ScanPipeline::done(std::uint64_t id, Verdict verdict)
     if (verdict.status == SCANSTAT_CLEAN &&
         (::fstat(item.fd.get(), &status) != 0 || fileId(status) != item.id))
         verdict = {SCANSTAT_ERROR, {}, {}, "changed while it was scanned"};
+    if (verdict.status == SCANSTAT_CLEAN && verdict.remark.empty())
+        remembering_.add(item.key);
 
     base::UniqueFd file;
     std::shared_ptr<const base::UniqueFd> parent;

@@ -3,6 +3,7 @@
 #include "base/result.h"
 #include "base/uniquefd.h"
 #include "libvardo/fileid.h"
+#include "libvardo/remembering.h"
 #include "libvardo/scansession.h"
 #include "libvardo/unreadpages.h"
 
@@ -63,6 +64,8 @@ struct ScanItem
     std::string leaf;                             ///< name in `parent`
     base::UniqueFd fd;                            ///< the opened file; closed early, as `parent`, when clean
     FileId id;                                    ///< the file's state when it was opened
+    Remembering::Key key;                         ///< by which it is remembered if it is clean
+    bool remembered = false;                      ///< it was clean when it was scanned last
     UnreadPages unread;                           ///< dropped once there is a verdict
     std::uint64_t memory = 0;                     ///< bytes that the item keeps in memory
     std::shared_ptr<ScanOutcome> outcome;         ///< null for directories and processes
@@ -76,11 +79,13 @@ class ScanPipeline
     /// At most `window` items inside hold their files open: those without a verdict yet, or with more to do.
     /// So a long file does not make the workers idle that finished what comes behind it. Nothing can be
     /// pushed until open() succeeded.
-    explicit ScanPipeline(std::size_t window);
+    explicit ScanPipeline(std::size_t window, Remembering remembering = {});
     ~ScanPipeline();
 
     /// Walking side: opens the session, which may take long. Call once, before anything is pushed.
     base::Result<bool> open(const SessionFactory& factory, const SessionOptions& options);
+    /// Walking side: what is known of files from earlier scans.
+    Remembering& remembering() { return remembering_; }
 
     /// Walking side: appends `item`, and when it has a descriptor but no outcome hands the file to the
     /// session. Waits while the window is full. Returns the item's outcome, null once stopped or lost.
@@ -119,6 +124,7 @@ class ScanPipeline
     bool hasRoom(const ScanItem& item) const;
 
     const std::size_t window_;
+    Remembering remembering_;
     std::atomic<bool> stopped_ = false;
     std::mutex mutex_;
     std::condition_variable changed_; // something became ready, or left, or ended

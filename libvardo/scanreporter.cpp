@@ -102,6 +102,7 @@ bool ScanReporter::report(ScanItem& item)
 bool ScanReporter::reportFile(ScanItem& item)
 {
     const Verdict& verdict = item.outcome->verdict();
+    remembered_ += item.remembered;
     const std::string fullName = verdict.inner.empty() ? item.name : item.name + "=>" + verdict.inner;
     if (verdict.status != SCANSTAT_INFECTED && verdict.status != SCANSTAT_SUSPECTED) {
         countObject(statistics_, verdict.status, verdict.status);
@@ -234,6 +235,7 @@ void ScanReporter::noteOwnChange(const ScanItem& item)
 void ScanReporter::addPart(const ScanItem& item)
 {
     const Verdict& verdict = item.outcome->verdict();
+    partScanned_ = partScanned_ || !item.remembered;
     if (weight(verdict.status) <= weight(process_.status))
         return;
     process_ = verdict;
@@ -247,10 +249,12 @@ void ScanReporter::addPart(const ScanItem& item)
 bool ScanReporter::reportProcess(const ScanItem& item)
 {
     const Verdict verdict = std::exchange(process_, {});
+    const bool scanned = std::exchange(partScanned_, false) || verdict.status == 0;
     if (item.kind == ScanItem::Kind::LostProcess && weight(verdict.status) <= weight(SCANSTAT_CLEAN))
         return true;
     const int status = verdict.status == 0 ? SCANSTAT_CLEAN : verdict.status;
     countObject(statistics_, status, status);
+    remembered_ += !scanned;
     return call(item.name, OBJTYPE_PROCESS, status, verdict.virus, verdict.remark);
 }
 

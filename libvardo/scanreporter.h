@@ -44,6 +44,9 @@ class ScanReporter
 
     /// How often the front-end answered that it could not note a quarantined file.
     unsigned recordFailures() const { return recordFailures_; }
+    /// How many objects were not scanned as they were clean before; processes of which that is true of all
+    /// parts.
+    unsigned remembered() const { return remembered_; }
 
   private:
     bool report(ScanItem& item);
@@ -69,6 +72,8 @@ class ScanReporter
     std::chrono::steady_clock::time_point lastBeat_;
     bool stopped_ = false;
     unsigned recordFailures_ = 0;
+    unsigned remembered_ = 0;
+    bool partScanned_ = false; ///< since the last process
 };
 
 } // namespace vardo

@@ -31,7 +31,12 @@ std::size_t window()
 /// What the threads of one scan share. One that was left behind is the last to let go of it.
 struct Run
 {
-    ScanPipeline pipeline{window()};
+    explicit Run(Remembering remembering)
+        : pipeline(window(), std::move(remembering))
+    {
+    }
+
+    ScanPipeline pipeline;
     CallWatch watch;
     std::unique_ptr<ScanSource> source;
     std::mutex mutex;
@@ -175,11 +180,13 @@ SourceFactory processSource(bool all)
 }
 
 base::Result<ScanEnd> runScan(const SessionFactory& openSession, const SessionOptions& options,
-                              const SourceFactory& makeSource, ScanReporter& reporter)
+                              const SourceFactory& makeSource, ScanReporter& reporter,
+                              const RememberSettings& memory)
 {
-    const auto run = std::make_shared<Run>();
+    const auto run = std::make_shared<Run>(Remembering(memory, options));
     run->source = makeSource(run->pipeline, run->watch);
     FeedingThread feeder(run, [openSession, options](Run& scan) -> std::string {
+        scan.pipeline.remembering().open(scan.watch);
         if (const auto opened = scan.pipeline.open(openSession, options); !opened)
             return opened.error().text;
         scan.source->feed();

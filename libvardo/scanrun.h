@@ -40,11 +40,12 @@ SourceFactory fileSource(std::vector<std::string> objects, WalkOptions options);
 /// Feeds the running processes, or with `all` false those of the caller's user.
 SourceFactory processSource(bool all);
 
-/// Runs one scan: a thread of its own opens the session and then feeds the pipeline, while the calling thread
-/// reports. An object that keeps that thread in one call for longer than one file may take gets an ERROR.
-/// Whatever happens after the front-end asked to stop is no failure; a thread that is in such a call then is
-/// left behind, so that this returns soon.
+/// Runs one scan, with what is known from earlier ones by `memory`: a thread of its own opens the session and
+/// then feeds the pipeline, while the calling thread reports. An object that keeps that thread in one call
+/// for longer than one file may take gets an ERROR. Whatever happens after the front-end asked to stop is no
+/// failure; a thread that is in such a call then is left behind, so that this returns soon.
 base::Result<ScanEnd> runScan(const SessionFactory& openSession, const SessionOptions& options,
-                              const SourceFactory& makeSource, ScanReporter& reporter);
+                              const SourceFactory& makeSource, ScanReporter& reporter,
+                              const RememberSettings& memory = {});
 
 } // namespace vardo

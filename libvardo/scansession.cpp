@@ -28,6 +28,7 @@ qsavd::Begin beginMessage(const SessionOptions& options)
     begin.workers = workerCount(options.workers);
     begin.nice = static_cast<std::int16_t>(priority.nice);
     begin.ioPriority = static_cast<std::uint16_t>(priority.io);
+    begin.policy = static_cast<std::uint32_t>(priority.policy);
     begin.maxRecursion = options.maxRecursion;
     begin.maxFiles = options.maxFiles;
     begin.maxSeconds = options.maxSeconds;

@@ -54,6 +54,8 @@ struct ServiceInfo
     unsigned long signatures = 0;
     std::string remark;               ///< signature files that were left out, for a person; empty normally
     std::vector<std::string> leftOut; ///< their paths, as many as the service told
+    std::string engine{};             ///< bytes that differ when other programs scan; empty: not known
+    std::string signatureSet{};       ///< the same of what it loaded
 };
 
 /// Finds the service of `paths`, or starts it, and with `wait` returns only when its signatures are

@@ -127,9 +127,17 @@ bool killSilent(int socket, const ServicePaths& paths)
     return poll(&watched, 1, deathMilliseconds) > 0;
 }
 
+std::string bytesOf(const std::uint8_t (&identity)[qsavd::identitySize])
+{
+    const std::string bytes(std::begin(identity), std::end(identity));
+    return bytes.find_first_not_of('\0') == std::string::npos ? std::string() : bytes;
+}
+
 ServiceInfo infoOf(const qsavd::Hello& hello)
 {
-    ServiceInfo info{hello.usable != 0, hello.signatures, std::string(qsavd::getText(hello.text)), {}};
+    ServiceInfo info{
+        hello.usable != 0,     hello.signatures,           std::string(qsavd::getText(hello.text)), {},
+        bytesOf(hello.engine), bytesOf(hello.signatureSet)};
     std::istringstream lines{std::string(qsavd::getText(hello.leftOut))};
     for (std::string path; std::getline(lines, path);)
         info.leftOut.push_back(path);

@@ -24,6 +24,11 @@ constexpr auto retryTime = std::chrono::milliseconds(20);
 constexpr auto reopenPause = std::chrono::milliseconds(100);
 constexpr unsigned maxFailedStarts = 8; ///< in a row, then the session counts as lost
 constexpr unsigned maxLosses = 3;       ///< in a row, then no more is scanned
+constexpr std::uint64_t largeFile = qsavd::maxBatchBytes / 4;
+constexpr std::size_t fewFiles = 16; // for each worker, as at the end of a scan
+constexpr std::size_t manyFiles =
+    96; // for any number of workers; fewer are open at once than would be needed
+constexpr std::uint64_t mostOvertaken = 256; ///< files that are begun before one that was there earlier
 
 constexpr const char* crashedRemark = "not scanned: the scanner failed on this file";
 constexpr const char* endedRemark =
@@ -191,11 +196,13 @@ void ServiceSession::dispatch()
 {
     retrySoon_ = false;
     while (!queue_.empty()) {
-        const auto worker =
-            std::min_element(workers_.begin(), workers_.end(), [](const WorkerLink& a, const WorkerLink& b) {
-                return std::pair(!a.hungry(), a.outstanding()) < std::pair(!b.hungry(), b.outstanding());
-            });
-        if (worker == workers_.end() || !worker->hungry())
+        const bool many = manyWait();
+        const auto worker = std::min_element(workers_.begin(), workers_.end(),
+                                             [many](const WorkerLink& a, const WorkerLink& b) {
+                                                 return std::pair(!a.hungry(many), a.outstanding()) <
+                                                        std::pair(!b.hungry(many), b.outstanding());
+                                             });
+        if (worker == workers_.end() || !worker->hungry(many))
             return;
         const std::vector<ScanJob> batch = takeBatch();
         const int failure = worker->send(batch);
@@ -206,7 +213,7 @@ void ServiceSession::dispatch()
             continue;
         }
         putBack(batch);
-        if (!worker->hungry()) // found dead
+        if (!worker->alive())
             continue;
         retrySoon_ = isPassing(failure);
         if (!retrySoon_)
@@ -215,17 +222,35 @@ void ServiceSession::dispatch()
     }
 }
 
+bool ServiceSession::manyWait() const
+{
+    return queue_.size() > std::min(fewFiles * workers_.size(), manyFiles);
+}
+
+/// The largest file first, so that none of them is begun when there is nothing else left to do. But results
+/// are told in the order of the walk, so nothing waits too long.
+ScanJob ServiceSession::takeNext()
+{
+    auto next = queue_.begin();
+    if (queue_.back().id - next->id < mostOvertaken) {
+        const auto largest = std::max_element(
+            queue_.begin(), queue_.end(), [](const ScanJob& a, const ScanJob& b) { return a.size < b.size; });
+        if (largest->size >= largeFile)
+            next = largest;
+    }
+    const ScanJob job = *next;
+    queue_.erase(next);
+    return job;
+}
+
+/// As many files as are quickly done together; when few wait, one, so that they are spread over the workers.
 std::vector<ScanJob> ServiceSession::takeBatch()
 {
-    // Few files are spread over the workers rather than given to one.
-    const std::size_t most =
-        std::clamp<std::size_t>(queue_.size() / workers_.size(), 1, qsavd::maxBatchFiles);
-    std::vector<ScanJob> batch;
-    std::uint64_t bytes = 0;
-    while (!queue_.empty() && batch.size() < most) {
+    const std::size_t most = manyWait() ? qsavd::maxBatchFiles : 1;
+    std::vector<ScanJob> batch{takeNext()};
+    std::uint64_t bytes = batch.front().size;
+    while (!queue_.empty() && batch.size() < most && bytes + queue_.front().size <= qsavd::maxBatchBytes) {
         bytes += queue_.front().size;
-        if (!batch.empty() && bytes > qsavd::maxBatchBytes)
-            break;
         batch.push_back(queue_.front());
         queue_.pop_front();
     }

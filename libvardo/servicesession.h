@@ -39,6 +39,8 @@ class ServiceSession final : public ScanSession
     bool controlIsLost();
     void checkTimes();
     void dispatch();
+    bool manyWait() const;
+    ScanJob takeNext();
     std::vector<ScanJob> takeBatch();
     void putBack(const std::vector<ScanJob>& jobs);
     void refuseUnusable(const std::vector<ScanJob>& jobs);
@@ -64,7 +66,7 @@ class ServiceSession final : public ScanSession
     bool stopping_ = false;          ///< by mutex_
 
     // Of the thread alone.
-    std::deque<ScanJob> queue_;
+    std::deque<ScanJob> queue_; ///< in the order in which they were submitted
     Workers workers_;
     std::deque<std::uint32_t> kills_; ///< workers that the service has yet to be told to kill
     Clock::time_point lastSign_;      ///< of the service's life

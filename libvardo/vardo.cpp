@@ -200,4 +200,5 @@ void Vardo::ResetResult()
 {
     *result = {};
     stateOf(handle).error.clear();
+    stateOf(handle).remembered = 0;
 }

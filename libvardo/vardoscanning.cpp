@@ -1,6 +1,7 @@
 #include "engine/vardo.h"
 
 #include "base/priority.h"
+#include "cleanstore/store.h"
 #include "libvardo/enginesettings.h"
 #include "libvardo/enginestate.h"
 #include "libvardo/ownservice.h"
@@ -31,6 +32,10 @@ vardo::EngineSettings settingsOf(const ScanConfig& config, EngineState& state)
     if (state.workers > 0)
         settings.limits.workers = state.workers;
     vardo::leaveRootsService(settings.service);
+    vardo::leaveRootsMemory(settings.remember.directory);
+    settings.gentle = settings.gentle || state.gentle || base::ownPriority().readsWhenIdle();
+    if (!settings.remembers || !state.remembers)
+        settings.remember.directory.clear();
     vardo::makePlace(settings.service);
     state.refused = settings.refused;
     return settings;
@@ -78,7 +83,6 @@ vardo::WalkOptions walkOptions(ScanConfig& config, unsigned int bits)
     walk.recurse = !(bits & SCANFLAG_NO_RECURSE);
     walk.followLinks = bits & SCANFLAG_FOLLOW_SYMLINKS;
     walk.crossFileSystems = bits & SCANFLAG_CROSS_FS;
-    walk.sparesMemory = base::ownPriority().readsWhenIdle();
     walk.extensions = extensionFilter(config, bits);
     if (bits & SCANFLAG_MAX_DEPTH)
         walk.maxDepth = option<unsigned char>(config, SCANOPT_MAXDEPTH);
@@ -118,9 +122,22 @@ vardo::SessionFactory sessionFactory(const vardo::ServicePaths& paths, std::stri
 {
     return [paths, &leftOut](const vardo::SessionOptions& options, vardo::ScanSession::Handlers handlers,
                              const std::function<bool()>& goesOn) {
-        handlers.opened = [&leftOut](const vardo::ServiceInfo& info) { leftOut = info.remark; };
+        handlers.opened = [&leftOut, note = std::move(handlers.opened)](const vardo::ServiceInfo& info) {
+            leftOut = info.remark;
+            note(info);
+        };
         return vardo::ScanSession::open(paths, options, std::move(handlers), goesOn);
     };
+}
+
+base::Result<vardo::ScanEnd> scanned(EngineState& state, const vardo::EngineSettings& settings,
+                                     const vardo::SessionOptions& options, const vardo::SourceFactory& source,
+                                     vardo::ScanReporter& reporter)
+{
+    const auto end = vardo::runScan(sessionFactory(settings.service, state.leftOut), options, source,
+                                    reporter, settings.remember);
+    state.remembered += reporter.remembered();
+    return end;
 }
 
 /// Runs `scan`, notes its failure and gives the result of the boundary: no exception crosses that.
@@ -191,15 +208,15 @@ int Vardo::DoScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, QS_actionProm
         const vardo::EngineSettings settings = settingsOf(*this, state);
         const vardo::ActionPlan plan = actionPlan(*this, state, settings);
         vardo::WalkOptions walk = walkOptions(*this, scanOpts);
+        walk.sparesMemory = settings.gentle;
         walk.closed.add(settings.quarantineDir);
         walk.closed.add(plan.quarantineDir);
         std::vector<std::string> objects;
         for (const VardoObject* object = scanObjects; object; object = object->objNext)
             objects.emplace_back(object->objName);
         vardo::ScanReporter reporter({cb, ctx, prompt}, plan, result->scanStatistics);
-        return vardo::runScan(sessionFactory(settings.service, state.leftOut),
-                              sessionOptions(settings.limits, scanOpts),
-                              vardo::fileSource(std::move(objects), std::move(walk)), reporter);
+        return scanned(state, settings, sessionOptions(settings.limits, scanOpts),
+                       vardo::fileSource(std::move(objects), std::move(walk)), reporter);
     });
 }
 
@@ -216,8 +233,8 @@ int Vardo::DoMemoryScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, bool al
     return bounded(state, *result, [&] {
         const vardo::EngineSettings settings = settingsOf(*this, state);
         vardo::ScanReporter reporter({cb, ctx, nullptr}, {}, result->scanStatistics);
-        return vardo::runScan(sessionFactory(settings.service, state.leftOut),
-                              sessionOptions(settings.limits, scanOpts), vardo::processSource(all), reporter);
+        return scanned(state, settings, sessionOptions(settings.limits, scanOpts), vardo::processSource(all),
+                       reporter);
     });
 }
 
@@ -225,4 +242,28 @@ int Vardo::DoMemoryScan(QS_ResultCallBack cb, QS_ResultContextData* ctx, bool al
 int Vardo::DoMemoryScan(const char*, QS_ResultCallBack cb, QS_ResultContextData* ctx, bool all)
 {
     return DoMemoryScan(cb, ctx, all);
+}
+
+void Vardo::RememberFiles(bool on)
+{
+    stateOf(handle).remembers = on;
+}
+
+unsigned int Vardo::RememberedObjects()
+{
+    return stateOf(handle).remembered;
+}
+
+int Vardo::ForgetFiles(const char* avConf)
+{
+    EngineState& state = stateOf(handle);
+    std::string directory = vardo::loadEngineSettings(avConf, nullptr).remember.directory;
+    vardo::leaveRootsMemory(directory);
+    state.error = cleanstore::Store::remove(directory) ? "" : "cannot empty " + directory;
+    return state.error.empty() ? 0 : -1;
+}
+
+void Vardo::BeGentle(bool on)
+{
+    stateOf(handle).gentle = on;
 }

@@ -52,6 +52,8 @@ base::UniqueFd openUnseen(int directory, const char* name, int flags)
 Walker::Walker(ScanPipeline& pipeline, CallWatch& watch, WalkOptions options)
     : pipeline_(pipeline)
     , watch_(watch)
+    , remembering_(pipeline.remembering())
+    , clean_(std::make_shared<ScanOutcome>(Verdict{SCANSTAT_CLEAN, {}, {}, {}}))
     , options_(std::move(options))
 {
 }
@@ -139,7 +141,11 @@ void Walker::visit(const char* name)
         if (goesDeeper())
             visitDirectory(name, path, false);
     } else if (S_ISREG(status.st_mode)) {
-        if (wanted(name, status) && !reached_.contains({level.id.device, level.id.inode, name}))
+        if (!wanted(name, status) || reached_.contains({level.id.device, level.id.inode, name}))
+            return;
+        if (remembering_.knows(Remembering::keyOf(level.fileSystem, status)))
+            pushRemembered(path);
+        else
             visitFile(directory, level.id.device, name, path);
     } else if (S_ISLNK(status.st_mode) && options_.followLinks) {
         visitLink(directory, name, path);
@@ -239,6 +245,7 @@ void Walker::enter(base::UniqueFd directory, const struct stat& status, const st
     level.directory = std::make_shared<base::UniqueFd>(std::move(directory));
     level.id = fileId(status);
     level.names = std::move(names).value();
+    level.fileSystem = remembering_.fileSystemOf(level.directory->get(), status, watch_);
     level.pathLength = path_.size();
     level.byLink = byLink;
     levels_.push_back(std::move(level));
@@ -316,6 +323,9 @@ void Walker::visitFile(const Directory& parent, dev_t device, const std::string&
     // A file can be mounted on by itself.
     if (status.st_dev != device && watch_.run([&item] { return isPseudoFileSystem(item.fd.get()); }))
         return;
+    item.key = Remembering::keyOf(remembering_.fileSystemOf(item.fd.get(), status, watch_), status);
+    if (remembering_.knows(item.key))
+        return pushRemembered(path);
     item.name = path;
     item.parent = parent;
     item.leaf = leaf;
@@ -333,6 +343,7 @@ void Walker::push(ScanItem item, const struct stat& status)
         pipeline_.push(std::move(item));
         return;
     }
+    item.key = remembering_.prepare(item.key, item.fd.get(), watch_);
     if (options_.sparesMemory)
         item.unread = UnreadPages(item.fd.get(), status.st_size);
     if (!manyNames) {
@@ -345,6 +356,15 @@ void Walker::push(ScanItem item, const struct stat& status)
     }
     linkedOrder_.push_back(id);
     linked_[id] = pipeline_.push(std::move(item));
+}
+
+void Walker::pushRemembered(const std::string& path)
+{
+    ScanItem item;
+    item.name = path;
+    item.outcome = clean_;
+    item.remembered = true;
+    pipeline_.push(std::move(item));
 }
 
 bool Walker::wanted(const std::string& name, const struct stat& status) const

@@ -65,7 +65,8 @@ class Walker
         std::size_t next = 0;
         std::size_t pathLength = 0; ///< of path_ outside
         bool byLink = false;
-        unsigned stuck = 0; ///< how often a thread was given up in it
+        std::optional<cleanstore::FileSystem> fileSystem; ///< of its files; none when nothing is remembered
+        unsigned stuck = 0;                               ///< how often a thread was given up in it
     };
     enum class Reached { ByName, ByLink };
 
@@ -88,12 +89,15 @@ class Walker
     bool isClosed(int directory);
     bool getStatus(int fd, struct stat& status);
     void push(ScanItem item, const struct stat& status);
+    void pushRemembered(const std::string& path);
     void fail(const std::string& path, const std::string& remark);
     std::string childPath(const char* name) const;
     base::UniqueFd openAt(int directory, const char* name, int flags);
 
     ScanPipeline& pipeline_;
     CallWatch& watch_;
+    Remembering& remembering_;
+    const std::shared_ptr<ScanOutcome> clean_;
     const WalkOptions options_;
     std::deque<Level> levels_;
     std::string path_;    ///< of the innermost level

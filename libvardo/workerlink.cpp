@@ -10,6 +10,7 @@ namespace vardo {
 namespace {
 
 constexpr std::size_t maxBatches = 3;
+constexpr std::size_t maxLargeBatches = 2; // when what is under way takes long anyway
 
 int statusOf(qsavd::Finding finding)
 {
@@ -35,9 +36,13 @@ WorkerLink::WorkerLink(std::uint32_t number, base::UniqueFd socket)
 {
 }
 
-bool WorkerLink::hungry() const
+bool WorkerLink::hungry(bool manyWait) const
 {
-    return ready_ && !gone_ && batches_.size() < maxBatches && bytes_ <= qsavd::maxBatchBytes;
+    if (!ready_ || gone_)
+        return false;
+    if (bytes_ > qsavd::maxBatchBytes)
+        return batches_.size() < (manyWait ? maxLargeBatches : 1);
+    return batches_.size() < (manyWait ? maxBatches : maxLargeBatches);
 }
 
 int WorkerLink::send(const std::vector<ScanJob>& batch)

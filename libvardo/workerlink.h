@@ -32,8 +32,10 @@ class WorkerLink
     std::uint32_t number() const { return number_; }
     int descriptor() const { return socket_.get(); }
     bool ready() const { return ready_; }
-    /// True when it should be given more, so that it never waits for work.
-    bool hungry() const;
+    /// True when it should be given more, so that it never waits for work; `manyWait` while there is so much
+    /// of it that none will be left for others only because this one has it.
+    bool hungry(bool manyWait) const;
+    bool alive() const { return !gone_; }
     std::size_t outstanding() const { return jobs_.size(); }
     /// Since when it works on the file it has in hand, or starts; no limit runs while it has none.
     bool busy() const { return !ready_ || !jobs_.empty(); }

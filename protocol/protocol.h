@@ -21,11 +21,12 @@
 /// Integers are in the machine's own order. Nobody trusts a length, an id or a kind that another sent.
 namespace qsavd {
 
-inline constexpr std::uint32_t protocolVersion = 2;
+inline constexpr std::uint32_t protocolVersion = 3;
 inline constexpr std::size_t maxText = 2000;
 inline constexpr std::size_t maxBatchFiles = 8;
 inline constexpr std::uint64_t maxBatchBytes = 256u << 10;
 inline constexpr unsigned maxWorkers = 64;
+inline constexpr std::size_t identitySize = 32;
 inline constexpr std::size_t maxVirusName = 255;
 inline constexpr std::size_t maxInnerName = 4095;
 inline constexpr std::size_t maxRemark = 511;
@@ -54,7 +55,9 @@ struct Hello
     Kind kind = Kind::Hello;
     std::uint32_t version = protocolVersion;
     std::uint64_t signatures = 0;
-    std::uint32_t usable = 0;    ///< 0: `text` says why nothing can be scanned
+    std::uint32_t usable = 0;                  ///< 0: `text` says why nothing can be scanned
+    std::uint8_t engine[identitySize]{};       ///< tells the programs that scan from others; zeros: not known
+    std::uint8_t signatureSet[identitySize]{}; ///< tells what was loaded from other sets; zeros: not known
     char text[maxText + 1]{};    ///< terminated; what was left out, or why nothing can be scanned
     char leftOut[maxText + 1]{}; ///< terminated; the paths of what was left out, as many as fit, a line each
 };
@@ -79,6 +82,8 @@ struct Begin
     std::uint32_t maxSeconds = 0;
     std::int16_t nice = 0;        ///< of the workers, 0 to 19
     std::uint16_t ioPriority = 0; ///< likewise, as ioprio_set(2) takes it
+    std::uint32_t policy = 0;     ///< likewise: SCHED_OTHER, SCHED_BATCH or SCHED_IDLE
+    std::uint32_t reserved = 0;
     std::uint64_t maxFileSize = 0;
     std::uint64_t maxScanSize = 0;
 };

@@ -44,6 +44,7 @@ Service::Service(int channel, int signals, SignatureSet& signatures, const Works
     , workspace_(workspace)
 {
     usable_ = signatures_.engine(true) != nullptr && signatures_.count() > 0;
+    set_ = digestOf(signatures_.identity());
 }
 
 Service::~Service()
@@ -134,6 +135,8 @@ void Service::greet(int socket) const
     Hello hello;
     hello.signatures = signatures_.count();
     hello.usable = usable_ ? 1 : 0;
+    std::ranges::copy(engine_, hello.engine);
+    std::ranges::copy(set_, hello.signatureSet);
     setText(hello.text, signatures_.remark());
     std::string leftOut;
     for (const std::string& path : signatures_.leftOut())

@@ -2,6 +2,7 @@
 
 #include "base/uniquefd.h"
 #include "protocol/message.h"
+#include "qsavd/digest.h"
 #include "qsavd/signatureset.h"
 #include "qsavd/workspace.h"
 
@@ -65,6 +66,8 @@ class Service
     bool ending_ = false;
     bool retired_ = false; ///< no more clients come
     bool usable_ = false;
+    const Digest engine_ = engineDigest();
+    Digest set_{};
     unsigned directories_ = 0; ///< made so far
     std::vector<base::UniqueFd> newcomers_;
     std::vector<Connection> connections_;

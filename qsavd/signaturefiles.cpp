@@ -40,6 +40,22 @@ struct DirectoryCloser
     void operator()(DIR* entries) const { closedir(entries); }
 };
 
+/// A line for each file, with the numbers that `numbersOf` takes from its status.
+template <class Numbers>
+std::string printOf(const SignatureDirectory& directory, const Numbers& numbersOf)
+{
+    std::string print;
+    for (const std::string& name : signatureFiles(directory)) {
+        struct stat info = {};
+        fstatat(directory.held.get(), name.c_str(), &info, 0);
+        print += directory.shown(name);
+        for (const long long number : numbersOf(info))
+            print += " " + std::to_string(number);
+        print += "\n";
+    }
+    return print;
+}
+
 /// To where nothing of the signatures is.
 void leave()
 {
@@ -114,20 +130,23 @@ std::vector<std::string> signatureFiles(const SignatureDirectory& directory)
 
 std::string fingerprint(const SignatureDirectory& directory)
 {
-    std::string print;
-    for (const std::string& name : signatureFiles(directory)) {
-        struct stat info = {};
-        fstatat(directory.held.get(), name.c_str(), &info, 0);
-        const auto numbers = {static_cast<long long>(info.st_dev), static_cast<long long>(info.st_ino),
-                              static_cast<long long>(info.st_size),
-                              static_cast<long long>(info.st_mtim.tv_sec),
-                              static_cast<long long>(info.st_mtim.tv_nsec)};
-        print += directory.shown(name);
-        for (const long long number : numbers)
-            print += " " + std::to_string(number);
-        print += "\n";
-    }
-    return print;
+    return printOf(directory, [](const struct stat& info) {
+        return std::vector<long long>{static_cast<long long>(info.st_dev),
+                                      static_cast<long long>(info.st_ino), info.st_size, info.st_mtim.tv_sec,
+                                      info.st_mtim.tv_nsec};
+    });
+}
+
+std::string lastingFingerprint(const SignatureDirectory& directory)
+{
+    return printOf(directory, [](const struct stat& info) {
+        return std::vector<long long>{static_cast<long long>(info.st_ino),
+                                      info.st_size,
+                                      info.st_mtim.tv_sec,
+                                      info.st_mtim.tv_nsec,
+                                      info.st_ctim.tv_sec,
+                                      info.st_ctim.tv_nsec};
+    });
 }
 
 std::string refusal(const SignatureDirectory& directory, const std::string& name)

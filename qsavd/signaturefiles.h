@@ -49,6 +49,10 @@ std::vector<std::string> signatureFiles(const SignatureDirectory& directory);
 /// updates make them, is no difference.
 std::string fingerprint(const SignatureDirectory& directory);
 
+/// The same, for ever and across starts of the machine: a file that was written to is another one, whatever
+/// its time says.
+std::string lastingFingerprint(const SignatureDirectory& directory);
+
 /// Why a file of it is not to be read; empty when it may be. Links are followed.
 std::string refusal(const SignatureDirectory& directory, const std::string& name);
 

@@ -83,6 +83,14 @@ std::string SignatureSet::fingerprint() const
     return print;
 }
 
+std::string SignatureSet::lastingFingerprint() const
+{
+    std::string print;
+    for (const SignatureDirectory& directory : directories_)
+        print += qsavd::lastingFingerprint(directory);
+    return print;
+}
+
 bool SignatureSet::load()
 {
     bool usable = false;
@@ -90,11 +98,15 @@ bool SignatureSet::load()
         leftOut_.clear();
         remark_.clear();
         fingerprint_ = fingerprint();
+        const std::string lasting = lastingFingerprint();
         usable = loadOpened();
+        identity_ = usable && lastingFingerprint() == lasting ? lasting : "";
         if (fingerprint() == fingerprint_)
             break;
         reopenDirectories();
     }
+    if (!identity_.empty())
+        identity_ += std::to_string(count_) + " signatures. " + remark_;
     return usable;
 }
 

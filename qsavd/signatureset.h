@@ -34,6 +34,8 @@ class SignatureSet
     unsigned long count() const { return count_; }
     /// What was left out, or why there is nothing to scan with, for a person.
     const std::string& remark() const { return remark_; }
+    /// What was loaded, as a text that no other set has; empty when that cannot be told.
+    const std::string& identity() const { return identity_; }
     /// The paths of what was left out.
     const std::set<std::string>& leftOut() const { return leftOut_; }
 
@@ -45,6 +47,7 @@ class SignatureSet
   private:
     void reopenDirectories();
     std::string fingerprint() const;
+    std::string lastingFingerprint() const;
     bool loadOpened();
     EnginePtr newEngine() const;
     EnginePtr loadOnce(bool packed, const SignatureDirectory*& failed);
@@ -58,6 +61,7 @@ class SignatureSet
     SignaturePlaces places_;
     std::vector<SignatureDirectory> directories_;
     std::string fingerprint_; ///< of directories_, when they were loaded
+    std::string identity_;
     std::string temporary_;
     std::function<void()> tick_;
     std::set<std::string> leftOut_;

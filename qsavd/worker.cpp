@@ -63,7 +63,8 @@ void runWorker(const WorkerTask& task)
 {
     takeDefaultSignals();
     const int socket = keepOnly(task.socket);
-    base::takePriority({task.options.nice, task.options.ioPriority}); // while it may
+    // While it may.
+    base::takePriority({task.options.nice, task.options.ioPriority, static_cast<int>(task.options.policy)});
     if (!lockDown(task.directory, task.service, task.options.maxFileSize, task.options.maxScanSize))
         _exit(EXIT_FAILURE);
     FileScanner scanner(task.engine, task.options, task.directory);

@@ -82,7 +82,8 @@ class Place:
     def serve(self, signatures: bytes) -> None:
         """Has the service load the signatures in that directory."""
         self.write("../qsav.conf", b"[path]\nLocalSocketPath=%b\nAVSpidPATH=%b\nSignaturePath=%b\n"
-                   b"SystemSignaturePath=none\n" % (self.path("qsav"), self.path("qsav.pid"), signatures))
+                   b"SystemSignaturePath=none\nRememberPath=%b\n" %
+                   (self.path("qsav"), self.path("qsav.pid"), signatures, self.path("remembered")))
 
     def configure(self, settings: bytes) -> None:
         """Has the scan settings be the usual ones and these, which begin in the section [Scan]."""

@@ -5,6 +5,7 @@
 #include "tools/vardoscan/scan.h"
 #include "tools/vardoscan/schedule.h"
 #include "tools/vardoscan/schedulelist.h"
+#include "tools/vardoscan/standback.h"
 #include "tools/vardoscan/telling.h"
 #include "tools/vardoscan/usage.h"
 
@@ -28,6 +29,14 @@ int printVersion(Options& options)
     return NothingFound;
 }
 
+int forget(Options& options)
+{
+    chooseConfiguration(options);
+    Vardo engine(options.scanConf.c_str());
+    return engine.ForgetFiles(options.avConf.c_str()) < 0 ? fail(engine.ScanError())
+                                                          : static_cast<int>(NothingFound);
+}
+
 int scanByHand(Options& options)
 {
     if (!completePaths(options))
@@ -35,6 +44,8 @@ int scanByHand(Options& options)
     const bool everything = options.notify == Options::Notify::Everything;
     if (everything)
         notify::tell(messageOfBegin(options));
+    if (options.gentle)
+        standBack({});
     const ScanResult result = scan(options);
     auto message = options.notify == Options::Notify::Nothing ? std::nullopt : messageAbout(result, "");
     if (everything && !message)
@@ -61,6 +72,8 @@ int run(Options& options)
         return listSchedules(options);
     case Options::Task::RemakeCron:
         return remakeCron();
+    case Options::Task::Forget:
+        return forget(options);
     case Options::Task::Scan:
         break;
     }

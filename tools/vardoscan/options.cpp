@@ -40,6 +40,9 @@ enum Id : int {
     Missed,
     ListSchedules,
     RemakeCron,
+    NoCache,
+    Forget,
+    Gentle,
     Switch, // the first of the table below
 };
 
@@ -71,7 +74,7 @@ constexpr std::array bitSwitches{
     BitSwitch{"no-follow-links", 0, SCANFLAG_FOLLOW_SYMLINKS},
 };
 
-constexpr std::array<option, 28> plainOptions{{
+constexpr std::array<option, 31> plainOptions{{
     {"help", no_argument, nullptr, Help},
     {"version", no_argument, nullptr, Version},
     {"quiet", no_argument, nullptr, Quiet},
@@ -100,6 +103,9 @@ constexpr std::array<option, 28> plainOptions{{
     {"missed", no_argument, nullptr, Missed},
     {"list-schedules", no_argument, nullptr, ListSchedules},
     {"remake-cron", no_argument, nullptr, RemakeCron},
+    {"no-cache", no_argument, nullptr, NoCache},
+    {"forget", no_argument, nullptr, Forget},
+    {"gentle", no_argument, nullptr, Gentle},
 }};
 
 std::vector<option> optionTable()
@@ -296,6 +302,8 @@ std::optional<Options::Task> taskOf(int id)
         return Options::Task::ListSchedules;
     case RemakeCron:
         return Options::Task::RemakeCron;
+    case Forget:
+        return Options::Task::Forget;
     default:
         return std::nullopt;
     }
@@ -336,6 +344,12 @@ void takeSwitch(int id, Options& options)
     case Home:
         options.home = true;
         break;
+    case NoCache:
+        options.remembers = false;
+        break;
+    case Gentle:
+        options.gentle = true;
+        break;
     default: {
         const BitSwitch& bits = bitSwitches.at(static_cast<std::size_t>(id - Switch));
         options.setBits = (options.setBits | bits.set) & ~bits.unset;
@@ -359,7 +373,8 @@ bool consistent(const Options& options, std::string& error)
     else if (std::ranges::count(options.paths, std::string()) > 0)
         error = "nothing has an empty name";
     else if (options.task > Options::Task::Version && (options.memory || namesObjects(options)))
-        error = "schedules say themselves what is scanned";
+        error = options.task == Options::Task::Forget ? "--forget takes no paths"
+                                                      : "schedules say themselves what is scanned";
     return error.empty();
 }
 

@@ -9,7 +9,7 @@
 /// What the command line asks for. What it leaves open stays as the configuration file has it.
 struct Options
 {
-    enum class Task { Scan, Help, Version, Schedule, Missed, ListSchedules, RemakeCron };
+    enum class Task { Scan, Help, Version, Schedule, Missed, ListSchedules, RemakeCron, Forget };
 
     /// What people are told by notifications.
     enum class Notify { Nothing, Problems, Everything };
@@ -20,6 +20,8 @@ struct Options
     char divider = '\n';   ///< behind each name in it
     bool home = false;     ///< and the caller's home directory
     bool memory = false;
+    bool remembers = true; ///< what was clean and has not changed is left out
+    bool gentle = false;   ///< leaves in memory only what was there before
     std::string scanConf;
     std::string avConf;
 

@@ -144,6 +144,8 @@ void Report::summaryText(const QS_InterfaceScanStatistics& statistics, const Sca
         if (counter.always || statistics.*counter.value)
             std::printf("%-20s %u\n", counter.text, statistics.*counter.value);
     }
+    if (ending.remembered)
+        std::printf("%-20s %u\n", "Remembered objects", ending.remembered);
     for (const std::string& name : notEntered_)
         std::printf("%-20s %s\n", "Not entered", escapeForTerminal(name).c_str());
     std::printf("%-20s %lld s\n", "Time", static_cast<long long>(ending.duration.count()));
@@ -161,7 +163,7 @@ void Report::summaryJson(const QS_InterfaceScanStatistics& statistics, const Sca
         printMember("signatures_left_out", ending.leftOut.c_str());
     for (const Counter& counter : counters)
         std::printf(",\"%s\":%u", counter.key, statistics.*counter.value);
-    std::printf("}\n");
+    std::printf(",\"remembered\":%u}\n", ending.remembered);
 }
 
 void Report::showProgress(const char* name)

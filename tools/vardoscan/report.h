@@ -13,8 +13,9 @@ struct ScanEnding
 {
     std::chrono::seconds duration{0};
     bool complete = true;
-    std::string error;   ///< why it could not go on; empty normally
-    std::string leftOut; ///< signatures that it was without; empty normally
+    unsigned remembered = 0; ///< objects that were clean before and were not scanned again
+    std::string error;       ///< why it could not go on; empty normally
+    std::string leftOut;     ///< signatures that it was without; empty normally
 };
 
 /// Prints what a scan reports, as lines of text or of JSON on the standard output, and its progress on

@@ -53,6 +53,9 @@ bool configure(Vardo& engine, Options& options)
     if (engine.ReadConfiguration(nullptr) < 0 && options.scanConf != paths::vardoConf)
         return false;
     engine.SetOption(SCANOPT_ACTION, &options.action);
+    engine.RememberFiles(options.remembers);
+    if (options.gentle)
+        engine.BeGentle(true);
     unsigned int bits = 0;
     engine.GetOption(SCANOPT_SCANOPTS, &bits);
     constexpr unsigned int byExtension = SCANFLAG_INCLUDE_EXTENSIONS | SCANFLAG_EXCLUDE_EXTENSIONS;
@@ -140,6 +143,7 @@ void perform(Vardo& engine, const Options& options, ScanResult& result)
     ending.duration =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
     ending.complete = code == 0;
+    ending.remembered = engine.RememberedObjects();
     ending.error = code < 0 ? engine.ScanError() : "";
     const std::string unlisted = code < 0 ? "" : engine.ScanError(); // in the quarantine
     if (!endLog(engine, options, code)) {

@@ -38,6 +38,7 @@ Options optionsOf(const jobs::Job& job, const Options& asked)
     options.setBits = job.flags & jobBits;
     options.unsetBits = ~job.flags & jobBits;
     options.leavesRenamed = true;
+    options.gentle = true;
     options.log = true;
     options.json = asked.json;
     options.all = asked.all;

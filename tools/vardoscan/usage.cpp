@@ -5,6 +5,7 @@ const char* usage()
     return R"(Usage: vardoscan [options] PATH...
        vardoscan [options] --memory
        vardoscan [options] --schedule=ID | --missed | --list-schedules
+       vardoscan [options] --forget
 Scans files and directories, or the running processes, for viruses.
 
 What is done about infected files:
@@ -30,6 +31,12 @@ What is scanned; the configuration file has the defaults:
   -0, --null                   the names in it end with a NUL, as find -print0 does
       --home                   the home directory
   -m, --memory                 the running processes instead of files
+      --no-cache               also what was clean before and has not changed
+      --forget                 nothing; forget all files that were clean
+
+How it is scanned:
+      --gentle                 only when nobody else uses processor and disk, and
+                               with nothing left in memory that was not there
 
 What is printed:
       --all                    clean objects too
