@@ -48,6 +48,7 @@ std::shared_ptr<ScanOutcome> ScanPipeline::push(ScanItem item)
     std::shared_ptr<ScanOutcome> outcome = item.outcome;
     const int fd = item.fd.get();
     const auto size = static_cast<std::uint64_t>(item.id.size);
+    const bool isFile = item.kind == ScanItem::Kind::File;
 
     std::unique_lock lock(mutex_);
     if (!hasRoom(item))
@@ -65,7 +66,7 @@ std::shared_ptr<ScanOutcome> ScanPipeline::push(ScanItem item)
     if (submits)
         pending_.emplace(id, Pending{outcome, &items_.back()});
     // Whoever waits looks again soon.
-    const bool wakes = !submits && items_.size() % wakeAfter == 0;
+    const bool wakes = !submits && (!isFile || items_.size() % wakeAfter == 0);
     lock.unlock();
     // The item cannot leave, nor its descriptor close, before the session has answered.
     if (submits)
