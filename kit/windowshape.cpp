@@ -11,7 +11,8 @@
 void setNativeShape(const QWidget& window, const QRegion& shape)
 {
     const auto* x11 = qApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (!x11 || window.internalWinId() == 0 || window.devicePixelRatio() == 1)
+    if (!x11 || QGuiApplication::platformName() != QLatin1StringView("xcb") || window.internalWinId() == 0 ||
+        window.devicePixelRatio() == 1)
         return;
     std::vector<xcb_rectangle_t> rectangles;
     for (const QRect& rect : shape)

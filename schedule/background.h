@@ -5,8 +5,8 @@
 #include <functional>
 #include <memory>
 
-/// Work that may take long, or never end, such as a call on a file system whose server is gone: on threads of its
-/// own, which are left behind when nobody waits for them any more. GUI thread only.
+/// Work that may take long, or never end, such as a call on a file system whose server is gone: on threads of
+/// its own, which are left behind when nobody waits for them any more. GUI thread only.
 class Background
 {
   public:
@@ -18,8 +18,8 @@ class Background
     Background(const Background&) = delete;
     Background& operator=(const Background&) = delete;
 
-    /// Does `work`, and then calls what it gives: before this returns, if it does not take longer than a blink,
-    /// else from the event loop.
+    /// Does `work`, and then calls what it gives: before this returns, if it does not take longer than a
+    /// blink, else from the event loop.
     void run(std::function<Result()> work);
 
   private:

@@ -155,7 +155,8 @@ std::vector<std::uint32_t> DirectoryListing::byName() const
         for (std::size_t entry = start; entry < end; ++entry)
             chunk.push_back(keyed(static_cast<std::uint32_t>(entry)));
         std::ranges::sort(chunk, std::less());
-        std::ranges::transform(chunk, chunks.begin() + static_cast<std::ptrdiff_t>(start), &KeyedEntry::entry);
+        std::ranges::transform(chunk, chunks.begin() + static_cast<std::ptrdiff_t>(start),
+                               &KeyedEntry::entry);
         heads.push({std::move(chunk.front()), start + 1, end});
     }
     std::vector<std::uint32_t> sorted;

@@ -69,14 +69,15 @@ class DirectoryListing
     std::string names_; ///< each with its end
 };
 
-/// A directory that was read, as the tree holds it: with its check marks, in the present order. GUI thread only.
+/// A directory that was read, as the tree holds it: with its check marks, in the present order. GUI thread
+/// only.
 struct LoadedDirectory
 {
     std::shared_ptr<const DirectoryListing> listing;
     std::vector<std::uint32_t> order;
     ObjectOrder orderedBy;
-    std::vector<ObjectState> states;    ///< by entry
-    std::uint32_t shown = 0;            ///< so many of `order` have rows, or had
+    std::vector<ObjectState> states;     ///< by entry
+    std::uint32_t shown = 0;             ///< so many of `order` have rows, or had
     std::vector<std::uint32_t> trailing; ///< entries whose rows stand behind those, whatever the order
 
     bool isWhole() const { return shown == order.size(); }

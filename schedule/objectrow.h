@@ -9,8 +9,9 @@
 
 /// A row of the object tree: one entry of the file system, with its check mark.
 ///
-/// Entry and mark lie in the directory that the row above has loaded, and the picture follows from them, so that a
-/// change costs nothing but a repaint, which is the caller's. A row is drawn, never edited through the view.
+/// Entry and mark lie in the directory that the row above has loaded, and the picture follows from them, so
+/// that a change costs nothing but a repaint, which is the caller's. A row is drawn, never edited through the
+/// view.
 class ObjectRow : public QTreeWidgetItem
 {
   public:

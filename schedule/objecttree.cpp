@@ -93,8 +93,8 @@ void ObjectTree::showMore(ObjectRow& row)
 {
     LoadedDirectory& loaded = *row.loaded();
     const auto total = static_cast<std::uint32_t>(loaded.order.size());
-    const std::uint32_t end = loaded.shown + std::min(total - loaded.shown,
-                                                      std::clamp(loaded.shown, fewestRows, mostRows));
+    const std::uint32_t end =
+        loaded.shown + std::min(total - loaded.shown, std::clamp(loaded.shown, fewestRows, mostRows));
     QList<QTreeWidgetItem*> rows;
     for (; loaded.shown < end; ++loaded.shown) {
         const std::uint32_t entry = loaded.order[loaded.shown];
@@ -172,8 +172,8 @@ void ObjectTree::takeOrder(Sorted& sorted, ObjectOrder order)
     row.sortChildren(NameColumn, Qt::AscendingOrder);
 }
 
-/// Makes the rows of a large directory anew. Those that are open, or where the keyboard is, are kept and stand
-/// behind the others.
+/// Makes the rows of a large directory anew. Those that are open, or where the keyboard is, are kept and
+/// stand behind the others.
 void ObjectTree::remake(ObjectRow& row)
 {
     LoadedDirectory& loaded = *row.loaded();

@@ -15,8 +15,8 @@
 /// The list view of the object selection: rows sort under the header that was clicked, and a click beside a
 /// row's picture and text is none.
 ///
-/// Directories are read and put in order on other threads. Of a large one only some rows are made at first, and
-/// more as the user comes to their end: what is not yet in a row has its mark all the same.
+/// Directories are read and put in order on other threads. Of a large one only some rows are made at first,
+/// and more as the user comes to their end: what is not yet in a row has its mark all the same.
 class ObjectTree : public QTreeWidget
 {
     Q_OBJECT

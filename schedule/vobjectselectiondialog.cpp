@@ -13,9 +13,10 @@
 #include <QPainter>
 
 #include <algorithm>
-#include <functional>
 #include <limits>
 #include <map>
+#include <memory>
+#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,8 +25,8 @@ namespace {
 
 using State = ObjectRow::State;
 
-/// Visits the marks of all that is below `row`, in a row of its own or not, until `visit` answers true, and tells
-/// whether it did.
+/// Visits the marks of all that is below `row`, in a row of its own or not, until `visit` answers true, and
+/// tells whether it did.
 template <class Visitor>
 bool anyBelow(const QTreeWidgetItem& row, const Visitor& visit)
 {
@@ -47,29 +48,21 @@ void setState(State& present, int state)
         present = state == 1 ? State::Checked : state == 2 ? State::Tristate : State::Unchecked;
 }
 
-/// The walk over all that is loaded, in its order, which gathers what is checked. A directory stands for all
-/// below it.
+/// The walk over all that is loaded, in its order, which gathers the paths of what is checked. A directory
+/// stands for all below it.
 class Gathering
 {
   public:
-    explicit Gathering(VardoObject*& head)
-        : head_(head)
-    {
-    }
-
     void visit(ObjectRow& row, int depth);
-    /// True when a checked path was refused.
-    bool denied() const { return denied_; }
+    /// Each with its end.
+    std::string paths;
 
   private:
-    void meet(State state, int depth, const std::function<std::string()>& path);
-    void append(const std::string& path);
+    /// True when the entry stands for itself.
+    bool counts(State state, int depth);
 
     static constexpr int none = std::numeric_limits<int>::max();
-    VardoObject*& head_;
-    VardoObject* last_ = nullptr;
     int standIn_ = none; ///< what is deeper than this is stood for by the checked entry before it
-    bool denied_ = false;
 };
 
 /// `name` as wide as the other pictures of the tree, which have a check box on the left.
@@ -87,7 +80,9 @@ QPixmap besideCheckBox(const QString& name)
 
 void Gathering::visit(ObjectRow& row, int depth)
 {
-    meet(row.state(), depth, [&] { return row.path(); });
+    const std::string path = row.path();
+    if (counts(row.state(), depth))
+        paths.append(path).push_back('\0');
     const LoadedDirectory* loaded = row.loaded();
     if (!loaded)
         return;
@@ -96,47 +91,43 @@ void Gathering::visit(ObjectRow& row, int depth)
         if (ObjectRow& child = rowOf(row.child(i)); child.loaded())
             opened[child.entry()] = &child;
     }
-    const std::string directory = row.path() == "/" ? "/" : row.path() + "/";
+    const std::string directory = path == "/" ? path : path + "/";
     for (const std::uint32_t entry : loaded->order) {
         if (const auto child = opened.find(entry); child != opened.end())
             visit(*child->second, depth + 1);
-        else
-            meet(loaded->states[entry], depth + 1, [&] { return directory + loaded->listing->name(entry); });
+        else if (counts(loaded->states[entry], depth + 1))
+            paths.append(directory).append(loaded->listing->name(entry)).push_back('\0');
     }
 }
 
-void Gathering::meet(State state, int depth, const std::function<std::string()>& path)
+bool Gathering::counts(State state, int depth)
 {
     if (state == State::Locked)
-        return;
+        return false;
     if (state != State::Checked) {
         standIn_ = none;
-        return;
+        return false;
     }
     if (depth > standIn_)
-        return;
+        return false;
     standIn_ = depth;
-    const std::string checked = path();
-    if (::access(checked.c_str(), R_OK) == 0)
-        append(checked);
-    else
-        denied_ = true;
+    return true;
 }
 
-/// Appends `path` if it names a directory or a regular file.
-void Gathering::append(const std::string& path)
+/// Appends `path` if it names a directory or a regular file; `last` is the end of the list.
+void append(const char* path, VardoObject*& head, VardoObject*& last)
 {
     struct stat status
     {
     };
-    if (::stat(path.c_str(), &status) != 0 || !(S_ISDIR(status.st_mode) || S_ISREG(status.st_mode)))
+    if (::stat(path, &status) != 0 || !(S_ISDIR(status.st_mode) || S_ISREG(status.st_mode)))
         return;
     const char type = S_ISDIR(status.st_mode) ? Vardo::ScanObjDir : Vardo::ScanObjFile;
-    if (!head_) {
-        head_ = last_ = new VardoObject(path.c_str(), type);
-    } else if (last_->AddLast(path.c_str(), type) >= 0) {
+    if (!head) {
+        head = last = new VardoObject(path, type);
+    } else if (last->AddLast(path, type) >= 0) {
         // Going on from the end keeps 100,000 entries from taking time by the square.
-        last_ = last_->objNext;
+        last = last->objNext;
     }
 }
 
@@ -312,25 +303,57 @@ void VObjectSelectionDialog::checkParent(QTreeWidgetItem* item, int state)
     checkParent(parent, parentState);
 }
 
+/// What of the checked paths can be scanned; the list is ended with it, unless somebody has taken it.
+struct VObjectSelectionDialog::Chosen
+{
+    explicit Chosen(const std::string& paths);
+    ~Chosen()
+    {
+        if (head)
+            head->ClearList();
+    }
+    Q_DISABLE_COPY_MOVE(Chosen)
+
+    VardoObject* head = nullptr;
+    bool denied = false; ///< a checked path was refused
+};
+
+VObjectSelectionDialog::Chosen::Chosen(const std::string& paths)
+{
+    VardoObject* last = nullptr;
+    for (std::size_t start = 0; start < paths.size(); start = paths.find('\0', start) + 1) {
+        const char* path = paths.c_str() + start;
+        if (::access(path, R_OK) == 0)
+            append(path, head, last);
+        else
+            denied = true;
+    }
+}
+
 void VObjectSelectionDialog::scanSelectedItems()
 {
     if (!objects)
         return;
     *objects = nullptr;
-    const bool denied = collectChecked();
+    btnScan->setEnabled(false);
+    Gathering gathering;
+    gathering.visit(rowOf(lstDirView->topLevelItem(0)), 0);
+    background.run([this, paths = std::move(gathering.paths)]() -> Background::Result {
+        const auto chosen = std::make_shared<Chosen>(paths);
+        return [this, chosen] { handOver(*chosen); };
+    });
+}
+
+void VObjectSelectionDialog::handOver(Chosen& chosen)
+{
+    btnScan->setEnabled(true);
+    *objects = std::exchange(chosen.head, nullptr);
     if (*objects) {
         close();
         return;
     }
     vMessage(this,
-             denied && getuid() != 0 ? tr("Access Denied to selected files")
-                                     : tr("Directories/files must be specified!"),
+             chosen.denied && getuid() != 0 ? tr("Access Denied to selected files")
+                                            : tr("Directories/files must be specified!"),
              VMessageBox::Information, okDefault);
-}
-
-bool VObjectSelectionDialog::collectChecked()
-{
-    Gathering gathering(*objects);
-    gathering.visit(rowOf(lstDirView->topLevelItem(0)), 0);
-    return gathering.denied();
 }

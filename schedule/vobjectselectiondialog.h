@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kit/dialogwindow.h"
+#include "schedule/background.h"
 
 #include <QIcon>
 
@@ -50,14 +51,15 @@ class VObjectSelectionDialog : public DialogWindow
     void init();
     void loadPictures();
     const QIcon& pictureOf(const ObjectRow& row) const;
-    /// Fills the caller's list. True when a checked path was refused.
-    bool collectChecked();
+    struct Chosen;
+    void handOver(Chosen& chosen);
 
     [[maybe_unused]] int scanClicked = 0; ///< Nothing reads or writes it.
     __VardoObject** objects = nullptr;    ///< The caller's.
     VPushButton* btnRefresh = nullptr;
     VPushButton* btnScan = nullptr;
     ObjectTree* lstDirView = nullptr;
+    Background background{this}; ///< looks at what was checked
     QIcon folderLocked;
     QIcon folderClosedChecked;
     QIcon folderClosedUnchecked;

@@ -85,7 +85,7 @@ void must(bool done)
 QImage box(Window& window)
 {
     must(window.waitFor("VMessageBox") &&
-         QTest::qWaitFor([&] { return window.find("VMessageBox/btnClose").reachable; }));
+         QTest::qWaitFor([&] { return window.find("VMessageBox/btnClose").reachable; }, 20'000));
     return pictureOf(window, "VMessageBox", 5, 10);
 }
 
@@ -113,7 +113,7 @@ QList<QImage> takeScan()
     must(QTest::qWaitFor([&] { return window.text("VProgressWidget/lblTime") >= "00:00:03"; }, 20'000));
     save(pictureOf(window, "VProgressWidget", 5, 20), "progress.png");
     must(window.click("VProgressWidget/lnkDetail"));
-    must(QTest::qWaitFor([&] { return window.find("VProgressWidget").place.height() == 390; }));
+    must(QTest::qWaitFor([&] { return window.find("VProgressWidget").place.height() == 390; }, 20'000));
     save(pictureOf(window, "VMainWidget", 3, 3), "scan.png");
     must(window.click("VProgressWidget/btnClose"));
     QList<QImage> boxes{box(window)};
@@ -184,7 +184,8 @@ void takeQuarantine()
     must(window.click("VMainWidget/lnkQuarantine") && window.waitFor("VMainWidget/lstQuarantine") &&
          window.clickRow("VMainWidget/lstQuarantine", "setup_2026.exe"));
     save(pictureOf(window, "VMainWidget", 3, 3), "quarantine.png");
-    must(window.clickRow("VMainWidget/lstQuarantine", "setup_2026.exe", 30, 3) && window.waitFor("mnuQuarantine"));
+    must(window.clickRow("VMainWidget/lstQuarantine", "setup_2026.exe", 30, 3) &&
+         window.waitFor("mnuQuarantine"));
     save(pictureOf(window, "VMainWidget", 3, 3), "quarantinemenu.png");
 }
 
@@ -314,7 +315,7 @@ void takeUpdate()
     must(window.click("VMainWidget/btnUpdate") && window.click("VMainWidget/lnkUpdateNow1") &&
          window.waitFor("VUpdateDialog"));
     must(window.click("VUpdateDialog/lnkShow") &&
-         QTest::qWaitFor([&] { return window.find("VUpdateDialog").place.height() == 350; }));
+         QTest::qWaitFor([&] { return window.find("VUpdateDialog").place.height() == 350; }, 20'000));
     QTest::qWait(3000);
     save(pictureOf(window, "VUpdateDialog", 6, 8), "update.png");
     must(window.click("VUpdateDialog/btnStop") && window.click("VMessageBox/&Yes") &&

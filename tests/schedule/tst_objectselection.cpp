@@ -124,10 +124,14 @@ class TestObjectSelection : public QObject
         QTest::mouseClick(dialog->findChild<QAbstractButton*>(button), Qt::LeftButton);
     }
 
+    /// Until the dialog has looked at what is checked.
+    void waitForScan() { QTRY_VERIFY(dialog->findChild<QAbstractButton*>("btnScan")->isEnabled()); }
+
     /// What the scan button brings, with "d:" or "f:" before each path.
     QString result()
     {
         press("btnScan");
+        waitForScan();
         QStringList found;
         for (const VardoObject* object = chosen; object; object = object->objNext)
             found << (object->objType == Vardo::ScanObjDir ? "d:" : "f:") +
@@ -145,6 +149,8 @@ class TestObjectSelection : public QObject
         VardoObject stale("", 0);
         chosen = &stale;
         press("btnScan");
+        waitForScan();
+        [&] { QTRY_VERIFY(!boxes.seen().empty()); }();
         return chosen || !dialog->isVisible() ? "not refused" : boxes.texts().join(' ');
     }
 
@@ -329,7 +335,8 @@ class TestObjectSelection : public QObject
         QCOMPARE(result(), "f:~/names/caf\u00E8 f:~/names/two\nlines");
     }
 
-    /// Rows are made as the user gets there; what has none yet is checked, sorted and handed over all the same.
+    /// Rows are made as the user gets there; what has none yet is checked, sorted and handed over all the
+    /// same.
     void largeDirectoryComesInSlices()
     {
         fs::create_directory(home / "many");
