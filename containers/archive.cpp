@@ -102,7 +102,7 @@ Failure failureOf(archive& failed)
     const char* text = archive_error_string(&failed);
     const std::string_view words = text ? text : "";
     const auto say = [&](std::string_view word) { return words.find(word) != words.npos; };
-    if (archive_errno(&failed) == ENOMEM || say("allocate memory"))
+    if (archive_errno(&failed) == ENOMEM || say("allocate memory") || say("too much memory"))
         return Failure::NoMemory;
     if (say("runcated") || say("end of file") || say("end of data") || say("No progress"))
         return Failure::CutShort;

@@ -45,7 +45,8 @@ foreach(line ${VARDO_TOUR})
   string(REGEX MATCH "\\(([^)]*)\\)" _ "${line}")
   list(APPEND VARDO_HELP_PICTURES ${CMAKE_SOURCE_DIR}/docs/${CMAKE_MATCH_1})
 endforeach()
-install(FILES ${VARDO_HELP} ${VARDO_HELP_PICTURES} DESTINATION share/help)
+install(FILES ${VARDO_HELP} DESTINATION share/help)
+install(FILES ${VARDO_HELP_PICTURES} DESTINATION share/help OPTIONAL) # one that is yet to be taken may be missing
 
 get_property(VARDO_PACKED DIRECTORY PROPERTY VARDO_DOCUMENTS)
 add_custom_target(documents ALL DEPENDS ${VARDO_PACKED} ${VARDO_HELP})

@@ -284,6 +284,10 @@ void Walker::leave()
     base::Result<base::UniqueFd> directory = reopen(level, left.directory);
     if (directory) {
         level.directory = std::make_shared<base::UniqueFd>(std::move(directory).value());
+        struct stat status = {};
+        level.fileSystem.reset(); // meanwhile it was not held
+        if (getStatus(level.directory->get(), status))
+            level.fileSystem = remembering_.fileSystemOf(level.directory->get(), status, watch_);
     } else if (level.next < level.names.size()) {
         level.next = level.names.size();
         fail(path_, "not wholly scanned: it was moved meanwhile");

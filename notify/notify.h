@@ -9,11 +9,11 @@ namespace notify {
 
 struct Message
 {
-    std::string summary; ///< plain text in UTF-8, as the body
-    std::string body;    ///< no markup: what looks like it is shown as it stands
-    bool urgent = false; ///< stays until somebody closes it
-    std::string topic;   ///< takes the place of the last one of its topic; empty: of none
-    std::string opens;   ///< what a button on it opens: `window`, or a log's absolute path; empty: no button
+    std::string summary;    ///< plain text in UTF-8, as the body
+    std::string body;       ///< no markup: what looks like it is shown as it stands
+    bool urgent = false;    ///< stays until somebody closes it
+    std::string topic = {}; ///< takes the place of the last one of its topic; empty: of none
+    std::string opens = {}; ///< what its button opens, `window` or a log's absolute path; empty: no button
 };
 
 inline constexpr char window[] = "window";

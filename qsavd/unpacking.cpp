@@ -34,11 +34,26 @@ Function realFunction(const char* name)
     return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
 }
 
-// Looked for while libraries may still be opened.
-const auto realOpen = realFunction<std::FILE* (*)(const char*, const char*)>("fopen64");
-const auto realWrite =
-    realFunction<std::size_t (*)(const void*, std::size_t, std::size_t, std::FILE*)>("fwrite");
-const auto realClose = realFunction<int (*)(std::FILE*)>("fclose");
+// Looked for at the first call, which seesWrites() makes while libraries may still be opened.
+
+auto realOpen()
+{
+    static const auto real = realFunction<std::FILE* (*)(const char*, const char*)>("fopen64");
+    return real;
+}
+
+auto realWrite()
+{
+    static const auto real =
+        realFunction<std::size_t (*)(const void*, std::size_t, std::size_t, std::FILE*)>("fwrite");
+    return real;
+}
+
+auto realClose()
+{
+    static const auto real = realFunction<int (*)(std::FILE*)>("fclose");
+    return real;
+}
 
 } // namespace
 
@@ -54,8 +69,8 @@ int failedWrite()
 
 bool seesWrites()
 {
-    return ::dlsym(RTLD_DEFAULT, "fwrite") == reinterpret_cast<void*>(&::fwrite) && realOpen && realWrite &&
-           realClose;
+    return ::dlsym(RTLD_DEFAULT, "fwrite") == reinterpret_cast<void*>(&::fwrite) && realOpen() &&
+           realWrite() && realClose();
 }
 
 } // namespace qsavd
@@ -89,13 +104,13 @@ int mkdir(const char* path, mode_t mode) noexcept
 
 FILE* fopen64(const char* path, const char* mode)
 {
-    FILE* const file = qsavd::realOpen(path, mode);
+    FILE* const file = qsavd::realOpen()(path, mode);
     return qsavd::noted(file, !file, std::strpbrk(mode, "wa+") == nullptr);
 }
 
 size_t fwrite(const void* data, size_t size, size_t count, FILE* file)
 {
-    const size_t written = qsavd::realWrite(data, size, count, file);
+    const size_t written = qsavd::realWrite()(data, size, count, file);
     return qsavd::noted(written, size != 0 && written != count);
 }
 
@@ -103,7 +118,7 @@ size_t fwrite(const void* data, size_t size, size_t count, FILE* file)
 int fclose(FILE* file)
 {
     const bool lost = ::ferror(file) != 0;
-    const int failure = qsavd::realClose(file);
+    const int failure = qsavd::realClose()(file);
     if (lost)
         errno = EIO;
     return qsavd::noted(failure, lost || failure != 0);

@@ -44,6 +44,8 @@ def block(text: str) -> str:
 def main() -> None:
     tour, page = map(pathlib.Path, sys.argv[1:])
     blocks = [part.strip() for part in tour.read_text().split("\n\n") if part.strip()]
+    pictures = {path.name for path in tour.parent.glob("*.png")}  # one may be yet to be taken
+    blocks = [part for part in blocks if not part.startswith("![") or part[part.index("(") + 1:-1] in pictures]
     title = blocks[0].lstrip("# ")
     page.write_text(HEAD.format(title=f"Vardo: {title}") + "\n".join(map(block, blocks)) + "\n</body>\n</html>\n")
 

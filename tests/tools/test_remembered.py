@@ -101,6 +101,19 @@ class RememberedTest(commandline.CommandLineTest):
             mapping[:] = MARKER
             self.assertEqual(self.scan(), (1, 1, 0))
 
+    def test_gentle_scan_leaves_memory_as_it_was(self):
+        if not on_disk(self.place.tree):
+            self.skipTest("the directory for temporary files is on no disk")
+        self.place.write("file", random.Random(1).randbytes(1 << 20))
+        file = os.open(self.path(), os.O_RDONLY)
+        self.addCleanup(os.close, file)
+        for arguments, kept in ((["--gentle"], "0"), ([], "1048576")):
+            os.fsync(file)
+            os.posix_fadvise(file, 0, 0, os.POSIX_FADV_DONTNEED)
+            self.scan("--no-cache", *arguments)
+            held = subprocess.run(["fincore", "-bnro", "RES", self.path()], capture_output=True, text=True)
+            self.assertEqual(held.stdout.strip(), kept)
+
     def test_in_memory_only_files_that_nobody_else_writes(self):
         with tempfile.TemporaryDirectory(dir="/dev/shm") as memory:
             file = pathlib.Path(memory, "file")

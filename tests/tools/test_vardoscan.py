@@ -148,6 +148,15 @@ class TestVardoscan(CommandLineTest):
         Outcome(self.place.start("--log", "%/tree", preexec_fn=lambda: os.close(1)))
         self.assertEqual(self.place.take_log().count(b"bad INFECTED"), 1)
 
+    @unittest.skipIf(os.geteuid(), "root alone must be careful")
+    def test_tells_which_settings_do_not_count(self):
+        place = self.place
+        os.chmod(place.path("vardo.conf"), 0o666)
+        words = (b"Location = %b in %b does not count for root, since others could have written it; taken instead: "
+                 b"/var/Quillstone/var/log\n" % (place.path("logs"), place.path("vardo.conf")))
+        self.assertIn(b"vardoscan: " + words, place.run("--log=%/logs").err)
+        self.assertIn(b"\nSETTINGS: " + words, place.take_log())
+
     def test_leaves_access_times(self):
         self.place.write("bad", MARKER)
         paths = [self.place.tree, os.path.join(self.place.tree, b"bad")]
