@@ -14,9 +14,9 @@ constexpr Time second = 1'000'000'000;
 constexpr Time minute = 60 * second;
 constexpr Time day = 24 * 60 * minute;
 constexpr Time settledAge = 60 * day;
-constexpr Time noteInterval = 10 * second;
 /// How far the clock may be set back: what is noted is older than this at any time that was noted.
-constexpr Time tolerance = minute - noteInterval;
+constexpr Time tolerance = minute - 10 * second;
+constexpr std::size_t mostNoted = 65'536;
 
 /// What a digest is of, so that those of different things never meet.
 enum class Purpose : std::uint64_t { File = 16, Check, Scanner, Set };
@@ -65,6 +65,11 @@ base::Result<std::unique_ptr<CleanMemory>> CleanMemory::open(const std::string& 
                 new CleanMemory(std::move(store).value(), rescanDays, std::max(latest, now)));
         store.value()->discard();
     }
+}
+
+CleanMemory::~CleanMemory()
+{
+    writeDown();
 }
 
 CleanMemory::CleanMemory(std::unique_ptr<Store> store, unsigned rescanDays, Time latest)
@@ -128,7 +133,19 @@ void CleanMemory::add(const FileKey& file, Time now)
     entry.set = setNumber_;
     entry.twice = known && (before.twice == 1 || earlier != set_) ? 1 : 0;
     entry.check = checkOf(digest, entry, set_);
-    store_->put(entry);
+    noted_.push_back(entry);
+    if (noted_.size() == mostNoted)
+        writeDown();
+}
+
+void CleanMemory::writeDown()
+{
+    if (!store_)
+        return;
+    store_->setLatest(latest_);
+    for (const Entry& entry : noted_)
+        store_->put(entry);
+    noted_.clear();
 }
 
 Time CleanMemory::clock()
@@ -148,10 +165,7 @@ bool CleanMemory::goesOn(Time now)
         store_.reset();
         return false;
     }
-    if (now > latest_ + noteInterval) {
-        latest_ = now;
-        store_->setLatest(now);
-    }
+    latest_ = std::max(latest_, now);
     return true;
 }
 

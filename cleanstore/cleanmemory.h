@@ -9,6 +9,7 @@
 #include <mutex>
 #include <span>
 #include <string_view>
+#include <vector>
 
 namespace cleanstore {
 
@@ -28,6 +29,11 @@ class CleanMemory
     /// remembered for that many days whatever the signatures are.
     static base::Result<std::unique_ptr<CleanMemory>> open(const std::string& directory, unsigned rescanDays,
                                                            Time now);
+
+    /// Writes down what was added: a scan that comes by the store finds it unchanged.
+    ~CleanMemory();
+    CleanMemory(const CleanMemory&) = delete;
+    CleanMemory& operator=(const CleanMemory&) = delete;
 
     /// What looks at the files from now on, each as bytes that differ when it does. Without either nothing is
     /// remembered.
@@ -50,11 +56,13 @@ class CleanMemory
     CleanMemory(std::unique_ptr<Store> store, unsigned rescanDays, Time latest);
 
     bool goesOn(Time now);
+    void writeDown();
     Digest digestOf(const FileKey& file);
     std::uint64_t checkOf(const Digest& file, const Entry& entry, const Digest& set);
     bool isSettled(const FileKey& file, const Entry& entry, const Digest& digest, Time now);
 
     std::mutex mutex_;
+    std::vector<Entry> noted_;     ///< that the store does not have yet
     std::unique_ptr<Store> store_; ///< null once it cannot be relied upon
     const unsigned rescanDays_;
     Time latest_;      ///< that was seen

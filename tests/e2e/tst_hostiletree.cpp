@@ -113,9 +113,9 @@ class TestHostileTree : public QObject
     {
         QTest::addColumn<unsigned int>("user");
         QTest::addColumn<int>("oddObjects");
-        // A directory that is closed to the user is an object; so are the user's settings and the service's
-        // pid file.
-        QTest::newRow("ordinary user") << 1000u << 13 + 2;
+        // A directory that is closed to the user is an object; so are the user's settings, the service's
+        // pid file and what is remembered of clean files.
+        QTest::newRow("ordinary user") << 1000u << 13 + 3;
         QTest::newRow("root") << 0u << 12;
     }
 

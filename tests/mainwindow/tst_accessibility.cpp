@@ -109,6 +109,25 @@ QStringList paleTexts(QWidget& window)
     return pale;
 }
 
+/// The buttons that the keyboard does not reach: they take no focus, and their keys are missing or those of
+/// another that shows too.
+QStringList outOfReach(const QWidget& window)
+{
+    QStringList buttons;
+    QSet<QKeySequence> keys;
+    for (const QAbstractButton* button : window.findChildren<QAbstractButton*>()) {
+        const bool ours =
+            qobject_cast<const VLinkButton*>(button) || qobject_cast<const VPushButton*>(button);
+        const QKeySequence key = button->shortcut();
+        if (!ours || !button->isVisibleTo(&window))
+            continue;
+        if (key.isEmpty() || keys.contains(key))
+            buttons << button->objectName() + ' ' + key.toString();
+        keys << key;
+    }
+    return buttons;
+}
+
 QAccessibleInterface* seen(QObject* object)
 {
     return QAccessible::queryAccessibleInterface(object);
@@ -127,6 +146,7 @@ class TestAccessibility : public MainWindowTest
         qInfo("%s", qPrintable(dump(seen(&window), nameless).join('\n')));
         QVERIFY2(nameless.isEmpty(), qPrintable(nameless.join('\n')));
         QCOMPARE(seen(&window)->parent(), seen(qApp));
+        QCOMPARE(outOfReach(window).join('\n'), QString());
         QCOMPARE(paleTexts(window).join('\n'), QString());
     }
 
