@@ -13,7 +13,6 @@
 #include <string>
 #include <utility>
 
-#include <langinfo.h>
 #include <locale.h>
 
 /// Drives the window program of the start-up tests from within: the scripted engine is set up from the
@@ -82,8 +81,11 @@ void note(const VMainWidget& window)
     if (!window.mask().isEmpty() && !window.mask().contains(QPoint(0, 0)))
         text << " rounded";
     // Of a number, as the user's desktop has it, and as the program writes it.
-    text << " " << nl_langinfo_l(RADIXCHAR, newlocale(LC_ALL_MASK, "", nullptr))
-         << localeconv()->decimal_point;
+    const std::string own = localeconv()->decimal_point;
+    const std::string before = setlocale(LC_NUMERIC, nullptr);
+    setlocale(LC_NUMERIC, "");
+    text << " " << localeconv()->decimal_point << own;
+    setlocale(LC_NUMERIC, before.c_str());
     // As programs started later have it.
     text << " " << qgetenv("QT_SCALE_FACTOR").constData();
     scriptedEngine().call(text.str());
