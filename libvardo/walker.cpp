@@ -7,9 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <string_view>
-#include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -22,13 +20,10 @@ constexpr std::size_t openLevels = 32;         // innermost levels that keep the
 constexpr unsigned linkedLevels = 40;          // links to directories inside each other
 constexpr std::size_t longestPath = 64 * 1024; // bounds what the items of a hostile tree take
 constexpr std::size_t mostVisited = 1'000'000; // directories, while links are followed
-constexpr std::size_t mostLinked = 4096;       // files with several names that are remembered
 constexpr unsigned mostStuck = 2;              // calls that were given up in a directory before it is left
-constexpr auto leasePause = std::chrono::milliseconds(200);
 constexpr char closedRemark[] = "not scanned: it is in quarantine";
 constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr int lookFlags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
-constexpr int fileFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 std::pair<std::string, std::string> splitPath(const std::string& path)
 {
@@ -305,70 +300,6 @@ base::Result<base::UniqueFd> Walker::reopen(const Level& level, const Directory&
     if (status.st_dev != level.id.device || status.st_ino != level.id.inode)
         return base::systemError(ESTALE);
     return directory;
-}
-
-void Walker::visitFile(const Directory& parent, dev_t device, const std::string& leaf,
-                       const std::string& path)
-{
-    ScanItem item;
-    item.fd = openAt(parent->get(), leaf.c_str(), fileFlags);
-    if (!item.fd && errno == EWOULDBLOCK) { // a lease, whose holder has just been told to let go
-        std::this_thread::sleep_for(leasePause);
-        item.fd = openAt(parent->get(), leaf.c_str(), fileFlags);
-    }
-    struct stat status = {};
-    if (!item.fd || !getStatus(item.fd.get(), status)) {
-        if (errno != ENOENT)
-            fail(path, base::describeError(errno));
-        return;
-    }
-    if (!S_ISREG(status.st_mode))
-        return fail(path, "replaced while it was opened");
-    // A file can be mounted on by itself.
-    if (status.st_dev != device && watch_.run([&item] { return isPseudoFileSystem(item.fd.get()); }))
-        return;
-    item.key = Remembering::keyOf(remembering_.fileSystemOf(item.fd.get(), status, watch_), status);
-    if (remembering_.knows(item.key))
-        return pushRemembered(path);
-    item.name = path;
-    item.parent = parent;
-    item.leaf = leaf;
-    push(std::move(item), status);
-}
-
-/// A file with several names is scanned under the first one alone.
-void Walker::push(ScanItem item, const struct stat& status)
-{
-    item.id = fileId(status);
-    const FileId id = item.id;
-    const bool manyNames = status.st_nlink > 1;
-    if (const auto known = manyNames ? linked_.find(id) : linked_.end(); known != linked_.end()) {
-        item.outcome = known->second;
-        pipeline_.push(std::move(item));
-        return;
-    }
-    item.key = remembering_.prepare(item.key, item.fd.get(), watch_);
-    if (options_.sparesMemory)
-        item.unread = UnreadPages(item.fd.get(), status.st_size);
-    if (!manyNames) {
-        pipeline_.push(std::move(item));
-        return;
-    }
-    if (linkedOrder_.size() == mostLinked) {
-        linked_.erase(linkedOrder_.front());
-        linkedOrder_.pop_front();
-    }
-    linkedOrder_.push_back(id);
-    linked_[id] = pipeline_.push(std::move(item));
-}
-
-void Walker::pushRemembered(const std::string& path)
-{
-    ScanItem item;
-    item.name = path;
-    item.outcome = clean_;
-    item.remembered = true;
-    pipeline_.push(std::move(item));
 }
 
 bool Walker::wanted(const std::string& name, const struct stat& status) const

@@ -2,180 +2,22 @@
 
 #include "base/systemerror.h"
 #include "qsavd/layeropener.h"
+#include "qsavd/scantrace.h"
 #include "qsavd/unpacking.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace qsavd {
 
-/// What the library's callbacks tell during one scan.
-struct ScanTrace
-{
-    struct Hit
-    {
-        std::string virus;
-        std::string inner;
-    };
-
-    /// A file that is open inside another one.
-    struct Layer
-    {
-        std::string name;
-        std::vector<std::string> members; ///< that were announced with their folders, in their order
-        std::size_t next = 0;             ///< of the members
-        bool isDocument = false;
-    };
-
-    ScanTrace(LayerOpener& openerOfFile, std::uint64_t limit, std::string where = {})
-        : opener(openerOfFile)
-        , place(std::move(where))
-        , partLimit(limit)
-    {
-    }
-
-    LayerOpener& opener;
-    std::string place;       ///< of what is scanned, within the file
-    std::uint64_t partLimit; ///< bytes
-    std::vector<Layer> layers;
-    std::vector<Hit> hits; ///< the innermost layer comes first
-    std::string encryptedMember;
-    bool partTooLarge = false;
-    bool begun = false;
-    std::size_t unpacked = 0; ///< layers right below what is scanned
-    std::uint64_t unpackedBytes = 0;
-    std::string_view failure; ///< what the library could not do and went on without
-
-    std::string innerName() const;
-    std::string wholeName(std::string name);
-};
-
 namespace {
 
-constexpr std::string_view separator = "=>";
 constexpr std::string_view unofficialMark = ".UNOFFICIAL";
-constexpr std::size_t maxHits = 16;
-constexpr std::size_t maxLayers = 128;
-constexpr std::size_t maxMembers = 65'536; // whose folders are remembered
 constexpr long long bytecodeMilliseconds = 5000;
-
-ScanTrace& traceOf(void* context)
-{
-    return *static_cast<ScanTrace*>(context);
-}
-
-/// The name of a member as it is worth showing: those that the library made up are not.
-std::string shownName(const char* name)
-{
-    const std::string_view text = name ? name : "";
-    const std::string_view last = text.substr(text.rfind('/') + 1);
-    if (last.starts_with("clamav-") && last.ends_with(".tmp"))
-        return {};
-    return std::string(text.substr(0, maxInnerName));
-}
-
-/// Has what the library does not open in a layer be opened.
-cl_error_t openLayer(ScanTrace& trace, uint32_t level, containers::Content content)
-{
-    const bool inDocument = level > 0 && trace.layers[level - 1].isDocument;
-    switch (trace.opener.enter({content, trace.innerName(), level, inDocument})) {
-    case LayerOpener::Next::Skip:
-        return CL_BREAK;
-    case LayerOpener::Next::Stop:
-        return CL_VIRUS;
-    default:
-        return CL_CLEAN;
-    }
-}
-
-cl_error_t enterLayer(int, const char* type, const char**, size_t, const char* name, size_t size,
-                      const char* content, uint32_t level, uint32_t, void* context)
-{
-    ScanTrace& trace = traceOf(context);
-    trace.begun = true;
-    if (level < maxLayers) {
-        trace.layers.resize(level);
-        trace.layers.push_back({level == 0 ? trace.place : trace.wholeName(shownName(name)),
-                                {},
-                                0,
-                                std::string_view(type ? type : "") == "CL_TYPE_PDF"});
-    }
-    if (level == 1) {
-        ++trace.unpacked;
-        trace.unpackedBytes += size;
-    }
-    // The library cuts a long member of some archives at the limit, scans that much and calls it clean.
-    if (level > 0 && size >= trace.partLimit)
-        trace.partTooLarge = true;
-    const containers::Content bytes(reinterpret_cast<const std::byte*>(content), content ? size : 0);
-    return level < maxLayers ? openLayer(trace, level, bytes) : CL_CLEAN;
-}
-
-cl_error_t leaveLayer(int, int result, const char* virus, void* context)
-{
-    ScanTrace& trace = traceOf(context);
-    if (result == CL_VIRUS && virus && trace.hits.size() < maxHits)
-        trace.hits.push_back({virus, trace.innerName()});
-    if (!trace.layers.empty())
-        trace.layers.pop_back();
-    return CL_CLEAN;
-}
-
-cl_error_t seeMember(const char*, unsigned long, const char* name, unsigned long, int encrypted, unsigned int,
-                     void* context)
-{
-    ScanTrace& trace = traceOf(context);
-    if (encrypted && trace.encryptedMember.empty())
-        trace.encryptedMember = shownName(name);
-    if (!encrypted && !trace.layers.empty() && trace.layers.back().members.size() < maxMembers)
-        trace.layers.back().members.push_back(shownName(name));
-    return CL_CLEAN;
-}
-
-/// After these failures the library goes on with what it has, and may call the file clean.
-struct QuietFailure
-{
-    std::string_view message; ///< part of what it says about it
-    std::string_view remark;
-};
-constexpr std::array quietFailures{
-    QuietFailure{"pread", "cannot be read"}, QuietFailure{"write error", "no room to unpack it"},
-    QuietFailure{"Can't write", "no room to unpack it"}, QuietFailure{"Can't create", "no room to unpack it"},
-    QuietFailure{"allocate memory", "not enough memory"}};
-
-/// The scan that runs. Some messages come without the context of their scan; a process scans one file at
-/// a time.
-ScanTrace* runningScan = nullptr;
-
-/// For as long as a scan runs, which may begin within another one.
-class Running
-{
-  public:
-    explicit Running(ScanTrace& trace)
-        : outer_(std::exchange(runningScan, &trace))
-    {
-    }
-    Running(const Running&) = delete;
-    Running& operator=(const Running&) = delete;
-    ~Running() { runningScan = outer_; }
-
-  private:
-    ScanTrace* outer_;
-};
-
-void seeMessage(cl_msg, const char*, const char* text, void*)
-{
-    const std::string_view message = text ? text : "";
-    for (const QuietFailure& failure : quietFailures)
-        if (runningScan && message.find(failure.message) != message.npos)
-            runningScan->failure = failure.remark;
-}
 
 std::string sizeText(std::uint64_t bytes)
 {
@@ -233,39 +75,6 @@ cl_scan_options scanOptions(std::uint32_t flags)
 
 } // namespace
 
-std::string ScanTrace::innerName() const
-{
-    std::string name;
-    for (const Layer& layer : layers) {
-        if (layer.name.empty())
-            continue;
-        if (!name.empty())
-            name += separator;
-        name += layer.name;
-    }
-    return name;
-}
-
-/// The name of the member that is opened next, with its folders. Some formats are opened without; but all
-/// their members were announced before, in the same order.
-std::string ScanTrace::wholeName(std::string name)
-{
-    if (layers.empty() || name.empty())
-        return name;
-    Layer& archive = layers.back();
-    for (std::size_t i = archive.next; i < archive.members.size(); ++i) {
-        const std::string& member = archive.members[i];
-        if (member == name || member.ends_with("/" + name)) {
-            archive.next = i + 1;
-            // The announcement may come twice in a row.
-            if (archive.next < archive.members.size() && archive.members[archive.next] == member)
-                ++archive.next;
-            return member;
-        }
-    }
-    return name;
-}
-
 FileScanner::FileScanner(cl_engine* engine, const Begin& options, const std::string& temporaryDirectory)
     : engine_(engine)
     , limits_(options)
@@ -279,9 +88,7 @@ FileScanner::FileScanner(cl_engine* engine, const Begin& options, const std::str
     cl_engine_set_num(engine, CL_ENGINE_MAX_FILES, options.maxFiles);
     cl_engine_set_num(engine, CL_ENGINE_MAX_SCANTIME, 1000LL * options.maxSeconds);
     cl_engine_set_num(engine, CL_ENGINE_BYTECODE_TIMEOUT, bytecodeMilliseconds);
-    cl_engine_set_clcb_file_inspection(engine, enterLayer);
-    cl_engine_set_clcb_post_scan(engine, leaveLayer);
-    cl_engine_set_clcb_meta(engine, seeMember);
+    traceScansOf(engine);
 }
 
 FileFinding FileScanner::scan(int file)
@@ -302,7 +109,7 @@ FileFinding FileScanner::scan(int file)
     forgetFailedWrites();
     const char* virus = nullptr;
     unsigned long scanned = 0;
-    const Running running(trace);
+    const RunningScan running(trace);
     const cl_error_t code = cl_scandesc_callback(file, nullptr, &virus, &scanned, engine_, &options_, &trace);
     FileFinding result = judgeWhole(code, virus, trace, static_cast<std::uint64_t>(before.st_size));
     if (result.finding == Finding::Clean && !unchanged(before, file))
@@ -314,7 +121,7 @@ FileFinding FileScanner::scan(int file)
 PieceFinding FileScanner::scanPiece(const Piece& piece, LayerOpener& opener)
 {
     ScanTrace trace(opener, limits_.maxFileSize, piece.name);
-    const Running running(trace);
+    const RunningScan running(trace);
     struct stat info = {};
     const bool inFile = piece.file >= 0 && fstat(piece.file, &info) == 0;
     const auto size = inFile ? static_cast<std::uint64_t>(info.st_size) : piece.memory.size();
@@ -397,11 +204,6 @@ std::string limitRemark(const Begin& limits, std::string_view name)
     if (name == "MaxScanTime")
         return remark + "took longer than " + std::to_string(limits.maxSeconds) + " s";
     return remark + "a limit was exceeded (" + std::string(name) + ")";
-}
-
-void catchLibraryMessages()
-{
-    cl_set_clcb_msg(seeMessage);
 }
 
 } // namespace qsavd

@@ -47,7 +47,4 @@ class FileScanner
     cl_scan_options options_{};
 };
 
-/// Sends the library's messages to the scan that they are about instead of to standard error.
-void catchLibraryMessages();
-
 } // namespace qsavd

@@ -2,8 +2,8 @@
 
 #include "base/priority.h"
 #include "base/systemerror.h"
-#include "qsavd/filescanner.h"
 #include "qsavd/lockdown.h"
+#include "qsavd/scantrace.h"
 #include "qsavd/service.h"
 #include "qsavd/signatureset.h"
 #include "qsavd/warmup.h"

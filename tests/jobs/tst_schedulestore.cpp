@@ -1,6 +1,8 @@
 #include "base/paths.h"
 #include "engine/schedule.h"
 #include "sfl/sfl.h"
+#include "tests/jobs/schedules.h"
+#include "tests/support/rootmain.h"
 #include "tests/support/sandbox.h"
 
 #include <QRegularExpression>
@@ -17,137 +19,20 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
-
-namespace {
-
-const fs::path store = paths::scheduleStore;
-const fs::path cronFile = paths::cronFile;
-const fs::path ownCron = paths::scheduleCron;
-
-std::unique_ptr<vSchedule> open(const std::string& name)
-{
-    return std::make_unique<vSchedule>(name.c_str(), store.c_str());
-}
-
-void set(vSchedule& job, unsigned id, int number)
-{
-    auto byte = static_cast<unsigned char>(number);
-    auto whole = static_cast<unsigned>(number);
-    const bool isByte = id >= SCHEDOPT_FREQUENCY;
-    job.SetOption(id, isByte ? static_cast<void*>(&byte) : &whole);
-}
-
-int get(vSchedule& job, unsigned id)
-{
-    unsigned char byte = 0;
-    unsigned whole = 0;
-    const bool isByte = id >= SCHEDOPT_FREQUENCY;
-    return job.GetOption(id, isByte ? static_cast<void*>(&byte) : &whole) < 0 ? -1
-                                                                              : int(isByte ? byte : whole);
-}
-
-int save(vSchedule& job, bool existing = false)
-{
-    return job.SaveSchedule(ownCron.c_str(), "root", store.c_str(), existing);
-}
-
-/// Saves a daily job.
-int saveDaily(const std::string& name, bool existing = false, int hour = 9, const std::string& object = "/")
-{
-    const auto job = open(name);
-    set(*job, SCHEDOPT_FREQUENCY, FREQ_DAILY);
-    set(*job, SCHEDOPT_HOUR, hour);
-    job->AddObject(object.c_str());
-    return save(*job, existing);
-}
-
-std::vector<std::string> objectsOf(vSchedule& job)
-{
-    std::vector<std::string> objects;
-    VardoObject* list = nullptr;
-    job.GetObjectList(&list);
-    for (const VardoObject* object = list; object; object = object->objNext)
-        objects.emplace_back(object->objName);
-    if (list)
-        list->ClearList();
-    return objects;
-}
-
-/// The names as the scheduler page finds them.
-std::vector<std::string> names()
-{
-    std::vector<std::string> found;
-    std::string previous;
-    const sfl::SymTablePtr table(ini_dyn_load(nullptr, store.c_str()));
-    for (const _SYMBOL* symbol = table->symbols; symbol; symbol = symbol->next) {
-        const std::string_view name = symbol->name;
-        const std::string section(name.substr(0, name.find(':')));
-        if (section.size() == name.size() || section == previous)
-            continue;
-        const auto job = open(section);
-        if (job->ReadConfiguration(nullptr) < 0)
-            continue;
-        found.emplace_back(job->GetScheduleName());
-        previous = section;
-    }
-    return found;
-}
-
-int linesFor(const fs::path& file, const char* text)
-{
-    return int(QString::fromStdString(sandbox::readFile(file)).count(text));
-}
-
-/// A whole cron file that holds nothing but what cron may be told.
-bool isWhole(const fs::path& file)
-{
-    static const QRegularExpression pattern(
-        "^#[^\n]*\nSHELL=/bin/sh\nPATH=[a-z:/]+\nMAILTO=\"\"\n"
-        "(?:[0-9]+(?: (?:[0-9]+|28-31|\\*)){4} root /opt/Quillstone/usr/bin/vardoscan "
-        "--schedule=[0-9a-f]{16}\n)*"
-        "(?:@reboot root /opt/Quillstone/usr/bin/vardoscan --missed\n)?$");
-    return pattern.match(QString::fromStdString(sandbox::readFile(file))).hasMatch();
-}
-
-pid_t inChild(const std::function<void()>& work)
-{
-    const pid_t child = ::fork();
-    if (child == 0) {
-        work();
-        ::_exit(0);
-    }
-    return child;
-}
-
-} // namespace
+using namespace schedules;
 
 class TestScheduleStore : public QObject
 {
     Q_OBJECT
 
   private slots:
-    void init()
-    {
-        sandbox::makeInstallation();
-        fs::remove_all(paths::scheduleStamps);
-        // As the package makes them: a group may write there.
-        fs::permissions("/opt/Quillstone/etc", fs::perms(02775));
-        fs::permissions(store.parent_path(), fs::perms(02775));
-        fs::permissions(cronFile.parent_path(), fs::perms(0755));
-    }
+    void init() { makePlace(); }
 
     void aJobComesBackAsItWas();
     void results();
     void hostileNames();
     void objectsAreBytes();
     void singleRunsPass();
-    void nothingIsHalfDone();
-    void cronSeesEachChange();
-    void killedSavesLeaveWholeFiles();
-    void twoSaveAtOnce();
-    void brokenStores();
-    void plantedLinks();
     void manyJobsAreListedAtOnce();
 };
 
@@ -321,170 +206,6 @@ void TestScheduleStore::singleRunsPass()
     QCOMPARE(linesFor(cronFile, "--schedule="), 1);
 }
 
-/// When one of the files cannot be written, all stay as they were.
-void TestScheduleStore::nothingIsHalfDone()
-{
-    const fs::path outOfReach[] = {cronFile, ownCron, store};
-    QCOMPARE(saveDaily("a"), 0);
-    const auto contents = [&] {
-        std::vector<std::string> all;
-        for (const fs::path& file : outOfReach)
-            all.push_back(fs::is_directory(file) ? "directory" : sandbox::readFile(file));
-        return all;
-    };
-    for (const fs::path& file : outOfReach) {
-        const int expected = file == store ? SCHEDERR_SAVE : SCHEDERR_CRON;
-        const fs::path kept = file.string() + ".kept";
-        fs::rename(file, kept);
-        fs::create_directories(file / "in the way");
-        const std::vector<std::string> before = contents();
-        QCOMPARE(saveDaily("b"), expected);
-        QVERIFY(vSchedule::DeleteSchedule(ownCron.c_str(), "a", store.c_str()) < 0);
-        QCOMPARE(contents(), before);
-        fs::remove_all(file);
-        fs::rename(kept, file);
-    }
-    // Others could put a file of theirs into the place of ours.
-    fs::permissions(cronFile.parent_path(), fs::perms(0777));
-    const std::vector<std::string> before = contents();
-    QCOMPARE(saveDaily("b"), SCHEDERR_CRON);
-    QCOMPARE(contents(), before);
-}
-
-void TestScheduleStore::cronSeesEachChange()
-{
-    std::set<std::time_t> times;
-    for (int i = 0; i < 5; ++i) {
-        QCOMPARE(saveDaily("a", i > 0, i), 0);
-        struct stat status = {};
-        QCOMPARE(::stat(cronFile.c_str(), &status), 0);
-        QVERIFY(times.insert(status.st_mtime).second);
-        QCOMPARE(status.st_mode, mode_t(S_IFREG | 0644));
-        QVERIFY(status.st_uid == 0 && status.st_nlink == 1 && isWhole(cronFile));
-        QCOMPARE(linesFor(cronFile, (std::to_string(i) + " * * * root").c_str()), 1);
-        QCOMPARE(linesFor(cronFile, "@reboot root"), 1);
-    }
-    QCOMPARE(vSchedule::DeleteSchedule(ownCron.c_str(), "a", store.c_str()), 0);
-    QCOMPARE(linesFor(cronFile, "root"), 0);
-}
-
-void TestScheduleStore::killedSavesLeaveWholeFiles()
-{
-    std::srand(1);
-    QCOMPARE(saveDaily("kept", false, 5), 0);
-    int saved = 0;
-    for (int i = 0; i < 200; ++i) {
-        const std::string name = "job" + std::to_string(i);
-        const pid_t child = inChild([&] {
-            saveDaily(name);
-            saveDaily(name, true, 10);
-            vSchedule::DeleteSchedule(ownCron.c_str(), name.c_str(), store.c_str());
-            saveDaily(name);
-        });
-        ::usleep(static_cast<useconds_t>(std::rand() % 6'000));
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-        QVERIFY(isWhole(cronFile) && isWhole(ownCron));
-        const std::vector<std::string> found = names();
-        QVERIFY(!found.empty() && found.back() == "kept");
-        const bool stored = open(name)->ReadConfiguration(nullptr) == 0;
-        saved += stored;
-        QVERIFY(!stored || linesFor(cronFile, "--schedule=") == 2); // never a job that is not run
-        vSchedule::DeleteSchedule(ownCron.c_str(), name.c_str(), store.c_str());
-    }
-    QVERIFY2(saved > 10 && saved < 190, qPrintable(QString::number(saved)));
-    QCOMPARE(names(), std::vector<std::string>{"kept"});
-    QCOMPARE(saveDaily("last"), 0);
-    QCOMPARE(linesFor(cronFile, "--schedule="), 2);
-    // Nothing is left of the killed ones.
-    QCOMPARE(std::distance(fs::directory_iterator(cronFile.parent_path()), {}), 1);
-    QCOMPARE(std::distance(fs::directory_iterator(store.parent_path()), {}), 3); // and vardo.conf
-}
-
-void TestScheduleStore::twoSaveAtOnce()
-{
-    std::vector<pid_t> children;
-    for (const char* who : {"a", "b"})
-        children.push_back(inChild([who] {
-            for (int i = 0; i < 50; ++i)
-                if (saveDaily(who + std::to_string(i)) != 0)
-                    ::_exit(1);
-        }));
-    for (const pid_t child : children) {
-        int status = 1;
-        QVERIFY(::waitpid(child, &status, 0) == child && status == 0);
-    }
-    QCOMPARE(names().size(), 100u);
-    QCOMPARE(linesFor(cronFile, "--schedule="), 100);
-    QVERIFY(isWhole(cronFile));
-}
-
-/// Whatever the store holds, it is read or refused, and a save that succeeds keeps all of it.
-void TestScheduleStore::brokenStores()
-{
-    for (int i = 0; i < 3; ++i)
-        QCOMPARE(saveDaily("job " + std::to_string(i)), 0);
-    const std::string whole = sandbox::readFile(store);
-    constexpr std::size_t huge = 10 << 20;
-    std::vector<std::string> broken = {std::string(huge + 1, 'x'), whole + '\x1a', "[a]\nb = \"c-\n",
-                                       std::string("[a]\nFrequency = 9\n\0\xff]\nObject1 = \"/\n[", 37)};
-    for (std::size_t length = 0; length < whole.size(); length += 7)
-        broken.push_back(whole.substr(0, length));
-    int saved = 0;
-    for (const std::string& text : broken) {
-        sandbox::writeFile(store, text);
-        const std::vector<std::string> before =
-            text.size() < whole.size() + 9 ? names() : std::vector<std::string>();
-        if (saveDaily("new") == 0) {
-            ++saved;
-            QVERIFY(sandbox::readFile(store).starts_with(text));
-            QCOMPARE(names().size(), before.size() + 1);
-        } else {
-            QCOMPARE(fs::file_size(store), text.size());
-            QVERIFY(text.size() > huge || sandbox::readFile(store) == text);
-        }
-        QVERIFY(isWhole(cronFile));
-    }
-    QVERIFY(saved > int(broken.size()) / 2);
-}
-
-/// What members of the group put into the directory of the store leads root nowhere else.
-void TestScheduleStore::plantedLinks()
-{
-    const fs::path victims = "/root/victims";
-    const auto plant = [&](const fs::path& place) {
-        fs::remove_all(place);
-        fs::create_symlink(victims / "file", place);
-    };
-    fs::create_directories(victims);
-    QCOMPARE(saveDaily("a"), 0);
-    sandbox::writeFile(victims / "file", sandbox::readFile(store));
-    const std::string before = sandbox::readFile(victims / "file");
-    for (const char* name :
-         {"schedule.conf", ".schedule.conf.new", "qsschedule.cron", ".qsschedule.cron.new"}) {
-        plant(store.parent_path() / name);
-        saveDaily("b", true);
-        vSchedule::DeleteOldSchedules(ownCron.c_str(), store.c_str());
-        QCOMPARE(sandbox::readFile(victims / "file"), before);
-        fs::remove(store);
-        QCOMPARE(saveDaily("a"), 0);
-    }
-    // A second name of root's file, and the directory itself.
-    fs::remove(store);
-    fs::create_directories("/opt/Quillstone/etc/other");
-    sandbox::writeFile("/opt/Quillstone/etc/other/file", before);
-    fs::create_hard_link("/opt/Quillstone/etc/other/file", store);
-    QCOMPARE(saveDaily("b"), SCHEDERR_SAVE);
-    QCOMPARE(sandbox::readFile("/opt/Quillstone/etc/other/file"), before);
-    fs::remove_all(store.parent_path());
-    fs::create_directory_symlink(cronFile.parent_path(), store.parent_path());
-    QVERIFY(saveDaily("b") < 0);
-    QCOMPARE(std::distance(fs::directory_iterator(cronFile.parent_path()), {}), 1);
-    fs::remove(store.parent_path());
-    fs::create_directories(store.parent_path());
-    QCOMPARE(std::distance(fs::directory_iterator(victims), {}), 1);
-}
-
 void TestScheduleStore::manyJobsAreListedAtOnce()
 {
     QCOMPARE(saveDaily("job"), 0);
@@ -500,12 +221,5 @@ void TestScheduleStore::manyJobsAreListedAtOnce()
     QVERIFY(std::clock() - start < CLOCKS_PER_SEC);
 }
 
-int main(int argc, char** argv)
-{
-    if (!sandbox::inside())
-        return sandbox::enterAsRoot(argv);
-    QCoreApplication application(argc, argv);
-    TestScheduleStore test;
-    return QTest::qExec(&test, argc, argv);
-}
+VARDO_ROOT_TEST_MAIN(TestScheduleStore)
 #include "tst_schedulestore.moc"

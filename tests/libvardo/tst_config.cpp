@@ -2,6 +2,7 @@
 #include "engine/vardo.h"
 #include "libvardo/enginesettings.h"
 #include "sfl/sfl.h"
+#include "tests/support/rootmain.h"
 
 #include <QtTest>
 
@@ -163,9 +164,7 @@ class TestConfig : public QObject
         write("# by hand\n#*END\n[Config]\nBrowsers = \"a b,$(HOME)/c\" ; note\nOther = x\\y;z\n"
               "[Scan]\nAction = delete\nMine = 1\n");
         QCOMPARE(::chmod(path().c_str(), 0664), 0);
-        const bool root = ::geteuid() == 0;
-        if (root)
-            QCOMPARE(::chown(path().c_str(), 1234, 2345), 0);
+        QCOMPARE(::chown(path().c_str(), 1234, 2345), 0);
         ScanConfig config(path().c_str());
         QCOMPARE(config.ReadConfiguration(nullptr), 0);
         QCOMPARE(config.SaveConfiguration(nullptr), 0);
@@ -180,8 +179,8 @@ class TestConfig : public QObject
         struct stat status = {};
         QCOMPARE(::stat(path().c_str(), &status), 0);
         QCOMPARE(status.st_mode & 07777, 0664u);
-        QCOMPARE(status.st_uid, root ? 1234 : ::geteuid());
-        QCOMPARE(status.st_gid, root ? 2345 : ::getegid());
+        QCOMPARE(status.st_uid, 1234u);
+        QCOMPARE(status.st_gid, 2345u);
     }
 
     void hostileFiles()
@@ -292,7 +291,6 @@ class TestConfig : public QObject
             mode_t mode;
             bool link, counts;
         };
-        const bool root = ::geteuid() == 0;
         for (const Case& now : {Case{0, 0, 1234, 0644, false, true},
                                 {0, 0, 0, 0666, false, false},
                                 {0, 1234, 0, 0644, false, false},
@@ -307,12 +305,11 @@ class TestConfig : public QObject
             QVERIFY(now.link ? ::symlink("settings", path().c_str()) == 0
                              : ::rename(path("settings").c_str(), path().c_str()) == 0);
             QCOMPARE(::chmod(path().c_str(), now.mode), 0);
-            if (root) {
-                QCOMPARE(::chown(path().c_str(), now.owner, now.group), 0);
-                QCOMPARE(::chown(path("").c_str(), now.directory, 0), 0);
-            }
-            const bool counts = !root || now.counts;
-            const auto expected = [counts](const char* usual) { return counts ? "/etc/cron.d" : usual; };
+            QCOMPARE(::chown(path().c_str(), now.owner, now.group), 0);
+            QCOMPARE(::chown(path("").c_str(), now.directory, 0), 0);
+            const auto expected = [counts = now.counts](const char* usual) {
+                return counts ? "/etc/cron.d" : usual;
+            };
             ScanConfig config(path().c_str());
             QCOMPARE(config.ReadConfiguration(nullptr), 0);
             QCOMPARE(textOf(config, SCANOPT_ACTDATA), expected("/var/Quillstone/var/quarantine/vardo"));
@@ -321,15 +318,13 @@ class TestConfig : public QObject
             QCOMPARE(settings.quarantineDir, expected("/var/Quillstone/var/quarantine/vardo"));
             QCOMPARE(settings.service.socket, expected("/run/vardo/qsav"));
             QCOMPARE(settings.service.signatureDirs.front(), expected("/var/Quillstone/var/lib/signatures"));
-            QCOMPARE(settings.refused.size(), counts ? 0u : 5u);
+            QCOMPARE(settings.refused.size(), now.counts ? 0u : 5u);
         }
     }
 
     /// Where the group may not write, either, and root has let logs go before.
     void rootsOwnLogLocationOutlastsASave()
     {
-        if (::geteuid() != 0)
-            QSKIP("only root must be careful");
         for (const uid_t owner : {0u, 1234u}) {
             init();
             write("[Log]\nLocation = " + QFile::encodeName(dir_->filePath("logs")));
@@ -383,5 +378,5 @@ class TestConfig : public QObject
     }
 };
 
-QTEST_GUILESS_MAIN(TestConfig)
+VARDO_ROOT_TEST_MAIN(TestConfig)
 #include "tst_config.moc"

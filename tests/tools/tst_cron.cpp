@@ -1,4 +1,5 @@
 #include "base/paths.h"
+#include "tests/support/rootmain.h"
 #include "tests/support/sandbox.h"
 #include "tests/tools/cron.h"
 #include "tests/tools/desktop.h"
@@ -122,13 +123,5 @@ void TestCron::membersHaveRootRunNothing()
                  entry.path().c_str());
 }
 
-int main(int argc, char** argv)
-{
-    if (!sandbox::inside())
-        return sandbox::enterAsRoot(argv);
-    QTEST_SET_MAIN_SOURCE_PATH
-    QCoreApplication application(argc, argv);
-    TestCron test;
-    return QTest::qExec(&test, argc, argv);
-}
+VARDO_ROOT_TEST_MAIN(TestCron)
 #include "tst_cron.moc"

@@ -2,6 +2,7 @@
 #include "jobs/due.h"
 #include "jobs/stamps.h"
 #include "quarantine/record.h"
+#include "tests/support/rootmain.h"
 #include "tests/support/sandbox.h"
 #include "tests/tools/desktop.h"
 #include "tests/tools/schedulehome.h"
@@ -238,13 +239,5 @@ void TestSchedule::tellsPeopleAtTheirDesktops()
     QVERIFY2(own.contains("/&lt;i&gt;\\x1B]0;owned\\x07 (Vardo.Marker)"), own.constData());
 }
 
-int main(int argc, char** argv)
-{
-    if (!sandbox::inside())
-        return sandbox::enterAsRoot(argv);
-    QTEST_SET_MAIN_SOURCE_PATH
-    QCoreApplication application(argc, argv);
-    TestSchedule test;
-    return QTest::qExec(&test, argc, argv);
-}
+VARDO_ROOT_TEST_MAIN(TestSchedule)
 #include "tst_schedule.moc"

@@ -1,4 +1,5 @@
 #include "engine/update.h"
+#include "tests/support/rootmain.h"
 #include "tests/support/sandbox.h"
 #include "tests/updates/updateworld.h"
 
@@ -87,6 +88,8 @@ class DoUpdateTest : public QObject
     Q_OBJECT
 
   private slots:
+    void initTestCase() { sandbox::makeInstallation(); }
+
     void init()
     {
         mirror.publish(3);
@@ -287,14 +290,6 @@ void DoUpdateTest::goesByWhatIsInMemory()
     QCOMPARE(machine.version(), 3);
 }
 
-int main(int argc, char** argv)
-{
-    if (!sandbox::inside())
-        return sandbox::enterAsRoot(argv);
-    sandbox::makeInstallation();
-    QCoreApplication application(argc, argv);
-    DoUpdateTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VARDO_ROOT_TEST_MAIN(DoUpdateTest)
 
 #include "tst_doupdate.moc"

@@ -1,5 +1,6 @@
 #include "base/databasename.h"
 #include "base/signaturefolder.h"
+#include "tests/support/rootmain.h"
 #include "tests/support/sandbox.h"
 #include "tests/updates/updateworld.h"
 
@@ -15,6 +16,8 @@ class KilledUpdateTest : public QObject
     Q_OBJECT
 
   private slots:
+    void initTestCase() { sandbox::makeInstallation(); }
+
     void leavesTheOldSetOrTheNewOne_data();
     void leavesTheOldSetOrTheNewOne();
 };
@@ -85,14 +88,6 @@ void KilledUpdateTest::leavesTheOldSetOrTheNewOne()
     QVERIFY(versions[1] > 10 && versions[3] > 5);
 }
 
-int main(int argc, char** argv)
-{
-    if (!sandbox::inside())
-        return sandbox::enterAsRoot(argv);
-    sandbox::makeInstallation();
-    QCoreApplication application(argc, argv);
-    KilledUpdateTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VARDO_ROOT_TEST_MAIN(KilledUpdateTest)
 
 #include "tst_killedupdate.moc"

@@ -1,4 +1,5 @@
 #include "base/paths.h"
+#include "tests/support/rootmain.h"
 #include "tests/support/sandbox.h"
 #include "tests/updates/updateworld.h"
 
@@ -21,6 +22,8 @@ class UpdateNowTest : public QObject
     Q_OBJECT
 
   private slots:
+    void initTestCase() { sandbox::makeInstallation(); }
+
     void init()
     {
         mirror.publish(3);
@@ -370,14 +373,6 @@ void UpdateNowTest::isForRoot()
     QCOMPARE(outcome.reason, "Only root may update the signatures.");
 }
 
-int main(int argc, char** argv)
-{
-    if (!sandbox::inside())
-        return sandbox::enterAsRoot(argv);
-    sandbox::makeInstallation();
-    QCoreApplication application(argc, argv);
-    UpdateNowTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VARDO_ROOT_TEST_MAIN(UpdateNowTest)
 
 #include "tst_updatenow.moc"

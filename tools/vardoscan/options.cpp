@@ -1,8 +1,9 @@
 #include "tools/vardoscan/options.h"
 
+#include "tools/vardoscan/optionvalues.h"
+
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstring>
 #include <string_view>
 
@@ -47,7 +48,6 @@ enum Id : int {
 };
 
 constexpr std::size_t longestExtension = 64; // that the engine takes
-constexpr unsigned long mostJobs = 64;       // likewise
 
 /// An option that only sets or clears bits.
 struct BitSwitch
@@ -118,99 +118,6 @@ std::vector<option> optionTable()
     return table;
 }
 
-/// The place of `word` in `words`, which are in the order of their codes.
-template <std::size_t Count>
-std::optional<unsigned int> codeOf(std::string_view word, const std::array<std::string_view, Count>& words)
-{
-    const auto found = std::find(words.begin(), words.end(), word);
-    if (found == words.end())
-        return std::nullopt;
-    return static_cast<unsigned int>(found - words.begin());
-}
-
-bool takeAction(std::string_view word, Options& options)
-{
-    constexpr std::array<std::string_view, 4> words{"log", "delete", "rename", "quarantine"};
-    const auto code = codeOf(word, words);
-    options.action = code.value_or(SCANACT_LOG);
-    return code.has_value();
-}
-
-bool takeLogLevel(std::string_view word, Options& options)
-{
-    constexpr std::array<std::string_view, 3> words{"minimum", "infected", "all"};
-    const auto code = codeOf(word, words);
-    options.log = true;
-    options.logLevel = LOGLEVEL_MINIMUM + code.value_or(0);
-    return code.has_value();
-}
-
-/// A number, with K, M or G behind it when `units` are allowed.
-bool takeNumber(std::string_view text, unsigned long most, bool units, unsigned long& number)
-{
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || stop == text.data())
-        return false;
-    unsigned int shift = 0;
-    if (stop != end) {
-        constexpr std::string_view letters = "KMG";
-        const std::size_t letter = letters.find(*stop);
-        if (!units || stop + 1 != end || letter == std::string_view::npos)
-            return false;
-        shift = 10 * (static_cast<unsigned int>(letter) + 1);
-    }
-    if (number > most >> shift)
-        return false;
-    number <<= shift;
-    return true;
-}
-
-bool takeNotify(std::string_view word, Options& options)
-{
-    constexpr std::array<std::string_view, 2> words{"problems", "all"};
-    const auto code = codeOf(word, words);
-    options.notify = code == 1u ? Options::Notify::Everything : Options::Notify::Problems;
-    return code.has_value();
-}
-
-bool takeJobs(const char* text, Options& options)
-{
-    unsigned long number = 0;
-    const bool taken = takeNumber(text, mostJobs, false, number) && number > 0;
-    options.jobs = static_cast<unsigned>(number);
-    return taken;
-}
-
-void addList(std::optional<std::string>& list, const char* more)
-{
-    list = list ? *list + "," + more : std::string(more);
-}
-
-bool takeExcludedDirectory(const char* path, Options& options)
-{
-    if (path[0] != '/' || std::strpbrk(path, ",;"))
-        return false;
-    options.excludeDirs += (options.excludeDirs.empty() ? "" : ";") + std::string(path);
-    options.setBits |= SCANFLAG_EXCLUDE_DIRS;
-    return true;
-}
-
-bool takeLimit(int id, const char* text, Options& options)
-{
-    unsigned long number = 0;
-    if (!takeNumber(text, id == MaxSize ? ~0ul : 255, id == MaxSize, number))
-        return false;
-    if (id == MaxSize) {
-        options.maxSize = number;
-        options.setBits |= SCANFLAG_MAX_SIZE;
-    } else {
-        options.maxDepth = static_cast<unsigned char>(number);
-        options.setBits |= SCANFLAG_MAX_DEPTH;
-    }
-    return true;
-}
-
 /// Options with an argument; false when the argument is no good.
 bool takeArgument(int id, const char* argument, Options& options)
 {
@@ -253,8 +160,10 @@ bool takeArgument(int id, const char* argument, Options& options)
         return *argument;
     case ExcludeDir:
         return takeExcludedDirectory(argument, options);
+    case MaxDepth:
+        return takeMaxDepth(argument, options);
     default:
-        return takeLimit(id, argument, options);
+        return takeMaxSize(argument, options);
     }
 }
 
