@@ -7,7 +7,6 @@
 #include "kit/vpushbutton.h"
 
 #include <QKeyEvent>
-#include <QKeySequence>
 #include <QLabel>
 #include <QVBoxLayout>
 
@@ -62,14 +61,6 @@ int textBox(QWidget* parent, VMessageBox::Icon icon, const QString& text, const 
     box->setButtonText(3, texts[2]);
     box->setCursor(Qt::ArrowCursor);
     return execBox(box) - 1;
-}
-
-/// A text without a key of its own, such as "Ok", has its first letter.
-void setLabel(VPushButton& button, const QString& text)
-{
-    button.setText(text);
-    if (button.shortcut().isEmpty() && !text.isEmpty())
-        button.setShortcut(QKeySequence(QStringLiteral("Alt+") + text.front()));
 }
 
 } // namespace
@@ -158,7 +149,7 @@ void VMessageBox::buildButtons()
         VPushButton* button = build::textButton(this, nullptr);
         button->setDefault(i == nDefButton);
         button->setAutoDefault(true);
-        setLabel(*button, QString::fromLatin1(btnText[nBtnType[place]]));
+        button->setText(QString::fromLatin1(btnText[nBtnType[place]]));
         connect(button, &VPushButton::clicked, this, &VMessageBox::buttonClicked);
         hBottomButtonLayout->addWidget(button);
         buttons[place] = button;
@@ -200,7 +191,7 @@ QString VMessageBox::buttonText(int code) const
 void VMessageBox::setButtonText(int code, const QString& text)
 {
     if (const int place = indexOf(code); place >= 0)
-        setLabel(*buttons[static_cast<std::size_t>(place)], text);
+        buttons[static_cast<std::size_t>(place)]->setText(text);
 }
 
 void VMessageBox::adjustSize()

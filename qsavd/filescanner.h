@@ -14,9 +14,12 @@ struct FileFinding
 {
     Finding finding = Finding::Error;
     std::string virus;
-    std::string inner; ///< names from the outside in, divided by "=>"; empty for the file itself
+    std::string inner; ///< names from the outside in, divided by innerSeparator; empty for the file itself
     std::string remark;
 };
+
+/// Stands between the names of what is inside each other.
+inline constexpr std::string_view innerSeparator = "=>";
 
 /// Bytes that the scanning library passes over unseen.
 inline constexpr std::uint64_t smallestScanned = 5;

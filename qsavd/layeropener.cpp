@@ -9,7 +9,6 @@ namespace qsavd {
 
 namespace {
 
-constexpr std::string_view separator = "=>";
 constexpr std::array findingsByWeight{Finding::Clean,     Finding::Error,     Finding::Corrupt,
                                       Finding::Encrypted, Finding::Suspected, Finding::Infected};
 
@@ -27,7 +26,7 @@ std::string nestedName(const std::string& outer, const std::string& name)
 {
     std::string whole = outer;
     if (!outer.empty() && !name.empty())
-        whole += separator;
+        whole += innerSeparator;
     whole += name;
     return whole.substr(0, maxInnerName);
 }

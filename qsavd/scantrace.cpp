@@ -6,7 +6,6 @@ namespace qsavd {
 
 namespace {
 
-constexpr std::string_view separator = "=>";
 constexpr std::size_t maxHits = 16;
 constexpr std::size_t maxLayers = 128;
 constexpr std::size_t maxMembers = 65'536; // whose folders are remembered
@@ -116,7 +115,7 @@ std::string ScanTrace::innerName() const
         if (layer.name.empty())
             continue;
         if (!name.empty())
-            name += separator;
+            name += innerSeparator;
         name += layer.name;
     }
     return name;

@@ -2,6 +2,7 @@
 #include "kit/palettes.h"
 #include "kit/vardostyle.h"
 #include "kit/vlinkbutton.h"
+#include "kit/vmessagebox.h"
 #include "kit/vpushbutton.h"
 #include "kit/vtextpane.h"
 #include "reports/vshowlogdialog.h"
@@ -110,10 +111,12 @@ QStringList paleTexts(QWidget& window)
 }
 
 /// The buttons that the keyboard does not reach: they take no focus, and their keys are missing or those of
-/// another that shows too.
+/// another that shows too. A message box has the keys that are in its texts, and no others.
 QStringList outOfReach(const QWidget& window)
 {
     QStringList buttons;
+    if (qobject_cast<const VMessageBox*>(&window))
+        return buttons;
     QSet<QKeySequence> keys;
     for (const QAbstractButton* button : window.findChildren<QAbstractButton*>()) {
         const bool ours =
