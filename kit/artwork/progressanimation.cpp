@@ -1,5 +1,6 @@
 // Draws the frames of the progress animation from an SVG template and writes them as a GIF that loops for
-// ever. Usage: progressanimation TEMPLATE OUTPUT. The template's parameter "angle" is the frame's rotation.
+// ever. Usage: progressanimation TEMPLATE FACTOR OUTPUT, with the factor of the screen that it is for. The
+// template's parameter "angle" is the frame's rotation.
 
 #include "kit/artwork/svgtemplate.h"
 
@@ -16,7 +17,7 @@
 
 namespace {
 
-constexpr QSize FRAME_SIZE(70, 70);
+constexpr int FRAME_SIDE = 70; // at factor 1
 constexpr int FRAME_COUNT = 18;
 constexpr int FRAME_TIME = 6; // hundredths of a second
 constexpr int COLOUR_COUNT = 256;
@@ -27,6 +28,7 @@ constexpr QRgb BACKGROUND = 0xFFE3EEF9;
 
 struct Frames
 {
+    int side = 0; ///< of each, which is square
     std::vector<GifByteType> red, green, blue;
     std::vector<bool> visible;
     std::vector<GifByteType> indices;
@@ -82,14 +84,14 @@ void writeLooping(GifFileType* gif)
             EGifPutExtensionTrailer(gif) == GIF_OK);
 }
 
-void writeFrame(GifFileType* gif, GifByteType* pixels)
+void writeFrame(GifFileType* gif, int side, GifByteType* pixels)
 {
     const GraphicsControlBlock control{DISPOSE_BACKGROUND, false, FRAME_TIME, TRANSPARENT_INDEX};
     std::array<GifByteType, 4> extension{};
     const auto length = static_cast<int>(EGifGCBToExtension(&control, extension.data()));
     require(EGifPutExtension(gif, GRAPHICS_EXT_FUNC_CODE, length, extension.data()) == GIF_OK &&
-            EGifPutImageDesc(gif, 0, 0, FRAME_SIZE.width(), FRAME_SIZE.height(), false, nullptr) == GIF_OK &&
-            EGifPutLine(gif, pixels, FRAME_SIZE.width() * FRAME_SIZE.height()) == GIF_OK);
+            EGifPutImageDesc(gif, 0, 0, side, side, false, nullptr) == GIF_OK &&
+            EGifPutLine(gif, pixels, side * side) == GIF_OK);
 }
 
 int appendToFile(GifFileType* gif, const GifByteType* bytes, int length)
@@ -105,12 +107,12 @@ void writeGif(Frames& frames, const QString& path)
     GifFileType* gif = EGifOpen(&file, appendToFile, nullptr);
     require(gif != nullptr);
     EGifSetGifVersion(gif, true);
-    require(EGifPutScreenDesc(gif, FRAME_SIZE.width(), FRAME_SIZE.height(), 8, TRANSPARENT_INDEX,
-                              frames.palette.get()) == GIF_OK);
+    require(EGifPutScreenDesc(gif, frames.side, frames.side, 8, TRANSPARENT_INDEX, frames.palette.get()) ==
+            GIF_OK);
     writeLooping(gif);
     const std::size_t perFrame = frames.indices.size() / FRAME_COUNT;
     for (std::size_t start = 0; start < frames.indices.size(); start += perFrame)
-        writeFrame(gif, frames.indices.data() + start);
+        writeFrame(gif, frames.side, frames.indices.data() + start);
     require(EGifCloseFile(gif, nullptr) == GIF_OK && file.flush());
 }
 
@@ -120,14 +122,15 @@ int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() != 3)
-        fail("Usage: progressanimation TEMPLATE OUTPUT");
     Frames frames;
+    frames.side = arguments.size() == 4 ? FRAME_SIDE * arguments[2].toInt() : 0;
+    if (frames.side <= 0)
+        fail("Usage: progressanimation TEMPLATE FACTOR OUTPUT");
     for (int frame = 0; frame < FRAME_COUNT; ++frame) {
         const Parameters parameters{{"angle", QString::number(360.0 * frame / FRAME_COUNT)}};
-        appendPixels(frames, renderTemplate(arguments[1], parameters, FRAME_SIZE));
+        appendPixels(frames, renderTemplate(arguments[1], parameters, {frames.side, frames.side}));
     }
     quantise(frames);
-    writeGif(frames, arguments[2]);
+    writeGif(frames, arguments[3]);
     return 0;
 }

@@ -90,18 +90,22 @@ class TestImageCollection : public QObject
 
     void animation()
     {
-        QImageReader reader(VARDO_ANIMATION);
-        QCOMPARE(reader.size(), QSize(70, 70));
-        QCOMPARE(reader.loopCount(), -1); // for ever
-        QVERIFY(reader.imageCount() >= 12);
-        QImage last;
-        for (int frame = 0; frame < reader.imageCount(); ++frame) {
-            const QImage next = reader.read();
-            QVERIFY2(!next.isNull(), qPrintable(reader.errorString()));
-            QVERIFY(next != last);
-            QCOMPARE(next.pixelColor(0, 0).alpha(), 0);
-            QVERIFY(reader.nextImageDelay() >= 40 && reader.nextImageDelay() <= 120);
-            last = next;
+        for (const int factor : {1, 2, 3}) {
+            QImageReader reader(factor == 1 ? QString(VARDO_IMAGES "VardoProgress.gif")
+                                            : QString(VARDO_IMAGES "VardoProgress@%1x.gif").arg(factor));
+            QCOMPARE(reader.size(), QSize(70, 70) * factor);
+            QCOMPARE(reader.loopCount(), -1); // for ever
+            QVERIFY(reader.imageCount() >= 12);
+            QImage last;
+            for (int frame = 0; frame < reader.imageCount(); ++frame) {
+                const QImage next = reader.read();
+                QVERIFY2(!next.isNull(), qPrintable(reader.errorString()));
+                QCOMPARE(next.devicePixelRatio(), qreal(factor)); // they all look as large
+                QVERIFY(next != last);
+                QCOMPARE(next.pixelColor(0, 0).alpha(), 0);
+                QVERIFY(reader.nextImageDelay() >= 40 && reader.nextImageDelay() <= 120);
+                last = next;
+            }
         }
     }
 };
