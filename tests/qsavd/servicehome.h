@@ -15,6 +15,14 @@
 
 #include <sys/types.h>
 
+/// Whether a killed service hangs up before its workers die. A thread sanitizer gives it one more thread,
+/// which may be the last to go; the file in hand is lost then.
+#ifdef __SANITIZE_THREAD__
+constexpr bool hangsUpFirst = false;
+#else
+constexpr bool hangsUpFirst = true;
+#endif
+
 /// A place of its own for a service: socket, pid file, signatures and files to scan. Ends the service
 /// when it goes.
 class ServiceHome

@@ -127,7 +127,7 @@ class TestWorkers : public QObject
         }
         // Not even the file in hand was lost the first time, and nothing was told about those after the
         // second.
-        for (std::size_t i = 0; i < scan.verdicts(); ++i)
+        for (std::size_t i = 0; i < scan.verdicts() && hangsUpFirst; ++i)
             QCOMPARE(scan.verdict(i).status, int(SCANSTAT_CLEAN));
         QCOMPARE(scan.verdicts(), std::size_t(23));
         QVERIFY2(scan.lost().find("No signatures") != std::string::npos, scan.lost().c_str());

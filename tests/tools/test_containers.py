@@ -123,10 +123,14 @@ class TestContainers(CommandLineTest):
         place.write("locked4", handmade.rar4(b"x", FILLER, 0x8004))
         place.write("locked5", handmade.rar5_locked(b"x", FILLER))
         place.write("xz", lzma.compress(FILLER, filters=[{"id": lzma.FILTER_LZMA2, "dict_size": 1 << 30}]))
+        # A sanitizer's memory cannot be bounded, so that the scanner itself ends there.
+        xz = b"not wholly scanned: needs too much memory to be unpacked"
+        if "TSAN_OPTIONS" in os.environ or "ASAN_OPTIONS" in os.environ:
+            xz = b"not scanned: the scanner failed on this file"
         self.assertEqual(place.objects("--all"), [
             b"locked4=>x ENCRYPTED [Heuristics.Encrypted.rar]", b"locked5=>x ENCRYPTED [Heuristics.Encrypted.rar]",
             b"lzo ERROR (not scanned: its lzop container cannot be opened)",
-            b"xz ERROR (not wholly scanned: needs too much memory to be unpacked)"])
+            b"xz ERROR (%b)" % xz])
         self.assertIn(b"lzo CLEAN", place.objects("--all", "--no-archives"))
 
     def test_keeps_to_the_limits(self):

@@ -71,6 +71,7 @@ class TestUpdateDialog : public QObject
 
   private slots:
     void init() { scriptedEngine().reset(); }
+    void cleanup() { scriptedEngine().reset(); } // a thread sanitizer does not see that Qt waits for threads
 
     void showsTheRunInOrder();
     void endsWithTheResult_data();
