@@ -70,17 +70,21 @@ std::optional<FileSystem> FileSystems::of(int fd, const struct statfs& told, con
     system.ownFilesOnly = type == TMPFS_MAGIC || type == xfsMagic || type == F2FS_SUPER_MAGIC;
     auto known = known_.find(system.id);
     if (known == known_.end())
-        known = known_.emplace(system.id, isBelieved(type, fd, status.st_dev)).first;
-    return known->second ? std::optional(system) : std::nullopt;
+        known = known_.emplace(system.id, Known{isBelieved(type, fd, status.st_dev), true}).first;
+    if (status.st_ctim.tv_nsec != 0)
+        known->second.wholeSeconds = false;
+    system.wholeSeconds = known->second.wholeSeconds;
+    return known->second.believed ? std::optional(system) : std::nullopt;
 }
 
 std::optional<FileKey> keyOf(const FileSystem& system, const struct stat& status)
 {
     const bool own =
         (status.st_uid == 0 || status.st_uid == ::geteuid()) && !(status.st_mode & (S_IWGRP | S_IWOTH));
-    // Where times are whole seconds, two changes may have the same.
-    if (status.st_dev != system.device || !S_ISREG(status.st_mode) || status.st_ctim.tv_nsec == 0 ||
-        (system.ownFilesOnly && !own))
+    // Where times are whole seconds, two changes may have the same. Elsewhere they may come from what made
+    // the file system, as with the image of a machine.
+    if (status.st_dev != system.device || !S_ISREG(status.st_mode) ||
+        (status.st_ctim.tv_nsec == 0 && system.wholeSeconds) || (system.ownFilesOnly && !own))
         return std::nullopt;
     return FileKey{system.id, status.st_ino, static_cast<std::uint64_t>(status.st_size),
                    nanoseconds(status.st_mtim), nanoseconds(status.st_ctim)};

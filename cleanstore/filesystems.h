@@ -28,10 +28,11 @@ struct FileSystem
         id{};                  ///< kind, its own number, device; and the boot where nothing outlives it
     std::uint64_t device = 0;  ///< of the files on it
     bool ownFilesOnly = false; ///< whoever may write a file there can do so without a change of times
+    bool wholeSeconds = true;  ///< its times may be no finer
 };
 
 /// Tells which file systems can be believed. Those are ext4, xfs, btrfs and f2fs on disks of the machine, and
-/// tmpfs. For one thread.
+/// tmpfs. One whose times are finer than seconds is known as such once it has shown it. For one thread.
 class FileSystems
 {
   public:
@@ -40,7 +41,12 @@ class FileSystems
     std::optional<FileSystem> of(int fd, const struct statfs& told, const struct stat& status);
 
   private:
-    std::map<std::array<std::uint64_t, 5>, bool> known_;
+    struct Known
+    {
+        bool believed = false;
+        bool wholeSeconds = true;
+    };
+    std::map<std::array<std::uint64_t, 5>, Known> known_;
 };
 
 /// The key of a file with this status on `system`; none when a change of it might leave no trace.

@@ -1,5 +1,7 @@
 #include "libvardo/remembering.h"
 
+#include "base/uniquefd.h"
+
 #include <array>
 #include <span>
 
@@ -33,8 +35,16 @@ void Remembering::open(CallWatch& watch)
     auto memory = watch.run([settings = settings_] {
         return CleanMemory::open(settings.directory, settings.rescanDays, CleanMemory::clock());
     });
-    if (memory)
-        memory_ = std::move(memory).value();
+    if (!memory)
+        return;
+    memory_ = std::move(memory).value();
+    // Its own place has been written by the kernel, and mostly is on the file system that will be scanned.
+    const base::UniqueFd place(watch.run([directory = settings_.directory] {
+        return ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    }));
+    struct stat status = {};
+    if (::fstat(place.get(), &status) == 0)
+        fileSystemOf(place.get(), status, watch);
 }
 
 void Remembering::setService(const ServiceInfo& service)
