@@ -33,7 +33,7 @@ struct SessionOptions
     std::uint64_t maxFileSize = 100ull << 20;
     std::uint64_t maxScanSize = 400ull << 20;
     std::uint32_t maxRecursion = 17;
-    std::uint32_t maxFiles = 10000;
+    std::uint32_t maxFiles = 100000;
     std::uint32_t maxSeconds = 30; ///< per file; a watchdog kills the worker 5 s later
     unsigned workers = 0;          ///< 0: one for each core that the caller may use
 };

@@ -274,7 +274,7 @@ class TestConfig : public QObject
         QCOMPARE(settings.service.pidFile, "/run/pid");
         QCOMPARE(settings.service.idleMinutes, 1u);
         QCOMPARE(settings.limits.maxScanSize, 16000ull << 20);
-        QCOMPARE(settings.limits.maxFiles, 10000u);
+        QCOMPARE(settings.limits.maxFiles, 100000u);
         QCOMPARE(settings.limits.workers, 3u);
         QCOMPARE(settings.service.signatureDirs, std::vector{dir_->path().toStdString()});
         QCOMPARE(settings.service.substituteDir, "/sys/sig");
