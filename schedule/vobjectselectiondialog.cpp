@@ -13,10 +13,13 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -48,20 +51,38 @@ void setState(State& present, int state)
         present = state == 1 ? State::Checked : state == 2 ? State::Tristate : State::Unchecked;
 }
 
-/// The walk over all that is loaded, in its order, which gathers the paths of what is checked. A directory
+/// A row and all that is loaded below it, as it is now: any thread may look at it later.
+struct Branch
+{
+    explicit Branch(ObjectRow& row);
+
+    std::string path;
+    State state;
+    std::shared_ptr<const DirectoryListing> listing; ///< null where nothing is loaded
+    std::vector<std::uint32_t> order;
+    std::vector<State> states;                               ///< by entry
+    std::map<std::uint32_t, std::unique_ptr<Branch>> opened; ///< by entry, what is loaded itself
+};
+
+/// The walk over all that is loaded, in its order, which tells the paths of what is checked. A directory
 /// stands for all below it.
 class Gathering
 {
   public:
-    void visit(ObjectRow& row, int depth);
-    /// Each with its end.
-    std::string paths;
+    using Take = std::function<void(const std::string& path)>;
+
+    explicit Gathering(Take take)
+        : take_(std::move(take))
+    {
+    }
+    void visit(const Branch& branch, int depth);
 
   private:
     /// True when the entry stands for itself.
     bool counts(State state, int depth);
 
     static constexpr int none = std::numeric_limits<int>::max();
+    Take take_;
     int standIn_ = none; ///< what is deeper than this is stood for by the checked entry before it
 };
 
@@ -78,25 +99,35 @@ QPixmap besideCheckBox(const QString& name)
     return wide;
 }
 
-void Gathering::visit(ObjectRow& row, int depth)
+Branch::Branch(ObjectRow& row)
+    : path(row.path())
+    , state(row.state())
 {
-    const std::string path = row.path();
-    if (counts(row.state(), depth))
-        paths.append(path).push_back('\0');
     const LoadedDirectory* loaded = row.loaded();
     if (!loaded)
         return;
-    std::map<std::uint32_t, ObjectRow*> opened;
+    listing = loaded->listing;
+    order = loaded->order;
+    states = loaded->states;
     for (int i = 0; i < row.childCount(); ++i) {
         if (ObjectRow& child = rowOf(row.child(i)); child.loaded())
-            opened[child.entry()] = &child;
+            opened[child.entry()] = std::make_unique<Branch>(child);
     }
-    const std::string directory = path == "/" ? path : path + "/";
-    for (const std::uint32_t entry : loaded->order) {
-        if (const auto child = opened.find(entry); child != opened.end())
+}
+
+void Gathering::visit(const Branch& branch, int depth)
+{
+    if (counts(branch.state, depth))
+        take_(branch.path);
+    std::string path = branch.path == "/" ? branch.path : branch.path + "/";
+    const std::size_t directory = path.size();
+    for (const std::uint32_t entry : branch.order) {
+        if (const auto child = branch.opened.find(entry); child != branch.opened.end()) {
             visit(*child->second, depth + 1);
-        else if (counts(loaded->states[entry], depth + 1))
-            paths.append(directory).append(loaded->listing->name(entry)).push_back('\0');
+        } else if (counts(branch.states[entry], depth + 1)) {
+            path.resize(directory);
+            take_(path += branch.listing->name(entry));
+        }
     }
 }
 
@@ -306,7 +337,7 @@ void VObjectSelectionDialog::checkParent(QTreeWidgetItem* item, int state)
 /// What of the checked paths can be scanned; the list is ended with it, unless somebody has taken it.
 struct VObjectSelectionDialog::Chosen
 {
-    explicit Chosen(const std::string& paths);
+    explicit Chosen(const Branch& all);
     ~Chosen()
     {
         if (head)
@@ -318,16 +349,15 @@ struct VObjectSelectionDialog::Chosen
     bool denied = false; ///< a checked path was refused
 };
 
-VObjectSelectionDialog::Chosen::Chosen(const std::string& paths)
+VObjectSelectionDialog::Chosen::Chosen(const Branch& all)
 {
     VardoObject* last = nullptr;
-    for (std::size_t start = 0; start < paths.size(); start = paths.find('\0', start) + 1) {
-        const char* path = paths.c_str() + start;
-        if (::access(path, R_OK) == 0)
-            append(path, head, last);
+    Gathering([&](const std::string& path) {
+        if (::access(path.c_str(), R_OK) == 0)
+            append(path.c_str(), head, last);
         else
             denied = true;
-    }
+    }).visit(all, 0);
 }
 
 void VObjectSelectionDialog::scanSelectedItems()
@@ -336,10 +366,9 @@ void VObjectSelectionDialog::scanSelectedItems()
         return;
     *objects = nullptr;
     btnScan->setEnabled(false);
-    Gathering gathering;
-    gathering.visit(rowOf(lstDirView->topLevelItem(0)), 0);
-    background.run([this, paths = std::move(gathering.paths)]() -> Background::Result {
-        const auto chosen = std::make_shared<Chosen>(paths);
+    const auto all = std::make_shared<const Branch>(rowOf(lstDirView->topLevelItem(0)));
+    background.run([this, all]() -> Background::Result {
+        const auto chosen = std::make_shared<Chosen>(*all);
         return [this, chosen] { handOver(*chosen); };
     });
 }
