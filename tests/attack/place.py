@@ -128,6 +128,16 @@ def status_of(process: int, field: str) -> str:
     return next(line.split()[1] for line in lines if line.startswith(field + ":"))
 
 
+def prey(name: str = "bad", content: bytes = MARKER) -> pathlib.Path:
+    path = PREY / name
+    path.write_bytes(content)
+    return path
+
+
+def found(done: subprocess.CompletedProcess) -> bool:
+    return "[Vardo.Marker]" in done.stdout
+
+
 class Library:
     """ptrace(2)."""
     ptrace = ctypes.CDLL(None, use_errno=True).ptrace
