@@ -190,12 +190,18 @@ class TestAccessibility : public MainWindowTest
         VObjectSelectionDialog objects(nullptr, nullptr, true, FRAMELESS_FLAGS);
         objects.show();
         auto* tree = seen(objects.findChild<QWidget*>("lstDirView"));
-        const auto row = [tree](const QString& name) -> QAccessibleInterface* {
-            for (int i = 0; i < tree->childCount(); ++i) {
-                if (tree->child(i)->text(QAccessible::Name) == name)
-                    return tree->child(i);
-            }
-            qFatal("no row %s", qPrintable(name));
+        const auto row = [tree](const QString& name) {
+            QAccessibleInterface* found = nullptr;
+            const auto look = [&] {
+                for (int i = 0; i < tree->childCount() && !found; ++i) {
+                    if (tree->child(i)->text(QAccessible::Name) == name)
+                        found = tree->child(i);
+                }
+                return found != nullptr;
+            };
+            if (!QTest::qWaitFor(look)) // a directory may take its time to open
+                qFatal("no row %s", qPrintable(name));
+            return found;
         };
         for (const char* name : {"home", "tester"})
             row(name)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
