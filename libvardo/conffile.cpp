@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <filesystem>
 #include <limits>
 #include <sstream>
 
@@ -69,7 +70,9 @@ base::Result<ConfFile> ConfFile::load(const std::string& path)
         return text.error();
     ConfFile file;
     file.path_ = path;
-    file.foreign_ = ::geteuid() == 0 && !base::isRootsFile(path, status);
+    std::error_code failed;
+    const std::string whole = std::filesystem::absolute(path, failed);
+    file.foreign_ = ::geteuid() == 0 && !base::isRootsFile(whole, status);
     sfl::LineReader lines(text.value());
     file.head_ = sfl::headOf(lines);
     sfl::IniReader reader(text.value());

@@ -156,6 +156,9 @@ class TestVardoscan(CommandLineTest):
                  b"/var/Quillstone/var/log\n" % (place.path("logs"), place.path("vardo.conf")))
         self.assertIn(b"vardoscan: " + words, place.run("--log=%/logs").err)
         self.assertIn(b"\nSETTINGS: " + words, place.take_log())
+        place.configure(b"")
+        os.chmod(place.path("vardo.conf"), 0o600)
+        self.assertEqual(Outcome(place.start("--config=vardo.conf", "%/tree", cwd=place.home)).err, b"")
 
     def test_leaves_access_times(self):
         self.place.write("bad", MARKER)
