@@ -34,7 +34,7 @@ struct SessionOptions
     std::uint64_t maxScanSize = 400ull << 20;
     std::uint32_t maxRecursion = 17;
     std::uint32_t maxFiles = 100000;
-    std::uint32_t maxSeconds = 30; ///< per file; a watchdog kills the worker 5 s later
+    std::uint32_t maxSeconds = 30; ///< per file of up to 16 MB; a watchdog kills the worker 5 s later
     unsigned workers = 0;          ///< 0: one for each core that the caller may use
 };
 

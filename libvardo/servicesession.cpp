@@ -4,6 +4,7 @@
 #include "engine/interface.h"
 #include "libvardo/servicelink.h"
 #include "libvardo/threadsignals.h"
+#include "protocol/filetime.h"
 #include "protocol/message.h"
 
 #include <algorithm>
@@ -49,7 +50,6 @@ ServiceSession::ServiceSession(ServicePaths paths, const qsavd::Begin& begin, ba
     , control_(std::move(control))
     , wake_(std::move(wake))
     , handlers_(std::move(handlers))
-    , fileTime_(std::max(1u, begin.maxSeconds))
     , lastSign_(Clock::now())
     , thread_([this] { run(); })
 {
@@ -67,11 +67,15 @@ ServiceSession::~ServiceSession()
 
 void ServiceSession::submit(std::uint64_t id, int fd, std::uint64_t size)
 {
+    ScanJob job{id, fd, size, std::chrono::seconds(std::max(1u, begin_.maxSeconds))};
+    struct stat file = {};
+    if (size > qsavd::bytesForTime && size <= begin_.maxFileSize && fstat(fd, &file) == 0)
+        job.time = qsavd::timeForFile(static_cast<std::uint32_t>(job.time.count()), file);
     bool first = false;
     {
         const std::lock_guard lock(mutex_);
         first = submitted_.empty();
-        submitted_.push_back({id, fd, size});
+        submitted_.push_back(job);
     }
     if (first)
         eventfd_write(wake_.get(), 1);
@@ -185,8 +189,10 @@ void ServiceSession::checkTimes()
     const auto now = Clock::now();
     for (auto worker = workers_.begin(); control_ && worker != workers_.end();) {
         const auto current = worker++;
-        if (current->busy() && deadline(*current) <= now)
-            retire(current, "not scanned: took longer than " + std::to_string(fileTime_.count()) + " s");
+        if (!current->busy() || deadline(*current) > now)
+            continue;
+        const auto time = current->ready() ? current->timeInHand() : startTime;
+        retire(current, "not scanned: took longer than " + std::to_string(time.count()) + " s");
     }
     if (control_ && patienceEnd() <= now)
         lose("The scanning service does not answer.");
@@ -352,7 +358,7 @@ void ServiceSession::fail(const ScanJob& job, const std::string& remark) const
 
 ServiceSession::Clock::time_point ServiceSession::deadline(const WorkerLink& worker) const
 {
-    return worker.busySince() + (worker.ready() ? fileTime_ + graceTime : startTime);
+    return worker.busySince() + (worker.ready() ? worker.timeInHand() + graceTime : startTime);
 }
 
 /// A service without a worker is expected to start one.

@@ -59,7 +59,6 @@ class ServiceSession final : public ScanSession
     base::UniqueFd control_; ///< none while the service is lost
     base::UniqueFd wake_;
     const Handlers handlers_;
-    const std::chrono::seconds fileTime_;
 
     std::mutex mutex_;
     std::vector<ScanJob> submitted_; ///< by mutex_

@@ -17,7 +17,8 @@ struct ScanJob
     std::uint64_t id = 0;
     int fd = -1;
     std::uint64_t size = 0;
-    bool suspect = false; ///< was in hand when the service was lost
+    std::chrono::seconds time{}; ///< that a worker has for it
+    bool suspect = false;        ///< was in hand when the service was lost
 };
 
 /// The client's end of one worker: what it has in hand, and since when. Believes nothing that the
@@ -40,6 +41,8 @@ class WorkerLink
     /// Since when it works on the file it has in hand, or starts; no limit runs while it has none.
     bool busy() const { return !ready_ || !jobs_.empty(); }
     Clock::time_point busySince() const { return since_; }
+    /// How long it may work on the file in hand; it must have one.
+    std::chrono::seconds timeInHand() const { return jobs_.front().time; }
 
     /// Hands over a batch. Returns 0 or an errno value; then the files are still the caller's. A worker
     /// that is found dead has perhaps left answers, which `receive` gives before it says Broken.

@@ -1,6 +1,7 @@
 #include "qsavd/filescanner.h"
 
 #include "base/systemerror.h"
+#include "protocol/filetime.h"
 #include "qsavd/layeropener.h"
 #include "qsavd/scantrace.h"
 #include "qsavd/unpacking.h"
@@ -78,6 +79,7 @@ cl_scan_options scanOptions(std::uint32_t flags)
 FileScanner::FileScanner(cl_engine* engine, const Begin& options, const std::string& temporaryDirectory)
     : engine_(engine)
     , limits_(options)
+    , maxSeconds_(options.maxSeconds)
     , directory_(temporaryDirectory)
     , options_(scanOptions(options.flags))
 {
@@ -102,6 +104,7 @@ FileFinding FileScanner::scan(int file)
     if (before.st_size == 0 && pread(file, &byte, 1, 0) != 0)
         return failure("not scanned: its size is not known");
 
+    limits_.maxSeconds = static_cast<std::uint32_t>(timeForFile(maxSeconds_, before).count());
     LayerOpener opener(limits_, (options_.parse & CL_SCAN_PARSE_ARCHIVE) != 0, directory_,
                        [&](const Piece& piece) { return scanPiece(piece, opener); });
     ScanTrace trace(opener, limits_.maxFileSize);

@@ -45,7 +45,8 @@ class FileScanner
                            std::uint64_t size) const;
 
     cl_engine* engine_;
-    Begin limits_;
+    Begin limits_;                   ///< for the file in hand
+    const std::uint32_t maxSeconds_; ///< for a file of usual size
     std::string directory_;
     cl_scan_options options_{};
 };

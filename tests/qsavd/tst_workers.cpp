@@ -1,4 +1,5 @@
 #include "engine/interface.h"
+#include "protocol/filetime.h"
 #include "tests/qsavd/servicehome.h"
 
 #include <QDir>
@@ -75,13 +76,22 @@ class TestWorkers : public QObject
         TestScan scan(*home_, options);
         const pid_t worker = stopWorker(scan);
         QVERIFY(worker > 0);
-        scan.submit(home_->path("clean"));
+        scan.submit(home_->write("large", QByteArray(17 << 20, 'x'))); // has twice the time
         scan.submit(home_->path("clean"));
         QVERIFY(scan.waitForAll());
         QCOMPARE(scan.verdict(1).status, int(SCANSTAT_ERROR));
-        QCOMPARE(scan.verdict(1).remark, std::string("not scanned: took longer than 1 s"));
+        QCOMPARE(scan.verdict(1).remark, std::string("not scanned: took longer than 2 s"));
         QCOMPARE(scan.verdict(2).status, int(SCANSTAT_CLEAN));
         QVERIFY(ServiceHome::waitForEnd(worker));
+    }
+
+    void aHoleBringsNoTime()
+    {
+        const QString path = home_->write("sparse", "x");
+        QVERIFY(QFile::resize(path, 1 << 30));
+        struct stat file = {};
+        QCOMPARE(stat(QFile::encodeName(path).constData(), &file), 0);
+        QCOMPARE(qsavd::timeForFile(30, file), std::chrono::seconds(30));
     }
 
     void stopLeavesNothingBehind()
