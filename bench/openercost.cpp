@@ -112,13 +112,14 @@ int main(int argc, char** argv)
     }
     const std::string own = "/dev/shm/openercost-" + std::to_string(getpid()); // in memory, as the service's
     fs::create_directory(own);
+    const fs::path tree = fs::absolute(argv[2]);
     int result = EXIT_FAILURE;
     if (cl_init(CL_INIT_DEFAULT) == CL_SUCCESS) {
         qsavd::catchLibraryMessages();
-        qsavd::SignatureSet signatures({{argv[1]}, {}}, own);
+        qsavd::SignatureSet signatures({{fs::absolute(argv[1])}, {}}, own);
         if (signatures.load()) {
             qsavd::FileScanner scanner(signatures.engine(true), usualOptions(), own);
-            measure(scanner, argv[2], argc > 3 ? std::max(1, std::atoi(argv[3])) : 5);
+            measure(scanner, tree, argc > 3 ? std::max(1, std::atoi(argv[3])) : 5);
             result = EXIT_SUCCESS;
         } else {
             std::fprintf(stderr, "%s\n", signatures.remark().c_str());
