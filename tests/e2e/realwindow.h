@@ -1,16 +1,14 @@
 #pragma once
 
-#include "tests/support/sandbox.h"
+#include "tests/support/rootmain.h"
 #include "tests/support/virtualscreen.h"
 
-#include <QCoreApplication>
 #include <QList>
 #include <QLocalSocket>
 #include <QPoint>
 #include <QProcess>
 #include <QRect>
 #include <QStringList>
-#include <QTest>
 
 #include <functional>
 #include <utility>
@@ -123,14 +121,4 @@ class RealWindow
 };
 
 /// QTEST_MAIN for a class of such tests.
-#define VARDO_WINDOW_TEST_MAIN(Class)                                                                        \
-    int main(int argc, char** argv)                                                                          \
-    {                                                                                                        \
-        if (!sandbox::inside())                                                                              \
-            return sandbox::enterAsRoot(argv);                                                               \
-        QTEST_SET_MAIN_SOURCE_PATH                                                                           \
-        QCoreApplication application(argc, argv);                                                            \
-        const VirtualScreen screen;                                                                          \
-        Class test;                                                                                          \
-        return screen.isUp() ? QTest::qExec(&test, argc, argv) : EXIT_FAILURE;                               \
-    }
+#define VARDO_WINDOW_TEST_MAIN(Class) VARDO_ROOT_TEST_MAIN_ON(Class, VirtualScreen)

@@ -2,6 +2,7 @@
 #include "protocol/message.h"
 #include "protocol/socketaddress.h"
 #include "tests/qsavd/servicehome.h"
+#include "tests/support/rootmain.h"
 
 #include <QDir>
 #include <QProcess>
@@ -131,8 +132,6 @@ class TestLifecycle : public QObject
 
     void serviceRefusesOtherUsers()
     {
-        if (geteuid() != 0)
-            QSKIP("needs root to become somebody else");
         ServiceHome home;
         QCOMPARE(home.start(), 2ul);
         chmod(QFile::encodeName(home.path("")).constData(), 0755);
@@ -150,8 +149,6 @@ class TestLifecycle : public QObject
 
     void clientRefusesOtherUsers()
     {
-        if (geteuid() != 0)
-            QSKIP("needs root to become somebody else");
         ServiceHome home;
         chmod(QFile::encodeName(home.path("")).constData(), 0777);
         int ready[2];
@@ -292,5 +289,5 @@ class TestLifecycle : public QObject
     }
 };
 
-QTEST_GUILESS_MAIN(TestLifecycle)
+VARDO_ROOT_TEST_MAIN(TestLifecycle)
 #include "tst_lifecycle.moc"

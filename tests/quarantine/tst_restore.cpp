@@ -3,6 +3,7 @@
 #include "quarantine/restore.h"
 #include "quarantine/restorenotes.h"
 #include "quarantine/rightsof.h"
+#include "tests/support/rootmain.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -12,7 +13,6 @@
 #include <iterator>
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,9 +27,9 @@ using Names = std::vector<std::string>;
 
 constexpr char content[] = "infected";
 
-uid_t ada = 0; // two users of one group
-uid_t bob = 0;
-gid_t members = 0;
+constexpr uid_t ada = 1000; // two users of one group
+constexpr uid_t bob = 1002;
+constexpr gid_t members = 1000;
 
 /// A quarantine that the members may write to, a directory of each, and one of root's alone.
 class Place
@@ -173,17 +173,6 @@ class TestRestore : public QObject
     Q_OBJECT
 
   private slots:
-    void initTestCase()
-    {
-        const passwd* user = ::geteuid() == 0 ? ::getpwnam("sync") : nullptr;
-        ada = user ? user->pw_uid : 0;
-        members = user ? user->pw_gid : 0;
-        user = ::getpwnam("nobody");
-        bob = user && user->pw_gid == members ? user->pw_uid : 0;
-        if (!ada || !bob)
-            QSKIP("needs root, and the users sync and nobody in one group");
-    }
-
     void rootRestores_data()
     {
         QTest::addColumn<const Case*>("test");
@@ -309,5 +298,5 @@ class TestRestore : public QObject
     }
 };
 
-QTEST_GUILESS_MAIN(TestRestore)
+VARDO_ROOT_TEST_MAIN(TestRestore)
 #include "tst_restore.moc"

@@ -22,6 +22,7 @@ constexpr char stateDir[] = "/tmp/sandbox";
 
 constexpr char passwd[] = "root:x:0:0:root:/root:/bin/sh\n"
                           "tester:x:1000:1000:tester:/home/tester:/bin/sh\n"
+                          "colleague:x:1002:1000:colleague:/nonexistent:/bin/sh\n"
                           "homeless:x:1001:1001:homeless:/:/bin/sh\n"
                           "qsconf:x:990:990:qsconf:/nonexistent:/bin/false\n"
                           "nobody:x:65534:65534:nobody:/nonexistent:/bin/false\n";
