@@ -1,6 +1,7 @@
 #include "libvardo/ownservice.h"
 
 #include "base/rundirectory.h"
+#include "installation/installation.h"
 
 #include <cstdlib>
 #include <string>
@@ -36,12 +37,34 @@ std::string runtimeDirectory()
     return ::lstat(shared.c_str(), &status) != 0 || isPrivate(shared) ? shared : "";
 }
 
-/// Empty for root, and for who has no home.
-std::string settingsDirectory()
+/// In the user's home; empty for root, and for who has none.
+std::string atHome(const char* name)
 {
     const passwd* user = ::geteuid() == 0 ? nullptr : ::getpwuid(::geteuid());
     const bool hasHome = user && user->pw_dir && user->pw_dir[0] == '/';
-    return hasHome ? std::string(user->pw_dir) + "/.vardo" : std::string();
+    return hasHome ? std::string(user->pw_dir) + name : std::string();
+}
+
+std::string settingsDirectory()
+{
+    return atHome("/.vardo");
+}
+
+/// Where the user's programs keep what can be had again (XDG Base Directory Specification); made if missing.
+std::string cacheDirectory()
+{
+    const char* told = std::getenv("XDG_CACHE_HOME");
+    const std::string caches = told && told[0] == '/' ? told : atHome("/.cache");
+    if (caches.empty())
+        return {};
+    ::mkdir(caches.c_str(), 0700);
+    return caches + "/vardo";
+}
+
+/// Where something of the user's may lie for good.
+std::string lastingDirectory()
+{
+    return get_Vardo_version() == INSTALLATION_SHARED_CONF ? cacheDirectory() : settingsDirectory();
 }
 
 /// Empty for root, and for who has no home. A user whose windows run on the installation's settings has none
@@ -49,11 +72,10 @@ std::string settingsDirectory()
 std::string ownDirectory()
 {
     const std::string settings = settingsDirectory();
-    if (settings.empty())
-        return {};
-    const bool used = isPrivate(settings) && ::access((settings + "/vardo.conf").c_str(), F_OK) == 0;
-    const std::string runtime = used ? "" : runtimeDirectory();
-    return runtime.empty() ? settings : runtime;
+    if (settings.empty() || (isPrivate(settings) && ::access((settings + "/vardo.conf").c_str(), F_OK) == 0))
+        return settings;
+    const std::string runtime = runtimeDirectory();
+    return runtime.empty() ? lastingDirectory() : runtime;
 }
 
 } // namespace
@@ -70,7 +92,7 @@ void leaveRootsService(ServicePaths& paths)
 void leaveRootsMemory(std::string& directory)
 {
     if (::geteuid() != 0 && directory == paths::rememberedFiles)
-        directory = settingsDirectory();
+        directory = lastingDirectory();
 }
 
 void makePlace(const ServicePaths& paths)

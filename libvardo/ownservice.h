@@ -9,7 +9,8 @@ namespace vardo {
 /// the session are.
 void leaveRootsService(ServicePaths& paths);
 
-/// The same for the memory of clean files in `directory`: a user's is among the user's settings.
+/// The same for the memory of clean files in `directory`: a user's is among the user's settings, or, where
+/// users have none of their own, among the user's caches.
 void leaveRootsMemory(std::string& directory);
 
 /// Makes the directory of a user's own service, or of root's, if it is missing. Starting the service tells
