@@ -2,6 +2,7 @@
 import ctypes
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 
@@ -12,6 +13,9 @@ SETTINGS = PRODUCT / "etc/qsav.conf"
 SCAN_SETTINGS = PRODUCT / "etc/vardo/vardo.conf"
 QUARANTINE = VAR / "quarantine/vardo"
 SIGNATURES = VAR / "lib/signatures"
+LOGS = VAR / "log/vardo"
+RECORDS = PRODUCT / "etc/vardo/.quarantined"
+VARDOSCAN = PRODUCT / "usr/bin/vardoscan"
 PREY = pathlib.Path("/srv")  # where files are to be scanned
 LAYERS = pathlib.Path("/mnt")
 MARKER = b"a text that stands for something harmful"  # found as Vardo.Marker
@@ -60,10 +64,12 @@ def install(package: pathlib.Path) -> None:
     subprocess.run(["adduser", "--quiet", "member", "qsconf"], check=True)
 
 
-def unpack() -> None:
+def unpack(**variables: str) -> str:
+    """What the installation says, with these variables in its environment."""
     done = subprocess.run(["dpkg", "--force-all", "-i", PACKAGE], check=False, capture_output=True, text=True,
-                          env={**os.environ, "DEBIAN_FRONTEND": "noninteractive"})
+                          env={**os.environ, "DEBIAN_FRONTEND": "noninteractive", **variables})
     assert done.returncode == 0, done.stderr
+    return done.stdout
 
 
 def refresh() -> None:
@@ -99,11 +105,28 @@ def sh_by(user: int, text: str) -> None:
 
 def scan(*arguments, seconds: float = 60, shim: str = "", shell: str = "") -> subprocess.CompletedProcess:
     """Root's scan; `shim` names what the library before all others does, `shell` stands behind the command."""
-    words = [PRODUCT / "usr/bin/vardoscan", "--no-progress", *arguments]
+    words = [VARDOSCAN, "--no-progress", *arguments]
     if shell:
         words = ["sh", "-c", f'exec "$@" {shell}', "sh", *words]
-    environment = {**os.environ, "LD_PRELOAD": str(SHIM), shim: "1"} if shim else os.environ
-    return subprocess.run(words, check=False, capture_output=True, text=True, timeout=seconds, env=environment)
+    return subprocess.run(words, check=False, capture_output=True, text=True, timeout=seconds, env=preloading(shim))
+
+
+def start(*arguments, shim: str = "") -> subprocess.Popen:
+    """The same, without waiting for its end."""
+    return subprocess.Popen([VARDOSCAN, "--no-progress", *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                            text=True, env=preloading(shim))
+
+
+def preloading(shim: str) -> dict[str, str]:
+    """The environment of a program behind the library."""
+    return {**os.environ, "LD_PRELOAD": str(SHIM), shim: "1"} if shim else dict(os.environ)
+
+
+def configure(key: str, value: str) -> None:
+    """In the machine's settings of scans."""
+    text, count = re.subn(rf"\b{key} = .*", f'{key} = "{value}"', SCAN_SETTINGS.read_text())
+    assert count == 1, key
+    SCAN_SETTINGS.write_text(text)
 
 
 def quarantine(*arguments) -> subprocess.CompletedProcess:
@@ -126,6 +149,11 @@ def services() -> list[int]:
 def status_of(process: int, field: str) -> str:
     lines = pathlib.Path(f"/proc/{process}/status").read_text().splitlines()
     return next(line.split()[1] for line in lines if line.startswith(field + ":"))
+
+
+def workers() -> list[int]:
+    """Those that parse files."""
+    return [process for process in services() if status_of(process, "Seccomp") == "2"]
 
 
 def prey(name: str = "bad", content: bytes = MARKER) -> pathlib.Path:
