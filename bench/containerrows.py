@@ -39,6 +39,7 @@ RPM = ("printf %s \"$SPEC\" > x.spec && OLDPWD=$PWD rpmbuild -bb --define \"_top
        "--define '_binary_payload {}' x.spec && cp r/RPMS/noarch/*.rpm x.rpm")
 SEVEN = "cd in && 7z a -m0={} ../x.7z ."
 ZIP = "cd in && 7z a -tzip -mm={} ../x.zip ."
+SCRIPT = "printf '#!/bin/sh\\ntail -n +4 $0 | tar x\\nexit\\n' > start && "
 SQUASHFS = "mksquashfs in x.squashfs -comp {} -no-progress"
 
 
@@ -126,6 +127,18 @@ FOUND = [
     ("Archives", "7z, Deflate", "x.7z", SEVEN.format("deflate")),
     ("Archives", "7z, stored", "x.7z", SEVEN.format("copy")),
     ("Archives", "7z behind a program", "x.bin", SEVEN.format("lzma") + " && cd .. && cat /bin/true x.7z > x.bin"),
+    ("Archives", "tar.xz behind a program", "x.bin", TAR + "xz x.tar && cat /bin/true x.tar.xz > x.bin"),
+    ("Archives", "tar behind a script", "x.run", TAR + SCRIPT + "cat start x.tar > x.run"),
+    ("Archives", "tar.gz behind a script", "x.run", TAR + SCRIPT + "gzip -c x.tar | cat start - > x.run"),
+    ("Archives", "tar.bz2 behind a script", "x.run", TAR + SCRIPT + "bzip2 -c x.tar | cat start - > x.run"),
+    ("Archives", "tar.xz behind a script", "x.run", TAR + SCRIPT + "xz -c x.tar | cat start - > x.run"),
+    ("Archives", "tar.zst behind a script", "x.run", TAR + SCRIPT + "zstd -c x.tar | cat start - > x.run"),
+    ("Archives", "RAR 5 behind a picture", "x.jpg",
+     "make rar5 in/folder/eicar.com x.rar && convert xc:red x.jpg && cat x.rar >> x.jpg"),
+    ("Archives", "7z, BZip2, behind a picture", "x.png",
+     SEVEN.format("bzip2") + " && cd .. && convert xc:red x.png && cat x.7z >> x.png"),
+    ("Archives", "zip, PPMd, behind a picture", "x.png",
+     ZIP.format("ppmd") + " && cd .. && convert xc:red x.png && cat x.zip >> x.png"),
     ("Single files", "gzip", "x.gz", "gzip -c in/folder/eicar.com > x.gz"),
     ("Single files", "bzip2", "x.bz2", "bzip2 -c in/folder/eicar.com > x.bz2"),
     ("Single files", "xz", "x.xz", "xz -c in/folder/eicar.com > x.xz"),

@@ -8,6 +8,7 @@ namespace containers {
 /// Containers that the scanning library leaves closed, or of which it may leave out a part.
 enum class Format {
     Ar,
+    Attached, ///< one that the library opens, but not where it lies
     Bzip2,
     Cab,
     Compress,

@@ -1,7 +1,6 @@
 #include "containers/marks.h"
 
 #include "containers/extent.h"
-#include "containers/programs.h"
 #include "containers/streamends.h"
 #include "containers/zipdirectory.h"
 
@@ -38,9 +37,21 @@ bool isCompress(Content content)
     return (flags & 0x60) == 0 && (flags & 0x1f) >= 9 && (flags & 0x1f) <= 16;
 }
 
+bool isStuffIt(Content content)
+{
+    return standsAt(content, 10, "rLau"sv);
+}
+
 bool isSkippable(Content content)
 {
     return (numberAt(content, 0, 1) & 0xf0) == 0x50;
+}
+
+/// The size of the blocks, and the mark of the first one.
+bool isBzip2(Content content)
+{
+    const auto size = numberAt(content, 3, 1);
+    return size >= '1' && size <= '9' && standsAt(content, 4, "1AY&SY"sv);
 }
 
 bool isCutTar(Content content)
@@ -125,6 +136,12 @@ constexpr std::array marks{
     Mark{0, "MSWIM\0\0\0"sv, Format::Unopened, "wim"},
     Mark{0, "WLPWM\0\0\0"sv, Format::Unopened, "wim"},
     Mark{0, "LRZI"sv, Format::Unopened, "lrzip"},
+    Mark{0, "RZIP\2"sv, Format::Unopened, "rzip"},
+    Mark{0, "\xff\6\0\0sNaPpY"sv, Format::Unopened, "snappy"},
+    Mark{0, "ALZ\1"sv, Format::Unopened, "alz"},
+    Mark{0, "EGGA\0\1"sv, Format::Unopened, "egg"},
+    Mark{0, "StuffIt (c)"sv, Format::Unopened, "StuffIt"},
+    Mark{0, "SIT!"sv, Format::Unopened, "StuffIt", isStuffIt},
     Mark{0, "7kSt\xa0\x31\x83\xd3"sv, Format::Unopened, "zpaq"},
     Mark{7, "**ACE**"sv, Format::Unopened, "ace"},
     Mark{20, "\xdc\xa7\xc4\xfd"sv, Format::Unopened, "zoo"},
@@ -137,6 +154,11 @@ constexpr std::array marks{
     Mark{0, "KDMV"sv, Format::Unopened, "vmdk"},
     Mark{0, "vhdxfile"sv, Format::Unopened, "vhdx"},
     Mark{0, "conectix"sv, Format::Unopened, "vhd"},
+    Mark{0, "QED\0"sv, Format::Unopened, "qed"},
+    Mark{0, "COWD\1\0\0\0"sv, Format::Unopened, "vmdk"},
+    Mark{0, "WithoutFreeSpace"sv, Format::Unopened, "hdd"},
+    Mark{0, "WithouFreSpacExt"sv, Format::Unopened, "hdd"},
+    Mark{0, "LUKS\xba\xbe"sv, Format::Unopened, "LUKS"},
     Mark{0x40, "\x7f\x10\xda\xbe"sv, Format::Unopened, "vdi"},
     Mark{54, "FAT1"sv, Format::Unopened, "FAT", isImage},
     Mark{82, "FAT32"sv, Format::Unopened, "FAT", isImage},
@@ -144,6 +166,10 @@ constexpr std::array marks{
     Mark{3, "EXFAT   "sv, Format::Unopened, "exFAT", isImage},
     Mark{510, "\x55\xaa"sv, Format::Unopened, "disk image", isPartitioned},
     Mark{1080, "\x53\xef"sv, Format::Unopened, "ext", isExt},
+    Mark{1024, "\x10\x20\xf5\xf2"sv, Format::Unopened, "F2FS"},
+    Mark{32768, "JFS1"sv, Format::Unopened, "JFS"},
+    Mark{65588, "ReIsEr"sv, Format::Unopened, "ReiserFS"},
+    Mark{0, "-rom1fs-"sv, Format::Unopened, "romfs"},
     Mark{0, "XFSB\0\0"sv, Format::Unopened, "XFS"},
     Mark{0x10040, "_BHRfS_M"sv, Format::Unopened, "btrfs"},
     Mark{0, "\x45\x3d\xcd\x28"sv, Format::Unopened, "cramfs"},
@@ -151,47 +177,37 @@ constexpr std::array marks{
     Mark{8, "AI\x01"sv, Format::Unopened, "AppImage of type 1"},
 };
 
-std::optional<Container> recogniseAt(Content content, std::size_t begin)
+/// Besides those, where the library does not look for them: behind something else.
+constexpr std::array attached{
+    Mark{0, "BZh"sv, Format::Attached, "bzip2", isBzip2},
+    Mark{0,
+         "\xfd"
+         "7zXZ\0"sv,
+         Format::Attached, "xz"},
+    Mark{257, "ustar"sv, Format::Attached, "tar"},
+    Mark{0, "07070"sv, Format::Attached, "cpio"},
+};
+
+std::optional<Container> find(Content content, std::size_t begin, std::span<const Mark> among)
 {
     const Content rest = content.subspan(begin);
-    for (const Mark& mark : marks)
+    for (const Mark& mark : among)
         if (standsAt(rest, mark.offset, mark.bytes) && (!mark.also || mark.also(rest)))
             return Container{mark.format, mark.name, begin};
     return std::nullopt;
 }
 
-/// Where the program ends that a file begins with, or the header of a browser's extension; 0 when nothing
-/// follows there.
-std::size_t endOfHead(Content content)
-{
-    std::uint64_t end = 0;
-    if (standsAt(content, 0,
-                 "\x7f"
-                 "ELF"sv))
-        end = endOfElf(content);
-    else if (standsAt(content, 0, "MZ"sv))
-        end = endOfPe(content);
-    else if (standsAt(content, 0, "Cr24\3\0\0\0"sv))
-        end = 12 + numberAt(content, 8, 4);
-    return end < content.size() ? end : 0;
-}
-
 } // namespace
 
-std::optional<Container> recognise(Content content)
+std::optional<Container> markedAt(Content content, std::size_t begin)
 {
-    if (auto container = recogniseAt(content, 0))
-        return container;
-    const std::size_t end = endOfHead(content);
-    return end ? recogniseAt(content, end) : std::nullopt;
+    return find(content, begin, marks);
 }
 
-std::optional<Container> recogniseStream(Content content)
+std::optional<Container> markedBehind(Content content, std::size_t begin)
 {
-    const auto head = numberAt(content, 0, 1) << 8 | numberAt(content, 1, 1);
-    if ((head & 0x8f00) != 0x0800 || head % 31 != 0 || (head & 0x20) != 0) // RFC 1950
-        return std::nullopt;
-    return Container{Format::Zlib, "zlib", 0};
+    const auto container = find(content, begin, attached);
+    return container ? container : markedAt(content, begin);
 }
 
 } // namespace containers

@@ -7,11 +7,11 @@
 
 namespace containers {
 
-/// Tells by its marks the container that a file is, or that is attached to a program, if the scanning
-/// library does not open it, or may not open all of it. Costs next to nothing for all other files.
-std::optional<Container> recognise(Content content);
+/// The container that begins there by its marks, if the scanning library does not open it in a file of its
+/// own, or may not open all of it.
+std::optional<Container> markedAt(Content content, std::size_t begin);
 
-/// Likewise for a part of a document: a compressed stream, that begins with two bytes only.
-std::optional<Container> recogniseStream(Content content);
+/// Likewise for what lies behind something else, where the library opens hardly anything.
+std::optional<Container> markedBehind(Content content, std::size_t begin);
 
 } // namespace containers

@@ -36,6 +36,8 @@ Opened openContainer(const Container& container, Content content, const Workshop
         return openZlib(own, workshop);
     if (isArchive(container.format))
         return openArchive(container.format, own, workshop);
+    if (container.format == Format::Attached)
+        return openRest(own, 0, workshop);
     if (container.format == Format::TarRest)
         return openRest(own, extentOfTar(own).rest, workshop);
     if (container.format == Format::CpioRest)

@@ -8,7 +8,7 @@ packages_display='xvfb xdotool imagemagick bubblewrap fonts-dejavu-core zip'
 packages_test='git openbox uidmap clang-14 libclang-rt-14-dev clang-format-14 clamav-testfiles zip p7zip-full man-db procps
     cron e2fsprogs faketime openssl dbus-daemon dbus-bin python3-dbusmock adduser locales zstd lz4 squashfs-tools'
 # What bench/containers packs with.
-packages_containers='clamav arj binutils bzip2 cpio dosfstools e2fsprogs fdisk gcab genisoimage libarchive-tools lrzip lz4 lzip
+packages_containers='clamav arj binutils bzip2 cpio dosfstools e2fsprogs fdisk gcab genisoimage imagemagick libarchive-tools lrzip lz4 lzip
     lzop mtools ncompress p7zip-full python3 qemu-utils qpdf rpm squashfs-tools wimtools wixl xz-utils zip zpaq zstd'
 
 # give_up TEXT: ends the script with one line about what is missing.

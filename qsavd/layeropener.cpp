@@ -1,6 +1,6 @@
 #include "qsavd/layeropener.h"
 
-#include "containers/marks.h"
+#include "containers/recognise.h"
 
 #include <algorithm>
 #include <array>

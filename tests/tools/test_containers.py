@@ -91,6 +91,9 @@ CONTAINERS = {
     "rar4": (lambda content: handmade.rar4(b"folder/x", bz2.compress(content)), "folder/x"),
     "rar5": (lambda content: handmade.rar5("folder/ä".encode(), bz2.compress(content)), "folder/ä"),
     "initrd": (lambda content: cpio(b"microcode", FILLER) + bytes(500) + zstd(cpio(b"x", content)), "x"),
+    "script": (lambda content: b"#!/bin/sh\ntail -n +3 $0 | tar xJ\n" + lzma.compress(tar("folder/x", content)), "folder/x"),
+    "script.tar": (lambda content: b"#!/bin/sh\ntail -n +3 $0 | tar x\n" + tar("folder/x", content), "folder/x"),
+    "picture.gif": (lambda content: b"GIF89a\1\0\1\0\0\0\0;" + handmade.rar5(b"folder/x", bz2.compress(content)), "folder/x"),
     "AppImage": (lambda content: pathlib.Path("/bin/true").read_bytes() + squashfs(content), "folder/x"),
 }
 
