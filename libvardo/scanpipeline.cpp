@@ -2,6 +2,7 @@
 
 #include "engine/interface.h"
 #include "libvardo/closeelsewhere.h"
+#include "libvardo/likelywork.h"
 
 #include <utility>
 
@@ -48,6 +49,7 @@ std::shared_ptr<ScanOutcome> ScanPipeline::push(ScanItem item)
     std::shared_ptr<ScanOutcome> outcome = item.outcome;
     const int fd = item.fd.get();
     const auto size = static_cast<std::uint64_t>(item.id.size);
+    const std::uint64_t work = submits ? likelyWork(item.leaf, size) : 0;
     const bool isFile = item.kind == ScanItem::Kind::File;
 
     std::unique_lock lock(mutex_);
@@ -70,7 +72,7 @@ std::shared_ptr<ScanOutcome> ScanPipeline::push(ScanItem item)
     lock.unlock();
     // The item cannot leave, nor its descriptor close, before the session has answered.
     if (submits)
-        session_->submit(id, fd, size);
+        session_->submit(id, fd, size, work);
     else if (wakes)
         changed_.notify_all();
     return outcome;

@@ -92,10 +92,10 @@ class ScanSession
 
     virtual ~ScanSession() = default; ///< abandons what is in flight, at once; no handler is called any more
 
-    /// Hands over a regular file (or memfd) opened for reading. Its file offset is left anywhere. `fd` stays
-    /// the caller's and must stay open until `done` was called for `id`, or `lost`. Never blocks; callable
-    /// from any thread.
-    virtual void submit(std::uint64_t id, int fd, std::uint64_t size) = 0;
+    /// Hands over a regular file (or memfd) opened for reading, with what there is to do about it, in bytes:
+    /// the most goes first. Its file offset is left anywhere. `fd` stays the caller's and must stay open
+    /// until `done` was called for `id`, or `lost`. Never blocks; callable from any thread.
+    virtual void submit(std::uint64_t id, int fd, std::uint64_t size, std::uint64_t work) = 0;
 };
 
 } // namespace vardo

@@ -65,9 +65,9 @@ ServiceSession::~ServiceSession()
     thread_.join();
 }
 
-void ServiceSession::submit(std::uint64_t id, int fd, std::uint64_t size)
+void ServiceSession::submit(std::uint64_t id, int fd, std::uint64_t size, std::uint64_t work)
 {
-    ScanJob job{id, fd, size, std::chrono::seconds(std::max(1u, begin_.maxSeconds))};
+    ScanJob job{id, fd, size, work, std::chrono::seconds(std::max(1u, begin_.maxSeconds))};
     struct stat file = {};
     if (size > qsavd::bytesForTime && size <= begin_.maxFileSize && fstat(fd, &file) == 0)
         job.time = qsavd::timeForFile(static_cast<std::uint32_t>(job.time.count()), file);
@@ -240,8 +240,8 @@ ScanJob ServiceSession::takeNext()
     auto next = queue_.begin();
     if (queue_.back().id - next->id < mostOvertaken) {
         const auto largest = std::max_element(
-            queue_.begin(), queue_.end(), [](const ScanJob& a, const ScanJob& b) { return a.size < b.size; });
-        if (largest->size >= largeFile)
+            queue_.begin(), queue_.end(), [](const ScanJob& a, const ScanJob& b) { return a.work < b.work; });
+        if (largest->work >= largeFile)
             next = largest;
     }
     const ScanJob job = *next;

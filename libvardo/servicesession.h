@@ -24,7 +24,7 @@ class ServiceSession final : public ScanSession
                    Handlers handlers);
     ~ServiceSession() override;
 
-    void submit(std::uint64_t id, int fd, std::uint64_t size) override;
+    void submit(std::uint64_t id, int fd, std::uint64_t size, std::uint64_t work) override;
 
   private:
     using Clock = WorkerLink::Clock;

@@ -17,6 +17,7 @@ struct ScanJob
     std::uint64_t id = 0;
     int fd = -1;
     std::uint64_t size = 0;
+    std::uint64_t work = 0;      ///< as ScanSession::submit has it
     std::chrono::seconds time{}; ///< that a worker has for it
     bool suspect = false;        ///< was in hand when the service was lost
 };

@@ -136,7 +136,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                                       base::UniqueFd(::fcntl(wake.get(), F_DUPFD_CLOEXEC, 0)),
                                       handlersOf(told));
         for (std::uint64_t id = 0; id < files; ++id)
-            session.submit(id, file, 1);
+            session.submit(id, file, 1, 1);
         control.ours.reset();
         told.lost.acquire();
     }

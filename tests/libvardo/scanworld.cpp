@@ -48,7 +48,7 @@ class FakeSession : public vardo::ScanSession
         ++service_.sessionsClosed;
     }
 
-    void submit(std::uint64_t id, int fd, std::uint64_t) override
+    void submit(std::uint64_t id, int fd, std::uint64_t, std::uint64_t) override
     {
         const std::lock_guard lock(mutex_);
         jobs_.emplace_back(id, fd);

@@ -167,7 +167,7 @@ void TestScan::submit(const QString& path)
 void TestScan::submit(base::UniqueFd file, quint64 size)
 {
     files_.push_back(std::move(file));
-    session_->submit(files_.size() - 1, files_.back().get(), size);
+    session_->submit(files_.size() - 1, files_.back().get(), size, size);
 }
 
 bool TestScan::waitFor(std::size_t count)
