@@ -206,5 +206,5 @@ TOLD = [
     ("Beyond a limit", "stream of 5 GB, zstd", "x.zst", "truncate -s 5G big && zstd -q big -o x.zst && rm big"),
     ("Beyond a limit", "20 levels of lz4", "x.lz4",
      "cp in/folder/eicar.com x.lz4 && for i in $(seq 20); do gzip -c x.lz4 | lz4 > y && mv y x.lz4; done"),
-    ("Beyond a limit", "20,000 members in an ar", "x.ar", "make many_ar in/folder/eicar.com x.ar"),
+    ("Beyond a limit", "120,000 members in an ar", "x.ar", "make many_ar in/folder/eicar.com x.ar"),
 ]

@@ -114,7 +114,7 @@ def uuencoded(name, content):
 
 def many_ar(name, content):
     head = b"%-16s%-12d%-6d%-6d%-8s%-10d`\n"
-    one = [head % (b"%d/" % n, 0, 0, 0, b"100644", 6) + b"%06d" % n for n in range(20000)]
+    one = [head % (b"%d/" % n, 0, 0, 0, b"100644", 6) + b"%06d" % n for n in range(120000)]
     return b"!<arch>\n" + b"".join(one) + head % (name, 0, 0, 0, b"100644", len(content)) + content
 
 

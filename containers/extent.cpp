@@ -76,10 +76,15 @@ constexpr CpioKind cpioKinds[] = {{"070701", 110, 54, 8, 94, 8, 16, 4},
                                   {"070702", 110, 54, 8, 94, 8, 16, 4},
                                   {"070707", 76, 65, 11, 59, 6, 8, 1}};
 
+/// A whole header, of digits alone.
 const CpioKind* cpioKind(Content content, std::uint64_t at)
 {
-    const auto* kind = std::find_if(std::begin(cpioKinds), std::end(cpioKinds),
-                                    [&](const CpioKind& k) { return standsAt(content, at, k.mark); });
+    const auto* kind = std::find_if(std::begin(cpioKinds), std::end(cpioKinds), [&](const CpioKind& k) {
+        const std::string_view digits = k.base == 8 ? "01234567"sv : "0123456789abcdefABCDEF"sv;
+        const std::string_view header = textOf(content).substr(std::min(at, content.size()), k.length);
+        return header.starts_with(k.mark) && header.size() == k.length &&
+               header.find_first_not_of(digits) == header.npos;
+    });
     return kind == std::end(cpioKinds) ? nullptr : kind;
 }
 
@@ -103,6 +108,8 @@ Extent extentOfTar(Content content)
 Extent extentOfCpio(Content content)
 {
     std::uint64_t at = 0;
+    if (!cpioKind(content, at))
+        return {};
     while (const CpioKind* kind = cpioKind(content, at)) {
         const auto name = digits(content, at + kind->nameAt, kind->nameDigits, kind->base);
         const auto size = digits(content, at + kind->sizeAt, kind->sizeDigits, kind->base);

@@ -15,7 +15,7 @@ struct Extent
 
 Extent extentOfTar(Content content);
 
-/// With the headers of ASCII digits.
+/// With the headers of ASCII digits; nothing when there is none at the beginning.
 Extent extentOfCpio(Content content);
 
 /// Whether the volume that an ISO 9660 image says it is reaches beyond the image.

@@ -100,7 +100,8 @@ CONTAINERS = {
 
 class TestContainers(CommandLineTest):
     def test_finds_what_is_in_them_and_nothing_else(self):
-        expected = []
+        self.place.write("number", b"070701")
+        expected = ["number CLEAN"]
         for name, (make, inner) in CONTAINERS.items():
             self.place.write(name, make(FILLER + MARKER))
             self.place.write(name + "-harmless", make(FILLER))
