@@ -52,10 +52,13 @@ base::UniqueFd openOf(uid_t user, const std::string& path)
     return directory;
 }
 
-bool isAbandoned(const std::string& path)
+/// Deletes what a service left behind that is no more. One that begins at this moment cannot lock it
+/// meanwhile, and takes another one.
+void removeAbandoned(const std::string& path)
 {
     const base::UniqueFd directory = openOf(owner().user, path);
-    return directory && flock(directory.get(), LOCK_EX | LOCK_NB) == 0;
+    if (directory && flock(directory.get(), LOCK_EX | LOCK_NB) == 0)
+        removeTree(path);
 }
 
 void sweep(const std::string& directory)
@@ -63,8 +66,8 @@ void sweep(const std::string& directory)
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(directory, ignored)) {
         const std::string name = entry.path().filename().string();
-        if (name.starts_with(namePrefix) && isAbandoned(entry.path().string()))
-            removeTree(entry.path().string());
+        if (name.starts_with(namePrefix))
+            removeAbandoned(entry.path().string());
     }
 }
 
