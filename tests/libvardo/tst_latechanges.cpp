@@ -157,7 +157,8 @@ class TestLateChanges : public QObject
             vardo::quarantineFile(file, "Test.Virus", world.path("../q").toStdString(), onBeat);
         ::close(fd);
         ::close(directory);
-        // A beat is a megabyte, and comes by the clock while a slow disk writes: far from all 256 were copied.
+        // A beat is a megabyte, and comes by the clock while a slow disk writes: far from all 256 were
+        // copied.
         QVERIFY(!result && beats >= 3 && beats < 200);
         QTEST(result.error().code, "error");
         QCOMPARE(ScanWorld::list(world.path()), Names{"bad"});
