@@ -4,7 +4,7 @@
 // the machine does is left out.
 
 #include "base/uniquefd.h"
-#include "libvardo/scansession.h"
+#include "libvardo/beginmessage.h"
 #include "qsavd/filescanner.h"
 #include "qsavd/layeropener.h"
 #include "qsavd/scantrace.h"
@@ -41,19 +41,6 @@ double processorSeconds()
     timespec now = {};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
-qsavd::Begin usualOptions()
-{
-    const vardo::SessionOptions usual;
-    qsavd::Begin begin;
-    begin.flags = qsavd::ScanArchives | qsavd::ScanMails | qsavd::ScanPacked | qsavd::ScanHeuristics;
-    begin.maxRecursion = usual.maxRecursion;
-    begin.maxFiles = usual.maxFiles;
-    begin.maxSeconds = usual.maxSeconds;
-    begin.maxFileSize = usual.maxFileSize;
-    begin.maxScanSize = usual.maxScanSize;
-    return begin;
 }
 
 /// The least time of each, without the opener and with it.
@@ -118,7 +105,7 @@ int main(int argc, char** argv)
         qsavd::catchLibraryMessages();
         qsavd::SignatureSet signatures({{fs::absolute(argv[1])}, {}}, own);
         if (signatures.load()) {
-            qsavd::FileScanner scanner(signatures.engine(true), usualOptions(), own);
+            qsavd::FileScanner scanner(signatures.engine(true), vardo::beginMessage({}), own);
             measure(scanner, tree, argc > 3 ? std::max(1, std::atoi(argv[3])) : 5);
             result = EXIT_SUCCESS;
         } else {

@@ -28,9 +28,10 @@ std::optional<Container> recogniseBehindScript(Content content)
 /// An archive that was hidden behind a picture.
 std::optional<Container> recogniseBehindPicture(Content content)
 {
-    const std::string_view text = textOf(content);
-    const std::size_t begin = std::min(text.find("Rar!\x1a\7"sv), text.find("7z\xbc\xaf\x27\x1c"sv));
-    if (begin < text.size())
+    std::size_t begin = content.size();
+    for (const std::string_view mark : {"Rar!\x1a\7\0"sv, "Rar!\x1a\7\1\0"sv, "7z\xbc\xaf\x27\x1c"sv})
+        begin = std::min(begin, textOf(content).find(mark));
+    if (begin < content.size())
         return markedAt(content, begin);
     const ZipDirectory zip = readZipDirectory(content);
     return !zip.special.empty() ? std::optional(Container{Format::Zip, "zip", 0}) : std::nullopt;

@@ -50,7 +50,8 @@ std::string settingsDirectory()
     return atHome("/.vardo");
 }
 
-/// Where the user's programs keep what can be had again (XDG Base Directory Specification); made if missing.
+/// Where the user's programs keep what can be had again, by default or by XDG_CACHE_HOME, which desktops set;
+/// made if missing.
 std::string cacheDirectory()
 {
     const char* told = std::getenv("XDG_CACHE_HOME");

@@ -28,7 +28,7 @@ Begin clamped(Begin wanted)
     wanted.workers = std::clamp(wanted.workers == 0 ? cores : wanted.workers, 1u, maxWorkers);
     wanted.maxRecursion = std::clamp(wanted.maxRecursion, 1u, 100u);
     wanted.maxFiles = std::clamp(wanted.maxFiles, 1u, 1000000u);
-    wanted.maxSeconds = std::clamp(wanted.maxSeconds, 1u, 86400u);
+    wanted.maxSeconds = std::clamp(wanted.maxSeconds, 1u, 3600u);
     wanted.maxFileSize = std::clamp<std::uint64_t>(wanted.maxFileSize, 1, largestScannable);
     wanted.maxScanSize =
         std::clamp<std::uint64_t>(wanted.maxScanSize, wanted.maxFileSize, 16 * largestScannable);
